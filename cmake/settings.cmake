@@ -1,0 +1,66 @@
+# tavi_settings: what every target of ours is compiled with. tavi_warnings: the warnings our code is free of; never linked
+# by third-party code.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(TAVI_SANITIZE "" CACHE STRING "Sanitizers for native builds, as -fsanitize takes them")
+option(TAVI_FUZZ "Build the libFuzzer programs" OFF)
+option(TAVI_WERROR "Treat warnings as errors" ON)
+
+add_library(tavi_settings INTERFACE)
+target_include_directories(tavi_settings INTERFACE "${CMAKE_SOURCE_DIR}/src")
+if(WIN32)
+    target_compile_definitions(tavi_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+endif()
+if(MSVC)
+    target_compile_options(tavi_settings INTERFACE /utf-8 /permissive- /Zc:__cplusplus /EHsc)
+    set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+endif()
+
+add_library(tavi_warnings INTERFACE)
+if(MSVC)
+    target_compile_options(tavi_warnings INTERFACE /W4 $<$<BOOL:${TAVI_WERROR}>:/WX>)
+else()
+    target_compile_options(tavi_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+        -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wimplicit-fallthrough
+        $<$<BOOL:${TAVI_WERROR}>:-Werror>)
+endif()
+
+if(TAVI_SANITIZE)
+    add_compile_options(-fsanitize=${TAVI_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${TAVI_SANITIZE})
+    if(TAVI_SANITIZE MATCHES "thread")
+        add_compile_options(-Wno-tsan)
+    endif()
+    if(TAVI_FUZZ)
+        add_compile_options(-fsanitize=fuzzer-no-link)
+    endif()
+endif()
+
+find_program(TAVI_CCACHE ccache)
+if(TAVI_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${TAVI_CCACHE}")
+    set(CMAKE_C_COMPILER_LAUNCHER "${TAVI_CCACHE}")
+endif()
+
+# tavi_library(name SOURCES ... DEPENDS ...): one target per folder of src/, linked along the allowed arrows only.
+function(tavi_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    if(ARG_SOURCES)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        target_link_libraries(${name} PUBLIC tavi_settings ${ARG_DEPENDS} PRIVATE tavi_warnings)
+    else()
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE tavi_settings ${ARG_DEPENDS})
+    endif()
+endfunction()
+
+# tavi_test(name SOURCES ... DEPENDS ...): a GoogleTest program, run by ctest as one test per program.
+function(tavi_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+    target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
+    target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS} GTest::gmock_main)
+    add_test(NAME ${name} COMMAND ${name})
+endfunction()

@@ -1,0 +1,36 @@
+// The one object that stands for the outside world: every system and library call that the product makes, grouped by
+// role. Created by the composition root (the real one) or by a test (the simulated one), and handed down by reference; it
+// outlives everything that it was handed to. Holds no decisions.
+#pragma once
+
+#include "platform/clock.h"
+#include "platform/constants.h"
+#include "platform/digest.h"
+#include "platform/files.h"
+#include "platform/heap.h"
+#include "platform/modules.h"
+#include "platform/pipes.h"
+#include "platform/services.h"
+#include "platform/sqlite.h"
+#include "platform/system_errors.h"
+#include "platform/threads.h"
+#include "platform/trust.h"
+#include "platform/types.h"
+
+namespace tavi::platform {
+
+struct Platform {
+    SystemErrors& errors;
+    Services& services;
+    Modules& modules;
+    Files& files;
+    Pipes& pipes;
+    Threads& threads;
+    Clock& clock;
+    Heap& heap;
+    Trust& trust;
+    Sqlite& sqlite;
+    Digest& digest;
+};
+
+}  // namespace tavi::platform

@@ -1,0 +1,42 @@
+// The SQLite calls that the product makes, one to one, so that each can be made to fail. Result codes are SQLite's. The
+// two structures are SQLite's own; this header names them so that users of the seam need not include <sqlite3.h>.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace tavi::platform {
+
+using BusyHandlerFunction = int (*)(void* context, int count);
+
+class Sqlite {
+public:
+    virtual ~Sqlite() = default;
+
+    virtual int OpenV2(const std::string& utf8Path, sqlite3** database, int flags) = 0;
+    virtual int CloseV2(sqlite3* database) = 0;
+    virtual int Errcode(sqlite3* database) = 0;
+    virtual int Exec(sqlite3* database, const char* sql, char** errorMessage) = 0;  // no callback
+    virtual void Free(void* memory) = 0;
+    virtual int BusyHandler(sqlite3* database, BusyHandlerFunction handler, void* context) = 0;
+    // sqlite3_db_config for the options that take an int and return one; sqlite3_limit for limits.
+    virtual int DbConfig(sqlite3* database, int option, int value) = 0;
+
+    virtual int PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) = 0;
+    // -1 as length, no destructor: the text is zero-terminated and outlives the step.
+    virtual int BindText16(sqlite3_stmt* statement, int index, const char16_t* text) = 0;
+    virtual int BindInt(sqlite3_stmt* statement, int index, std::int32_t value) = 0;
+    virtual int BindInt64(sqlite3_stmt* statement, int index, std::int64_t value) = 0;
+    virtual int Step(sqlite3_stmt* statement) = 0;
+    virtual int Reset(sqlite3_stmt* statement) = 0;
+    virtual int Finalize(sqlite3_stmt* statement) = 0;
+    // Null for SQL NULL; zero-terminated; valid until the next step.
+    virtual const char16_t* ColumnText16(sqlite3_stmt* statement, int column) = 0;
+    virtual std::int32_t ColumnInt(sqlite3_stmt* statement, int column) = 0;
+    virtual std::int64_t ColumnInt64(sqlite3_stmt* statement, int column) = 0;
+};
+
+}  // namespace tavi::platform
