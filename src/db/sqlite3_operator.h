@@ -1,7 +1,7 @@
 // The one way to the per-user database. Every operation opens its own connection, does its work and closes it again, so
-// an operator can be used from any thread; a connection stays on the thread that opened it. Failures are logged here and
-// reported as false; nothing is thrown. Path: set by InitSqLiteDb, which must not run while another operation does (the
-// start handler ends the listen thread first).
+// an operator can be used from any thread; a connection stays on the thread that opened it. Failures are logged here
+// and reported as false; nothing is thrown. Path: set by InitSqLiteDb, which must not run while another operation does
+// (the start handler ends the listen thread first).
 #pragma once
 
 #include <cstdint>

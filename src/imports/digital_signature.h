@@ -1,6 +1,6 @@
 // Decides whether the process at the other end of the pipe is a client of ours: its executable's Authenticode signature
-// verifies and its signer is the publisher that was set at build time. Whatever cannot be established is a refusal, with
-// its reason in the error log. Called on the IPC thread, once per client.
+// verifies and its signer is the publisher that was set at build time. Whatever cannot be established is a refusal,
+// with its reason in the error log. Called on the IPC thread, once per client.
 #pragma once
 
 #include <cstdint>

@@ -11,8 +11,8 @@ namespace FileHepler {
 
 // The form of a full path that the file functions accept whatever its length: forward slashes become backslashes, and a
 // drive path that is long (248 code units or more, the shortest limit that the system documents, that of directories),
-// or has a component that ends in a blank or a point, gets the "\\?\" prefix (a UNC path "\\?\UNC\"). Other paths stay as
-// they are, prefixed ones too: some shell functions refuse the prefix.
+// or has a component that ends in a blank or a point, gets the "\\?\" prefix (a UNC path "\\?\UNC\"). Other paths stay
+// as they are, prefixed ones too: some shell functions refuse the prefix.
 std::u16string FormatLongFileName(std::u16string_view path);
 
 // The 64-bit file reference number of a file or directory; 0 when it cannot be had. Opens a reparse point itself, not

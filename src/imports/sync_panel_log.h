@@ -1,5 +1,5 @@
-// The service's logs, behind one facade: errors (class tag, function, message), traces, network-channel messages and the
-// record dumps of the sync log. Messages are UTF-8. Every call may come from any thread and never throws.
+// The service's logs, behind one facade: errors (class tag, function, message), traces, network-channel messages and
+// the record dumps of the sync log. Messages are UTF-8. Every call may come from any thread and never throws.
 //
 // The facade is process-wide, as its users expect of a log. Where the lines go is the installed backend's affair: files
 // in the service (imports/file_log.h), memory in the tests. Without a backend every call does nothing.

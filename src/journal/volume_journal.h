@@ -1,8 +1,8 @@
 // One task's access to the change journal of the volume that holds the listened folder: opening the volume, creating,
 // querying, deleting and reading the journal, decoding its records, and resolving file reference numbers to paths. The
 // start handler uses the volume, create and query operations; the listen thread everything. One thread at a time.
-// Failures are logged here and reported as false, 0 or an empty list. Layouts: Microsoft's documentation of USN_RECORD_V2,
-// USN_JOURNAL_DATA_V0 and the FSCTL_*_USN_JOURNAL control codes.
+// Failures are logged here and reported as false, 0 or an empty list. Layouts: Microsoft's documentation of
+// USN_RECORD_V2, USN_JOURNAL_DATA_V0 and the FSCTL_*_USN_JOURNAL control codes.
 #pragma once
 
 #include <cstdint>

@@ -14,8 +14,8 @@ class Digest {
 public:
     virtual ~Digest() = default;
 
-    virtual DigestContext MdCtxNew() = 0;                           // EVP_MD_CTX_new; kNoDigestContext on failure
-    virtual bool DigestInitSha256(DigestContext context) = 0;       // EVP_DigestInit_ex with EVP_sha256
+    virtual DigestContext MdCtxNew() = 0;                      // EVP_MD_CTX_new; kNoDigestContext on failure
+    virtual bool DigestInitSha256(DigestContext context) = 0;  // EVP_DigestInit_ex with EVP_sha256
     virtual bool DigestUpdate(DigestContext context, std::span<const std::byte> bytes) = 0;
     // EVP_DigestFinal_ex; `output` holds at least 64 bytes (EVP_MAX_MD_SIZE).
     virtual bool DigestFinal(DigestContext context, std::span<std::byte> output, std::uint32_t& length) = 0;

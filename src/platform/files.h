@@ -1,6 +1,6 @@
-// Files, directories, volumes and the change journal's control codes (kernel32, shell32, shlwapi, ntdll, cldapi). A call
-// that fails returns false, an invalid handle or the documented code, and leaves its code in the calling thread's last
-// error unless said otherwise. Any thread; a handle is closed once, by whoever opened it.
+// Files, directories, volumes and the change journal's control codes (kernel32, shell32, shlwapi, ntdll, cldapi). A
+// call that fails returns false, an invalid handle or the documented code, and leaves its code in the calling thread's
+// last error unless said otherwise. Any thread; a handle is closed once, by whoever opened it.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,6 @@
-// Named pipes and the security objects they are created with (kernel32, advapi32). Reading, writing, flushing and closing
-// a pipe's handle are calls of Files. A call that fails returns false or an empty value and leaves its code in the calling
-// thread's last error.
+// Named pipes and the security objects they are created with (kernel32, advapi32). Reading, writing, flushing and
+// closing a pipe's handle are calls of Files. A call that fails returns false or an empty value and leaves its code in
+// the calling thread's last error.
 #pragma once
 
 #include <array>

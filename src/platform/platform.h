@@ -1,6 +1,6 @@
 // The one object that stands for the outside world: every system and library call that the product makes, grouped by
-// role. Created by the composition root (the real one) or by a test (the simulated one), and handed down by reference; it
-// outlives everything that it was handed to. Holds no decisions.
+// role. Created by the composition root (the real one) or by a test (the simulated one), and handed down by reference;
+// it outlives everything that it was handed to. Holds no decisions.
 #pragma once
 
 #include "platform/clock.h"

@@ -9,8 +9,8 @@
 
 namespace tavi::platform {
 
-// Both are plain functions, as the system's are: it hands them no context. The dispatcher calls the first on a thread of
-// its own and the second on the thread that runs the dispatcher.
+// Both are plain functions, as the system's are: it hands them no context. The dispatcher calls the first on a thread
+// of its own and the second on the thread that runs the dispatcher.
 using ServiceMainFunction = void (*)();
 using ControlHandlerFunction = void (*)(std::uint32_t control);
 

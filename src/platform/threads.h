@@ -12,8 +12,8 @@ class Threads {
 public:
     virtual ~Threads() = default;
 
-    // Starts a thread that runs `entry`, which must not throw. kNullHandle on failure (last error says why). The handle is
-    // closed by the caller with CloseThread, after the thread has ended or not.
+    // Starts a thread that runs `entry`, which must not throw. kNullHandle on failure (last error says why). The handle
+    // is closed by the caller with CloseThread, after the thread has ended or not.
     virtual Handle StartThread(std::function<void()> entry) = 0;
     // WaitForSingleObject: true when the thread has ended within that time. Several threads may wait for one.
     virtual bool WaitForThread(Handle thread, std::uint32_t milliseconds) = 0;

@@ -1,9 +1,9 @@
-// Plain types that cross the seam: handles as opaque numbers of their own kind, and the structures that the system calls
-// take or fill, with the system's own field names and order. They exist so that the logic above the seam needs no
+// Plain types that cross the seam: handles as opaque numbers of their own kind, and the structures that the system
+// calls take or fill, with the system's own field names and order. They exist so that the logic above the seam needs no
 // <windows.h>. platform/windows proves sizes, offsets and values against the real headers with static_assert.
 //
-// Strings are UTF-16 code units (char16_t) with no pairing rule; paths are full Windows paths. Lengths are in bytes where
-// a name says bytes and in code units otherwise. Layouts: Microsoft's documentation of each structure.
+// Strings are UTF-16 code units (char16_t) with no pairing rule; paths are full Windows paths. Lengths are in bytes
+// where a name says bytes and in code units otherwise. Layouts: Microsoft's documentation of each structure.
 #pragma once
 
 #include <array>
