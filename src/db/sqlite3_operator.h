@@ -75,6 +75,14 @@ public:
     const std::u16string& databasePath() const { return databasePath_; }
 
 private:
+    void Harden(sqlite3* handle);
+    bool RunTransactionText(sqlite3* handle, const char* sql, const char* function, const char* failure);
+    bool ExecuteOnOwnConnection(const std::string& sql);
+    bool AlterUnlessFound(const char* function, const char* query, const std::string& alteration);
+    void DeleteFiles();
+    bool InsertPathMappingEntries(sqlite3* handle, const std::vector<PathMappingEntry>& list);
+    bool UseLargePageCache(sqlite3* handle);
+
     platform::Platform& platform_;
     std::u16string databasePath_;
     StatementTexts statements_;

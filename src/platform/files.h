@@ -42,6 +42,10 @@ public:
     virtual bool GetVolumeInformationW(const std::u16string& root, std::uint32_t& maximumComponentLength,
                                        std::u16string& fileSystemName) = 0;
 
+    // WideCharToMultiByte(CP_ACP): the text in the system's ANSI code page, with the system's stand-in for what that
+    // page lacks. Empty on failure.
+    virtual std::string WideCharToMultiByteAcp(const std::u16string&) { return {}; }
+
     // An empty span is passed as a null buffer of length 0.
     virtual bool DeviceIoControl(Handle handle, std::uint32_t controlCode, std::span<const std::byte> input,
                                  std::span<std::byte> output, std::uint32_t& bytesReturned) = 0;

@@ -1,0 +1,151 @@
+// The connection layer: opening, closing, transactions, and running texts that are no queries.
+#include <array>
+#include <utility>
+
+#include "db/busy_retry.h"
+#include "db/operation_guard.h"
+#include "db/sqlite3_operator.h"
+#include "db/sqlite_constants.h"
+#include "db/statement.h"
+#include "imports/type_convert.h"
+
+namespace tavi::db {
+namespace {
+
+constexpr int kOpenFlags = kSqliteOpenReadWrite | kSqliteOpenNoMutex;
+constexpr int kOpenReadOnlyFlags = kSqliteOpenReadOnly | kSqliteOpenNoMutex;
+
+}  // namespace
+
+SqLite3Operator::SqLite3Operator(platform::Platform& platform) : platform_(platform) {}
+
+// The file lies in a folder that others may write to, so a connection does not trust what the file says: its schema may
+// not call functions with side effects, its triggers and views (the service has none) do not run, its internal pages
+// are not to be written by statements, and nothing can load an extension. An option that the library refuses, because
+// it is older than the option, leaves the connection as usable as before.
+void SqLite3Operator::Harden(sqlite3* handle) {
+    constexpr std::array<std::pair<int, int>, 5> kSettings{{{kSqliteDbConfigDefensive, 1},
+                                                            {kSqliteDbConfigTrustedSchema, 0},
+                                                            {kSqliteDbConfigEnableTrigger, 0},
+                                                            {kSqliteDbConfigEnableView, 0},
+                                                            {kSqliteDbConfigEnableLoadExtension, 0}}};
+    for (const auto& [option, value] : kSettings) {
+        platform_.sqlite.DbConfig(handle, option, value);
+    }
+}
+
+bool SqLite3Operator::OpenDb(sqlite3*& handle) {
+    handle = nullptr;
+    const bool opened =
+        Guarded("OpenDb", {"Failed to open the database", "Failed to open the database: exception"}, [&] {
+            const std::string path = TypeConvert::UnicodeToUTF8(databasePath_);
+            if (platform_.sqlite.OpenV2(path, &handle, kOpenFlags) != kSqliteOk) {
+                LogError("OpenDb", "Failed to open the database,error reason:", platform_.sqlite.Errcode(handle));
+                return false;
+            }
+            if (platform_.sqlite.BusyHandler(handle, BusyRetryHandler, &platform_) != kSqliteOk) {
+                LogError("OpenDb", "Failed to set busy_handle,error reason:", platform_.sqlite.Errcode(handle));
+            }
+            Harden(handle);
+            return true;
+        });
+    if (!opened) {
+        CloseDb(handle);
+        handle = nullptr;
+    }
+    return opened;
+}
+
+bool SqLite3Operator::OpenDbReadOnly(sqlite3*& handle) {
+    handle = nullptr;
+    const bool opened = Guarded([&] {
+        const std::string path = TypeConvert::UnicodeToUTF8(databasePath_);
+        int result = platform_.sqlite.OpenV2(path, &handle, kOpenReadOnlyFlags);
+        if (result != kSqliteOk) {
+            LogError("OpenDbReadOnly", "Failed to open the read-only database,error reason:", result);
+            return false;
+        }
+        result = platform_.sqlite.BusyHandler(handle, BusyRetryHandler, &platform_);
+        if (result != kSqliteOk) {
+            LogError("OpenDbReadOnly", "Set busy handler error,error reason:", result);
+        }
+        Harden(handle);
+        return true;
+    });
+    if (!opened) {  // SQLite hands out a handle even when it could not open the file
+        CloseDb(handle);
+        handle = nullptr;
+    }
+    return opened;
+}
+
+bool SqLite3Operator::CloseDb(sqlite3*& handle) {
+    return Guarded([&] {
+        if (handle == nullptr || platform_.sqlite.CloseV2(handle) == kSqliteOk) {
+            return true;
+        }
+        LogError("CloseDb", "Failed to close the database,error reason:", platform_.sqlite.Errcode(handle));
+        return false;
+    });
+}
+
+bool SqLite3Operator::RunTransactionText(sqlite3* handle, const char* sql, const char* function, const char* failure) {
+    return Guarded([&] {
+        if (platform_.sqlite.Exec(handle, sql, nullptr) == kSqliteOk) {
+            return true;
+        }
+        LogError(function, failure, platform_.sqlite.Errcode(handle));
+        return false;
+    });
+}
+
+bool SqLite3Operator::BeginDbTransaction(sqlite3* handle) {
+    return RunTransactionText(handle, "begin transaction;", "BeginDbTransaction",
+                              "Failed to start the transaction,error reason:");
+}
+
+bool SqLite3Operator::CommitDbTransaction(sqlite3* handle) {
+    return RunTransactionText(handle, "commit transaction;", "CommitDbTransaction",
+                              "Failed to commit the transaction,error reason:");
+}
+
+bool SqLite3Operator::RollbackDbTransaction(sqlite3* handle) {
+    return RunTransactionText(handle, "rollback;", "RollbackDbTransaction",
+                              "Failed to roll back the transaction,error reason:");
+}
+
+bool SqLite3Operator::ExecuteSQLThatIsNotQuery(sqlite3* handle, const std::string& sql) {
+    constexpr const char* kFunction = "ExecuteSQLThatIsNotQuery";
+    return Guarded([&] {
+        if (handle == nullptr || sql.empty()) {
+            Drive::SyncPanelLog::WriteErrorLog(kDeviatingClassTag, kFunction, "db is nullptr or sqlCmd is empty");
+            return false;
+        }
+        int result = platform_.sqlite.Exec(handle, sql.c_str(), nullptr);
+        if (result == kSqliteBusy) {
+            // An I/O error is worth another try only here: it can be the locking's own.
+            for (int retry = 0; retry < kBusyRetries && (result == kSqliteBusy || result == kSqliteIoErr); ++retry) {
+                platform_.threads.Sleep(kBusyRetryPauseMs);
+                result = platform_.sqlite.Exec(handle, sql.c_str(), nullptr);
+            }
+        }
+        if (result == kSqliteOk) {
+            return true;
+        }
+        Drive::SyncPanelLog::WriteErrorLog(kDeviatingClassTag, kFunction,
+                                           "ExecuteSQLThatIsNotQuery failed,error code is " + std::to_string(result));
+        return false;
+    });
+}
+
+bool SqLite3Operator::ExecuteOnOwnConnection(const std::string& sql) {
+    sqlite3* handle = nullptr;
+    if (!OpenDb(handle)) {
+        return false;
+    }
+    const bool executed = ExecuteSQLThatIsNotQuery(handle, sql);
+    CloseDb(handle);
+    return executed;
+}
+
+}  // namespace tavi::db
