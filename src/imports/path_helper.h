@@ -7,8 +7,7 @@
 namespace PathHelper {
 
 // A copy of the path that can be logged: in every component each code unit of the stem but the first and the last
-// becomes
-// '*'; separators and the text from a component's last point on stay. The same path always gives the same text.
+// becomes '*'; separators and the text from a component's last point on stay. The same path always gives the same text.
 std::u16string FuzzyFilePath(std::u16string_view path);
 
 }  // namespace PathHelper

@@ -25,7 +25,7 @@ public:
     virtual int Exec(sqlite3* database, const char* sql, char** errorMessage) = 0;  // no callback
     virtual void Free(void* memory) = 0;
     virtual int BusyHandler(sqlite3* database, BusyHandlerFunction handler, void* context) = 0;
-    // sqlite3_db_config for the options that take an int and return one; sqlite3_limit for limits.
+    // sqlite3_db_config, for the options that take an int and a place for the value that then holds.
     virtual int DbConfig(sqlite3* database, int option, int value) = 0;
 
     virtual int PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) = 0;

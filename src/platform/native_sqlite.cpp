@@ -1,0 +1,76 @@
+#include "platform/native_sqlite.h"
+
+#include <sqlite3.h>
+
+namespace tavi::platform {
+
+int NativeSqlite::OpenV2(const std::string& utf8Path, sqlite3** database, int flags) {
+    return sqlite3_open_v2(utf8Path.c_str(), database, flags, nullptr);
+}
+
+int NativeSqlite::CloseV2(sqlite3* database) {
+    return sqlite3_close_v2(database);
+}
+
+int NativeSqlite::Errcode(sqlite3* database) {
+    return sqlite3_errcode(database);
+}
+
+int NativeSqlite::Exec(sqlite3* database, const char* sql, char** errorMessage) {
+    return sqlite3_exec(database, sql, nullptr, nullptr, errorMessage);
+}
+
+void NativeSqlite::Free(void* memory) {
+    sqlite3_free(memory);
+}
+
+int NativeSqlite::BusyHandler(sqlite3* database, BusyHandlerFunction handler, void* context) {
+    return sqlite3_busy_handler(database, handler, context);
+}
+
+int NativeSqlite::DbConfig(sqlite3* database, int option, int value) {
+    int now = 0;  // the option's value after the call; the result code says whether it was taken
+    return sqlite3_db_config(database, option, value, &now);
+}
+
+int NativeSqlite::PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) {
+    return sqlite3_prepare_v2(database, sql, bytes, statement, nullptr);
+}
+
+int NativeSqlite::BindText16(sqlite3_stmt* statement, int index, const char16_t* text) {
+    return sqlite3_bind_text16(statement, index, text, -1, nullptr);  // null destructor: SQLITE_STATIC
+}
+
+int NativeSqlite::BindInt(sqlite3_stmt* statement, int index, std::int32_t value) {
+    return sqlite3_bind_int(statement, index, value);
+}
+
+int NativeSqlite::BindInt64(sqlite3_stmt* statement, int index, std::int64_t value) {
+    return sqlite3_bind_int64(statement, index, value);
+}
+
+int NativeSqlite::Step(sqlite3_stmt* statement) {
+    return sqlite3_step(statement);
+}
+
+int NativeSqlite::Reset(sqlite3_stmt* statement) {
+    return sqlite3_reset(statement);
+}
+
+int NativeSqlite::Finalize(sqlite3_stmt* statement) {
+    return sqlite3_finalize(statement);
+}
+
+const char16_t* NativeSqlite::ColumnText16(sqlite3_stmt* statement, int column) {
+    return static_cast<const char16_t*>(sqlite3_column_text16(statement, column));
+}
+
+std::int32_t NativeSqlite::ColumnInt(sqlite3_stmt* statement, int column) {
+    return sqlite3_column_int(statement, column);
+}
+
+std::int64_t NativeSqlite::ColumnInt64(sqlite3_stmt* statement, int column) {
+    return sqlite3_column_int64(statement, column);
+}
+
+}  // namespace tavi::platform
