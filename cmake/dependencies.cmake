@@ -32,6 +32,7 @@ add_library(tavi_cli11 INTERFACE)
 target_include_directories(tavi_cli11 SYSTEM INTERFACE "${TAVI_CLI11_INCLUDE}")
 
 if(EXISTS /usr/src/googletest/CMakeLists.txt)
+    set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
     set(INSTALL_GTEST OFF)
     set(gtest_force_shared_crt ON)
     add_subdirectory(/usr/src/googletest "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)

@@ -1,0 +1,91 @@
+# The functions that every CMakeLists.txt below uses to declare its targets.
+
+# What ./build delivers, and what ./test builds of each kind.
+add_custom_target(tavi_shipped)
+add_custom_target(tavi_thread_tests)
+add_custom_target(tavi_benchmarks)
+add_custom_target(tavi_fuzzers)
+
+# tavi_library(name SOURCES ... DEPENDS ...): one target per folder of src/, linked along the allowed arrows only.
+function(tavi_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    if(ARG_SOURCES)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        target_link_libraries(${name} PUBLIC tavi_settings ${ARG_DEPENDS} PRIVATE tavi_warnings)
+    else()
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE tavi_settings ${ARG_DEPENDS})
+    endif()
+endfunction()
+
+# tavi_test(name SOURCES ... DEPENDS ... [LABELS ...] [TIMEOUT seconds]): a GoogleTest program, run by ctest as one test.
+# Label it `threads` when threads meet in it (it then also runs under ThreadSanitizer), `e2e` when it drives the shipped
+# programs (it then runs alone).
+function(tavi_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 300)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+    target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
+    target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS} GTest::gmock_main)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT ${ARG_TIMEOUT})
+    if("threads" IN_LIST ARG_LABELS)
+        add_dependencies(tavi_thread_tests ${name})
+    endif()
+endfunction()
+
+# tavi_bench(name SOURCES ... DEPENDS ...): a Google Benchmark program; ctest does not run it.
+function(tavi_bench name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    find_package(benchmark REQUIRED)
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+    target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS} benchmark::benchmark_main)
+    add_dependencies(tavi_benchmarks ${name})
+endfunction()
+
+# tavi_fuzzer(name SOURCES ... DEPENDS ...): a libFuzzer program. As a test it runs for TAVI_FUZZ_SECONDS from the inputs
+# in fuzz/corpus/<name>, if there are any, and keeps what it finds in the build folder.
+set(TAVI_FUZZ_SECONDS 10 CACHE STRING "How long each fuzzer runs as a test")
+function(tavi_fuzzer name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+    target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
+    target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    set(found "${CMAKE_BINARY_DIR}/fuzz-corpus/${name}")
+    file(MAKE_DIRECTORY "${found}")
+    set(seeds "${CMAKE_SOURCE_DIR}/fuzz/corpus/${name}")
+    if(NOT EXISTS "${seeds}")
+        set(seeds)
+    endif()
+    add_test(NAME ${name} COMMAND ${name} -max_total_time=${TAVI_FUZZ_SECONDS} -timeout=10 -rss_limit_mb=2048
+        -print_final_stats=1 "-artifact_prefix=${found}-" "${found}" ${seeds})
+    math(EXPR limit "${TAVI_FUZZ_SECONDS} + 120")
+    set_tests_properties(${name} PROPERTIES LABELS fuzz TIMEOUT ${limit})
+    add_dependencies(tavi_fuzzers ${name})
+endfunction()
+
+# tavi_version_resource(target description): gives a Windows program the product's version resource.
+function(tavi_version_resource target description)
+    if(NOT WIN32)
+        return()
+    endif()
+    string(REPLACE "." "," TAVI_VERSION_COMMAS "${PROJECT_VERSION}")
+    set(TAVI_FILE_DESCRIPTION "${description}")
+    set(TAVI_FILE_NAME "${target}")
+    set(resource "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
+    configure_file("${CMAKE_SOURCE_DIR}/cmake/version.rc.in" "${resource}" @ONLY)
+    target_sources(${target} PRIVATE "${resource}")
+endfunction()
+
+# tavi_ship(target description): a program that users get. ./build collects these.
+function(tavi_ship target description)
+    tavi_version_resource(${target} "${description}")
+    set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/shipped")
+    add_dependencies(tavi_shipped ${target})
+endfunction()
