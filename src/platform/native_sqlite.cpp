@@ -4,6 +4,10 @@
 
 namespace tavi::platform {
 
+int NativeSqlite::Config(int option, int value) {
+    return sqlite3_config(option, value);
+}
+
 int NativeSqlite::OpenV2(const std::string& utf8Path, sqlite3** database, int flags) {
     return sqlite3_open_v2(utf8Path.c_str(), database, flags, nullptr);
 }

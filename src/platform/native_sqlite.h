@@ -8,6 +8,7 @@ namespace tavi::platform {
 
 class NativeSqlite final : public Sqlite {
 public:
+    int Config(int option, int value) override;
     int OpenV2(const std::string& utf8Path, sqlite3** database, int flags) override;
     int CloseV2(sqlite3* database) override;
     int Errcode(sqlite3* database) override;

@@ -8,37 +8,10 @@
 
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
+#include "platform/owned_handle.h"
 
 namespace tavi::util {
 namespace {
-
-class OpenFile {
-public:
-    OpenFile(platform::Files& files, const std::u16string& path, std::uint32_t disposition)
-        : files_(files),
-          handle_(files.CreateFileW(path, platform::kGenericWrite, platform::kFileShareRead, disposition,
-                                    platform::kFileAttributeNormal)) {}
-    ~OpenFile() {
-        if (valid()) {
-            files_.CloseHandle(handle_);
-        }
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-
-    bool valid() const { return handle_ != platform::kInvalidHandle; }
-    bool Size(std::int64_t& bytes) { return files_.GetFileSizeEx(handle_, bytes); }
-    void Append(std::string_view bytes) {
-        std::uint32_t written = 0;
-        if (files_.SetFilePointerEx(handle_, 0, platform::kFileEnd)) {
-            files_.WriteFile(handle_, std::as_bytes(std::span(bytes.data(), bytes.size())), written);
-        }
-    }
-
-private:
-    platform::Files& files_;
-    platform::Handle handle_;
-};
 
 // With a blank at the end; empty when it cannot be formatted.
 std::u16string TimeText(const platform::SystemTime& time) {
@@ -48,20 +21,23 @@ std::u16string TimeText(const platform::SystemTime& time) {
     return length > 0 ? TypeConvert::StringToWString(text.data()) : std::u16string();
 }
 
-// Whether the file has to start again; a file that cannot be opened or measured gets no line.
-enum class Outcome { kDone, kTooLarge };
+platform::OwnedHandle OpenForWriting(platform::Files& files, const std::u16string& path, std::uint32_t disposition) {
+    return {files, files.CreateFileW(path, platform::kGenericWrite, platform::kFileShareRead, disposition,
+                                     platform::kFileAttributeNormal)};
+}
 
-Outcome AppendUnlessTooLarge(platform::Files& files, const std::u16string& path, std::string_view line) {
-    OpenFile file(files, path, platform::kOpenAlways);
+// The file, open and of a size to go on with; not valid when the line is to be given up.
+platform::OwnedHandle OpenWithinLimit(platform::Files& files, const std::u16string& path) {
+    platform::OwnedHandle file = OpenForWriting(files, path, platform::kOpenAlways);
     std::int64_t bytes = 0;
-    if (!file.valid() || !file.Size(bytes)) {
-        return Outcome::kDone;
+    if (!file.IsValid() || !files.GetFileSizeEx(file.Get(), bytes)) {
+        return {};
     }
-    if (bytes > kReadErrorFileLimit) {
-        return Outcome::kTooLarge;
+    if (bytes <= kReadErrorFileLimit) {
+        return file;
     }
-    file.Append(line);
-    return Outcome::kDone;
+    file.Close();  // before it is opened again: it is shared for reading only
+    return OpenForWriting(files, path, platform::kTruncateExisting);
 }
 
 void WriteLine(platform::Platform& platform, std::u16string_view message) {
@@ -71,11 +47,10 @@ void WriteLine(platform::Platform& platform, std::u16string_view message) {
         return;
     }
     const std::string line = platform.files.WideCharToMultiByteAcp(time + std::u16string(message));
-    if (AppendUnlessTooLarge(platform.files, path, line) == Outcome::kTooLarge) {
-        OpenFile file(platform.files, path, platform::kTruncateExisting);
-        if (file.valid()) {
-            file.Append(line);
-        }
+    const platform::OwnedHandle file = OpenWithinLimit(platform.files, path);
+    std::uint32_t written = 0;
+    if (file.IsValid() && platform.files.SetFilePointerEx(file.Get(), 0, platform::kFileEnd)) {
+        platform.files.WriteFile(file.Get(), std::as_bytes(std::span(line.data(), line.size())), written);
     }
 }
 
