@@ -7,7 +7,16 @@
 
 namespace tavi::records {
 
-char16_t ToLowerUnit(char16_t unit);
+// For units above U+007F; use ToLowerUnit.
+char16_t ToLowerUnitBeyondAscii(char16_t unit);
+
+inline char16_t ToLowerUnit(char16_t unit) {
+    if (unit < 0x80) {
+        return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
+    }
+    return ToLowerUnitBeyondAscii(unit);
+}
+
 std::u16string ToLower(std::u16string_view text);
 
 }  // namespace tavi::records

@@ -7,8 +7,6 @@
 // path.
 #pragma once
 
-#include <cstdint>
-#include <functional>
 #include <span>
 #include <string>
 #include <string_view>

@@ -1,0 +1,73 @@
+#include "records/name_automaton.h"
+
+#include <algorithm>
+#include <map>
+#include <string_view>
+
+#include "records/automaton_builder.h"
+#include "records/lower_case.h"
+#include "records/name_expression.h"
+
+namespace tavi::records {
+namespace {
+
+// Every set becomes the units whose lower case is in it.
+void LetLoweredMatch(ExpressionNode& node) {
+    if (node.kind == ExpressionNode::Kind::kUnits) {
+        std::vector<UnitRange> ranges;
+        for (unsigned value = 0; value <= 0xFFFF; ++value) {
+            const auto unit = static_cast<char16_t>(value);
+            if (Contains(node.units, ToLowerUnit(unit))) {
+                ranges.push_back({unit, unit});
+            }
+        }
+        node.units = MakeUnitSet(std::move(ranges));
+    }
+    for (ExpressionNode& child : node.children) {
+        LetLoweredMatch(child);
+    }
+}
+
+ExpressionGraph MakeGraph(std::span<const NameAutomaton::Expression> expressions) {
+    ExpressionGraph graph;
+    for (const NameAutomaton::Expression& expression : expressions) {
+        ExpressionNode tree = ParseNameExpression(expression.text);
+        if (expression.letters == NameAutomaton::Case::kLowered) {
+            LetLoweredMatch(tree);
+        }
+        graph.Add(tree, expression.group);
+    }
+    return graph;
+}
+
+}  // namespace
+
+NameAutomaton::NameAutomaton(std::span<const Expression> expressions) {
+    const ExpressionGraph graph = MakeGraph(expressions);
+    const UnitClasses classes = ClassifyUnits(graph.sets());
+    const DeterministicAutomaton automaton = Minimise(Determinise(graph, classes));
+
+    classCount_ = automaton.classCount;
+    const std::size_t stride = classCount_ + 1;
+    startRow_ = automaton.start * stride;
+    rows_.reserve(automaton.accepts.size() * stride);
+    for (std::size_t state = 0; state < automaton.accepts.size(); ++state) {
+        for (std::size_t unitClass = 0; unitClass < classCount_; ++unitClass) {
+            rows_.push_back(static_cast<std::uint32_t>(automaton.next[state * classCount_ + unitClass] * stride));
+        }
+        rows_.push_back(automaton.accepts[state]);
+    }
+    // Most of the 256 pages are alike and stand once.
+    std::map<std::u8string, std::uint16_t> pageAt;
+    for (std::size_t page = 0; page < pages_.size(); ++page) {
+        const auto begin = classes.classOfUnit.begin() + static_cast<std::ptrdiff_t>(page * 256);
+        const auto [entry, isNew] =
+            pageAt.try_emplace(std::u8string(begin, begin + 256), static_cast<std::uint16_t>(unitClasses_.size()));
+        if (isNew) {
+            unitClasses_.insert(unitClasses_.end(), begin, begin + 256);
+        }
+        pages_[page] = entry->second;
+    }
+}
+
+}  // namespace tavi::records
