@@ -1,0 +1,45 @@
+#include "imports/path_helper.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace PathHelper {
+namespace {
+
+TEST(FuzzyFilePath, KeepsTheFirstAndLastUnitOfEveryStem) {
+    struct Row {
+        std::u16string path;
+        std::u16string expected;
+    };
+    const std::vector<Row> rows = {
+        {u"", u""},
+        {u"a", u"a"},
+        {u"ab", u"ab"},
+        {u"abc", u"a*c"},
+        {u"report.docx", u"r****t.docx"},
+        {u"docs\\report.docx", u"d**s\\r****t.docx"},
+        {u"docs/sub/plan.txt", u"d**s/s*b/p**n.txt"},
+        {u"C:\\Users\\somebody\\x.y", u"C:\\U***s\\s******y\\x.y"},
+        {u"archive.tar.gz", u"a*********r.gz"},
+        {u".gitignore", u".gitignore"},
+        {u"name.", u"n**e."},
+        {u"folder\\", u"f****r\\"},
+        {u"\\\\server\\share", u"\\\\s****r\\s***e"},
+        {u"\u540C\u6B65\u6587\u4EF6.txt", u"\u540C**\u4EF6.txt"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_TRUE(FuzzyFilePath(row.path) == row.expected) << testing::PrintToString(row.path);
+    }
+}
+
+TEST(FuzzyFilePath, LeavesItsArgumentAsItWas) {
+    const std::u16string path = u"folder\\report.docx";
+    const std::u16string fuzzy = FuzzyFilePath(path);
+    EXPECT_TRUE(path == u"folder\\report.docx");
+    EXPECT_TRUE(FuzzyFilePath(path) == fuzzy);
+    EXPECT_EQ(fuzzy.size(), path.size());
+}
+
+}  // namespace
+}  // namespace PathHelper
