@@ -106,6 +106,7 @@ struct SecurityAttributes {
 struct FindData {
     std::uint32_t fileAttributes = 0;
     std::u16string fileName;
+    std::uint32_t reparseTag = 0;  // dwReserved0 of a reparse point, otherwise 0
 };
 
 // BY_HANDLE_FILE_INFORMATION, the fields that are read. fileIndex is nFileIndexHigh:nFileIndexLow.

@@ -1,0 +1,109 @@
+#include "journal/batch_decoder.h"
+
+#include <array>
+
+#include "platform/constants.h"
+
+namespace tavi::journal {
+namespace {
+
+// A name and its terminator fit a buffer of 260 code units; a longer one is not a file's name.
+constexpr std::size_t kNameBufferUnits = platform::kMaxPath;
+
+}  // namespace
+
+BatchDecoder::BatchDecoder(std::u16string_view listenPath, platform::Clock& clock)
+    : parents_(listenPath), timestamps_(clock) {}
+
+BatchDecoder::Result BatchDecoder::Decode(std::span<const std::byte> records, ParentSource& source,
+                                          PathMapping* mapping) {
+    parents_.Clear();
+    timestamps_.Reset();
+    Result result;
+    UsnDecoder decoder(records);
+    UsnRecordView record;
+    while (decoder.Next(record)) {
+        if (record.nameUnits() >= kNameBufferUnits) {
+            continue;
+        }
+        const ParentCache::Entry& parent = Parent(record.parentFileReferenceNumber(), source, mapping);
+        if (parent.insideListenFolder) {
+            Append(record, parent, result.records);
+        }
+        if (mapping != nullptr) {
+            NoteInMapping(record, parent, *mapping);
+        }
+    }
+    result.malformed = decoder.malformed();
+    return result;
+}
+
+ParentCache::Entry& BatchDecoder::Parent(std::uint64_t number, ParentSource& source, const PathMapping* mapping) {
+    ParentCache::Entry* entry = parents_.Find(number);
+    if (entry == nullptr) {
+        return ResolveParent(number, source, mapping);
+    }
+    if (entry->rebuilt && mapping != nullptr && entry->mappingVersion != mapping->version()) {
+        parents_.Replace(*entry, mapping->BuildPathFromMapping(number));
+        entry->mappingVersion = mapping->version();
+    }
+    return *entry;
+}
+
+ParentCache::Entry& BatchDecoder::ResolveParent(std::uint64_t number, ParentSource& source,
+                                                const PathMapping* mapping) {
+    switch (source.AskForPath(number, answer_)) {
+        case ParentSource::Answer::kPath:
+            return parents_.Add(number, answer_);
+        case ParentSource::Answer::kNoAnswer:
+            return parents_.Add(number, {});
+        case ParentSource::Answer::kGone:
+            break;
+    }
+    if (mapping == nullptr) {
+        return parents_.Add(number, {});
+    }
+    ParentCache::Entry& entry = parents_.Add(number, mapping->BuildPathFromMapping(number));
+    entry.rebuilt = true;
+    entry.mappingVersion = mapping->version();
+    return entry;
+}
+
+void BatchDecoder::NoteInMapping(const UsnRecordView& record, const ParentCache::Entry& parent,
+                                 PathMapping& mapping) const {
+    const std::uint32_t attributes = record.fileAttributes();
+    const bool isDirectory = (attributes & platform::kFileAttributeDirectory) != 0;
+    const bool matters =
+        parent.insideListenFolder ? isDirectory || !mapping.syncFolderLearned() : isDirectory && parent.inRecycleBin;
+    if (!matters) {
+        return;
+    }
+    std::array<char16_t, kNameBufferUnits> name;
+    record.CopyName(name.data());
+    const std::u16string_view nameView(name.data(), record.nameUnits());
+    const RecordIdentity identity{record.fileReferenceNumber(), record.parentFileReferenceNumber(), attributes};
+    const std::u16string_view parentPath = parents_.PathOf(parent);
+    // A record in a recycle bin that is also inside the folder would be offered twice with the same outcome.
+    if (parent.insideListenFolder) {
+        mapping.UpdatePathMapping(identity, parentPath, nameView);
+    } else {
+        mapping.CheckRecycleBinMove(identity, parentPath, nameView);
+    }
+}
+
+void BatchDecoder::Append(const UsnRecordView& record, const ParentCache::Entry& parent,
+                          records::UsnRecordList& batch) {
+    const std::u16string_view folder = parents_.RelativeOf(parent);
+    records::UsnRecord& decoded = batch.emplace_back();
+    decoded.usn = record.usn();
+    decoded.reason = record.reason();
+    decoded.fileAttributes = record.fileAttributes();
+    decoded.timestamp = timestamps_.Convert(record.timeStamp());
+    decoded.filename.resize(folder.size() + record.nameUnits());
+    folder.copy(decoded.filename.data(), folder.size());
+    record.CopyName(decoded.filename.data() + folder.size());
+    decoded.frn = record.fileReferenceNumber();
+    decoded.oldfrn = -1;
+}
+
+}  // namespace tavi::journal

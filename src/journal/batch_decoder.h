@@ -1,0 +1,58 @@
+// One read's records become UsnRecords with paths relative to the listened folder; records outside it are dropped
+// before anything of them is copied. Parents are resolved through a ParentSource (the file system, or the replay tool's
+// directory list) and, when the directory is gone, through the path mapping, which the records in turn keep up to date.
+// Listen thread only. Throws nothing but allocation failures.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "journal/parent_cache.h"
+#include "journal/path_mapping.h"
+#include "journal/timestamp_converter.h"
+#include "journal/usn_decoder.h"
+#include "platform/clock.h"
+#include "records/change_record.h"
+
+namespace tavi::journal {
+
+// Asks for a directory's path by its file reference number.
+class ParentSource {
+public:
+    enum class Answer {
+        kPath,      // `path` is its volume-relative path
+        kGone,      // it cannot be opened or named: what the mapping knows counts
+        kNoAnswer,  // it cannot even be asked for: no path
+    };
+
+    virtual ~ParentSource() = default;
+    // `path` is overwritten.
+    virtual Answer AskForPath(std::uint64_t fileReferenceNumber, std::u16string& path) = 0;
+};
+
+class BatchDecoder {
+public:
+    BatchDecoder(std::u16string_view listenPath, platform::Clock& clock);
+
+    struct Result {
+        records::UsnRecordList records;
+        bool malformed = false;  // a malformed record ended the decoding
+    };
+    // `records` is what a read returned, without the leading next USN. `mapping` may be null: then a directory that is
+    // gone has no path. Its pending rows are not flushed here.
+    Result Decode(std::span<const std::byte> records, ParentSource& source, PathMapping* mapping);
+
+private:
+    ParentCache::Entry& Parent(std::uint64_t number, ParentSource& source, const PathMapping* mapping);
+    ParentCache::Entry& ResolveParent(std::uint64_t number, ParentSource& source, const PathMapping* mapping);
+    void NoteInMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping) const;
+    void Append(const UsnRecordView& record, const ParentCache::Entry& parent, records::UsnRecordList& batch);
+
+    ParentCache parents_;
+    TimestampConverter timestamps_;
+    std::u16string answer_;  // reused from one parent to the next
+};
+
+}  // namespace tavi::journal

@@ -1,0 +1,76 @@
+#include "imports/file_helper.h"
+#include "journal/volume_journal.h"
+#include "platform/constants.h"
+
+namespace tavi::journal {
+namespace {
+
+// One enumeration under way. The entries of a directory are listed right after it, so an enumeration is left waiting
+// while those below it run; an explicit stack, because a path may be thousands of directories deep.
+class Enumeration {
+public:
+    Enumeration(platform::Files& files, std::u16string directory) : files_(files), directory_(std::move(directory)) {}
+    Enumeration(Enumeration&& other) noexcept
+        : files_(other.files_),
+          directory_(std::move(other.directory_)),
+          handle_(std::exchange(other.handle_, platform::kInvalidFindHandle)) {}
+    Enumeration& operator=(Enumeration&&) = delete;
+    ~Enumeration() {
+        if (handle_ != platform::kInvalidFindHandle) {
+            files_.FindClose(handle_);
+        }
+    }
+
+    bool Next(platform::FindData& data) {
+        if (handle_ != platform::kInvalidFindHandle) {
+            return files_.FindNextFileW(handle_, data);
+        }
+        const std::u16string path = FileHepler::FormatLongFileName(directory_);
+        if (files_.Waccess(path, 0) != 0) {
+            return false;
+        }
+        handle_ = files_.FindFirstFileW(path + u"\\*.*", data);
+        return handle_ != platform::kInvalidFindHandle;
+    }
+
+    std::u16string PathOf(const std::u16string& name) const {
+        return directory_ + (directory_.ends_with(u'\\') ? u"" : u"\\") + name;
+    }
+
+private:
+    platform::Files& files_;
+    std::u16string directory_;
+    platform::FindHandle handle_ = platform::kInvalidFindHandle;
+};
+
+// A directory whose contents belong to it: a link or junction stands for another place, maybe one above itself.
+bool HasContentsOfItsOwn(const platform::FindData& data) {
+    const bool isReparsePoint = (data.fileAttributes & platform::kFileAttributeReparsePoint) != 0;
+    const bool isLink = isReparsePoint && (data.reparseTag & platform::kReparseTagNameSurrogate) != 0;
+    return (data.fileAttributes & platform::kFileAttributeDirectory) != 0 && !isLink;
+}
+
+}  // namespace
+
+std::vector<std::u16string> VolumeJournal::ListAllEntries(const std::u16string& directory) {
+    std::vector<std::u16string> entries;
+    std::vector<Enumeration> open;
+    open.emplace_back(platform_.files, directory);
+    platform::FindData data;
+    while (!open.empty()) {
+        if (!open.back().Next(data)) {
+            open.pop_back();
+            continue;
+        }
+        if (data.fileName == u"." || data.fileName == u"..") {
+            continue;
+        }
+        entries.push_back(open.back().PathOf(data.fileName));
+        if (HasContentsOfItsOwn(data)) {
+            open.emplace_back(platform_.files, entries.back());
+        }
+    }
+    return entries;
+}
+
+}  // namespace tavi::journal

@@ -1,0 +1,80 @@
+// The parents' paths of one read: every parent directory is resolved once, whatever the number of its records, since
+// all records of one read see the names of one instant. An entry also keeps what follows from the path (inside the
+// listened folder or not, in the recycle bin or not, the part that goes before a record's name), so that a record costs
+// one look-up. Dropped at the read's end; capacity is kept. Listen thread only.
+//
+// Paths rebuilt from the path mapping are good only for the mapping's version they were built from: the decoder
+// rebuilds them when that has moved on.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavi::journal {
+
+class ParentCache {
+public:
+    struct Entry {
+        std::uint64_t fileReferenceNumber = 0;
+        std::size_t pathOffset = 0;      // in the cache's text
+        std::size_t pathUnits = 0;       // without the backslash that is added to it
+        std::size_t relativeOffset = 0;  // of what goes before the name: "Folder\", or nothing
+        std::size_t relativeUnits = 0;
+        std::uint64_t mappingVersion = 0;  // for rebuilt paths
+        bool rebuilt = false;              // from the mapping: the directory itself could not be opened
+        bool insideListenFolder = false;
+        bool inRecycleBin = false;
+    };
+
+    // The folder that records must lie in, as the request names it; with a drive and its colon.
+    explicit ParentCache(std::u16string_view listenPath);
+
+    // Null when the number has not been resolved in this read. Valid until the next Add or Clear.
+    Entry* Find(std::uint64_t fileReferenceNumber) {
+        for (std::size_t slot = SlotOf(fileReferenceNumber);; slot = (slot + 1) & slotMask_) {
+            const std::uint32_t index = slots_[slot];
+            if (index == kFree) {
+                return nullptr;
+            }
+            if (entries_[index].fileReferenceNumber == fileReferenceNumber) {
+                return &entries_[index];
+            }
+        }
+    }
+    // `path` is volume-relative. The number is not in the cache yet.
+    Entry& Add(std::uint64_t fileReferenceNumber, std::u16string_view path);
+    // Gives an entry another path.
+    void Replace(Entry& entry, std::u16string_view path);
+    void Clear();
+
+    std::u16string_view PathOf(const Entry& entry) const {
+        return std::u16string_view(text_).substr(entry.pathOffset, entry.pathUnits);
+    }
+    std::u16string_view RelativeOf(const Entry& entry) const {
+        return std::u16string_view(text_).substr(entry.relativeOffset, entry.relativeUnits);
+    }
+    std::size_t size() const { return entries_.size(); }
+
+private:
+    static constexpr std::uint32_t kFree = ~std::uint32_t{0};
+
+    std::size_t SlotOf(std::uint64_t number) const {
+        constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15;
+        return static_cast<std::size_t>((number * kGoldenRatio) >> slotShift_);
+    }
+    void Resize(unsigned bits);
+    void Judge(Entry& entry, std::u16string_view path) const;
+
+    std::u16string folder_;  // the listened folder without its drive
+    bool hasDrive_ = false;
+    std::vector<Entry> entries_;
+    std::u16string text_;  // the paths, one after the other
+    std::vector<std::uint32_t> slots_;
+    std::size_t slotMask_ = 0;
+    unsigned slotShift_ = 0;
+};
+
+}  // namespace tavi::journal

@@ -1,0 +1,147 @@
+#include "journal/path_mapping.h"
+
+#include <utility>
+
+#include "imports/sync_panel_log.h"
+#include "imports/type_convert.h"
+#include "platform/constants.h"
+
+namespace tavi::journal {
+namespace {
+
+constexpr std::u16string_view kRecycleBin = u"$RECYCLE.BIN";
+
+std::u16string_view WithoutTrailingBackslashes(std::u16string_view path) {
+    while (path.ends_with(u'\\')) {
+        path.remove_suffix(1);
+    }
+    return path;
+}
+
+}  // namespace
+
+PathMapping::PathMapping(db::SqLite3Operator& database, std::u16string listenPath)
+    : database_(database), listenPath_(std::move(listenPath)) {}
+
+void PathMapping::Load(std::vector<db::PathMappingEntry> rows) {
+    knownDirectories_.reserve(knownDirectories_.size() + rows.size());
+    for (db::PathMappingEntry& row : rows) {
+        const std::uint64_t number = row.fileReferenceNumber;
+        knownDirectories_.insert_or_assign(number, std::move(row));
+    }
+    ++version_;
+}
+
+// Collects the names from the directory up to the listened folder. Brent's method: a marker follows the walk in leaps
+// of doubling length, so a loop is met after a few rounds, without a mark on every row.
+bool PathMapping::ChainToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names) const {
+    std::uint64_t marker = number;
+    std::uint64_t stepsSinceMarker = 0;
+    std::uint64_t leap = 2;
+    while (number != syncFolderReferenceNumber_) {
+        const auto known = knownDirectories_.find(number);
+        if (known == knownDirectories_.end()) {
+            return false;
+        }
+        names.push_back(&known->second.fileName);
+        number = known->second.parentFileReferenceNumber;
+        if (number == marker) {
+            return false;
+        }
+        if (++stepsSinceMarker == leap) {
+            marker = number;
+            stepsSinceMarker = 0;
+            leap *= 2;
+        }
+    }
+    return true;
+}
+
+std::u16string PathMapping::BuildPathFromMapping(std::uint64_t fileReferenceNumber) const {
+    std::vector<const std::u16string*> names;
+    if (!syncFolderLearned() || !ChainToSyncFolder(fileReferenceNumber, names)) {
+        return {};
+    }
+    std::size_t units = syncFolderPath_.size();
+    for (const std::u16string* name : names) {
+        units += 1 + name->size();
+    }
+    std::u16string path;
+    path.reserve(units);
+    path = syncFolderPath_;
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        path += u'\\';
+        path += **name;
+    }
+    return path;
+}
+
+void PathMapping::UpdatePathMapping(const RecordIdentity& record, std::u16string_view parentPath,
+                                    std::u16string_view name) {
+    LearnSyncFolder(record.parentFileReferenceNumber, parentPath);
+    if ((record.fileAttributes & platform::kFileAttributeDirectory) == 0) {
+        return;
+    }
+    const std::uint64_t number = record.fileReferenceNumber;
+    const auto [known, added] = knownDirectories_.try_emplace(number);
+    db::PathMappingEntry& entry = known->second;
+    if (!added && entry.parentFileReferenceNumber == record.parentFileReferenceNumber && entry.fileName == name) {
+        return;
+    }
+    entry.fileReferenceNumber = number;
+    entry.parentFileReferenceNumber = record.parentFileReferenceNumber;
+    entry.fileName = name;
+    ++version_;
+    // A row that is stored again is stored as present, whatever was loaded.
+    db::PathMappingEntry& pending = pendingEntries_[number];
+    pending = entry;
+    pending.deleted = false;
+}
+
+void PathMapping::CheckRecycleBinMove(const RecordIdentity& record, std::u16string_view parentPath,
+                                      std::u16string_view name) {
+    if ((record.fileAttributes & platform::kFileAttributeDirectory) != 0 &&
+        knownDirectories_.contains(record.fileReferenceNumber) && IsInRecycleBin(parentPath)) {
+        UpdatePathMapping(record, parentPath, name);
+    }
+}
+
+bool PathMapping::IsInRecycleBin(std::u16string_view parentPath) {
+    return parentPath.find(kRecycleBin) != std::u16string_view::npos;
+}
+
+void PathMapping::LearnSyncFolder(std::uint64_t parentFileReferenceNumber, std::u16string_view parentPath) {
+    if (syncFolderLearned()) {
+        return;
+    }
+    const std::u16string_view listenPath = listenPath_;
+    const std::size_t firstBackslash = listenPath.find(u'\\');
+    if (firstBackslash == std::u16string_view::npos) {
+        return;
+    }
+    const std::u16string_view folder = WithoutTrailingBackslashes(listenPath.substr(firstBackslash));
+    if (folder != WithoutTrailingBackslashes(parentPath)) {
+        return;
+    }
+    syncFolderReferenceNumber_ = parentFileReferenceNumber;
+    syncFolderPath_ = folder;
+    ++version_;
+    Drive::SyncPanelLog::WriteTraceLog(
+        "fileReferenceNumber,syncFolderPath:" + std::to_string(parentFileReferenceNumber) + "," +
+        TypeConvert::UnicodeToUTF8(syncFolderPath_));
+}
+
+void PathMapping::FlushPathMapping() {
+    if (pendingEntries_.empty()) {
+        return;
+    }
+    std::vector<db::PathMappingEntry> entries;
+    entries.reserve(pendingEntries_.size());
+    for (auto& [number, entry] : pendingEntries_) {
+        entries.push_back(std::move(entry));
+    }
+    pendingEntries_.clear();
+    database_.InsertPathMappingTable(entries);
+}
+
+}  // namespace tavi::journal

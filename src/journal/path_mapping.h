@@ -1,0 +1,64 @@
+// Every directory seen in the listened folder, by file reference number: its parent and its name. From it the path of a
+// directory that is gone is rebuilt. Its rows are kept in the pathMapping table, so that they outlive the process.
+// Owned by the task's VolumeJournal; listen thread only. Paths here are volume-relative: a leading backslash, no drive.
+//
+// Rows come from a table and from a journal that may have been read with gaps, so parents can form a loop: a walk that
+// meets itself ends in an empty path.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "db/sqlite3_operator.h"
+
+namespace tavi::journal {
+
+// What the mapping needs to know of a journal record.
+struct RecordIdentity {
+    std::uint64_t fileReferenceNumber = 0;
+    std::uint64_t parentFileReferenceNumber = 0;
+    std::uint32_t fileAttributes = 0;
+};
+
+class PathMapping {
+public:
+    // `database` outlives the mapping. `listenPath` with its drive.
+    PathMapping(db::SqLite3Operator& database, std::u16string listenPath);
+
+    // Stored rows; nothing becomes pending.
+    void Load(std::vector<db::PathMappingEntry> rows);
+
+    // Empty when the number is unknown, the listened folder's own number is not yet known, or the chain is a loop.
+    std::u16string BuildPathFromMapping(std::uint64_t fileReferenceNumber) const;
+
+    // For a record inside the listened folder.
+    void UpdatePathMapping(const RecordIdentity& record, std::u16string_view parentPath, std::u16string_view name);
+    // For every record: a directory that moved to the recycle bin has left the folder, its row must follow.
+    void CheckRecycleBinMove(const RecordIdentity& record, std::u16string_view parentPath, std::u16string_view name);
+    void LearnSyncFolder(std::uint64_t parentFileReferenceNumber, std::u16string_view parentPath);
+    // Stores what has changed since the last flush; a failed store is not repeated.
+    void FlushPathMapping();
+
+    bool syncFolderLearned() const { return !syncFolderPath_.empty(); }
+    // Counts what can alter a rebuilt path, so that its users know when to rebuild theirs.
+    std::uint64_t version() const { return version_; }
+    static bool IsInRecycleBin(std::u16string_view parentPath);
+
+private:
+    using Directories = std::unordered_map<std::uint64_t, db::PathMappingEntry>;
+
+    bool ChainToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names) const;
+
+    db::SqLite3Operator& database_;
+    std::u16string listenPath_;
+    Directories knownDirectories_;
+    std::uint64_t syncFolderReferenceNumber_ = 0;
+    std::u16string syncFolderPath_;  // empty until learned
+    Directories pendingEntries_;
+    std::uint64_t version_ = 0;
+};
+
+}  // namespace tavi::journal

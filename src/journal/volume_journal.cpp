@@ -1,0 +1,226 @@
+#include "journal/volume_journal.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "imports/sync_panel_log.h"
+#include "platform/constants.h"
+#include "util/read_error_file.h"
+
+namespace tavi::journal {
+namespace {
+
+using Drive::SyncPanelLog;
+
+constexpr std::string_view kClassTag = "FileChangeRecord";
+constexpr int kRetries = 5;
+constexpr std::uint32_t kRetryPauseMs = 1000;
+constexpr std::uint32_t kAllReasons = 0xFFFFFFFF;
+constexpr std::size_t kNextUsnBytes = 8;
+
+// "\\.\C:" for a drive letter; nothing when the unit is no character, which no text can be formatted from.
+std::optional<std::u16string> FormatDevicePath(char16_t drive) {
+    constexpr char16_t kFirstSurrogate = 0xD800;
+    constexpr char16_t kLastSurrogate = 0xDFFF;
+    if (drive == u'\0' || (drive >= kFirstSurrogate && drive <= kLastSurrogate)) {
+        return std::nullopt;
+    }
+    return std::u16string(u"\\\\.\\") + drive + u':';
+}
+
+}  // namespace
+
+VolumeJournal::VolumeJournal(platform::Platform& platform, std::u16string listenPath, std::int64_t startUsn)
+    : platform_(platform), listenPath_(std::move(listenPath)), startUsn_(startUsn), directoryNames_(platform) {}
+
+VolumeJournal::~VolumeJournal() {
+    platform_.heap.HeapFree(readBuffer_);
+}
+
+bool VolumeJournal::CreateVolumeHandle() {
+    volume_.Close();
+    directoryNames_.SetVolume(platform::kInvalidHandle);
+    const std::size_t colon = listenPath_.find(u':');
+    if (colon == std::u16string::npos || colon == 0) {
+        return false;
+    }
+    const std::optional<std::u16string> device = FormatDevicePath(listenPath_[colon - 1]);
+    if (!device) {
+        SyncPanelLog::WriteErrorLog("File change record", "Create volume", "String format failed.");
+        return false;
+    }
+    const platform::Handle handle =
+        platform_.files.CreateFileW(*device, platform::kGenericRead,
+                                    platform::kFileShareRead | platform::kFileShareWrite, platform::kOpenExisting, 0);
+    if (handle == platform::kInvalidHandle) {
+        lastError_ = platform_.errors.GetLastError();
+        LogFailure("CreateVolumeHandle", "Failed to create the volume handle, error code is ");
+        return false;
+    }
+    volume_ = platform::OwnedHandle(platform_.files, handle);
+    directoryNames_.SetVolume(handle);
+    return true;
+}
+
+int VolumeJournal::CreateChangeJournal() {
+    const platform::CreateUsnJournalData request;  // zeros: the file system chooses its sizes
+    if (ControlWithRetries(platform::kFsctlCreateUsnJournal, std::as_bytes(std::span(&request, 1)))) {
+        return 1;
+    }
+    LogFailure("CreateChangeJournal", "Failed to create the changeJournal, error code is ");
+    return 0;
+}
+
+int VolumeJournal::QueryChangeJournal() {
+    journalData_ = {};
+    std::uint32_t bytesReturned = 0;
+    if (Control(platform::kFsctlQueryUsnJournal, {}, std::as_writable_bytes(std::span(&journalData_, 1)),
+                bytesReturned)) {
+        return 1;
+    }
+    LogFailure("QueryChangeJournal", "Failed to query the changeJournal, error code is ");
+    return 0;
+}
+
+bool VolumeJournal::DeleteChangeJournal() {
+    platform::DeleteUsnJournalData request;
+    request.usnJournalId = journalData_.usnJournalId;
+    request.deleteFlags = platform::kUsnDeleteFlagDelete;
+    const bool deleted = ControlWithRetries(platform::kFsctlDeleteUsnJournal, std::as_bytes(std::span(&request, 1)));
+    SyncPanelLog::WriteTraceLog(deleted ? "The changeJournal is deleted successfully"
+                                        : "Failed to delete the changeJournal");
+    return deleted;
+}
+
+bool VolumeJournal::AllocateReadBuffer() {
+    platform_.heap.HeapFree(readBuffer_);
+    readBuffer_ = platform_.heap.HeapAlloc(kReadBufferBytes);
+    return readBuffer_ != nullptr;
+}
+
+bool VolumeJournal::FsctlReadUsnJournal(std::uint32_t& bytesReturned) {
+    bytesReturned = 0;
+    const std::span<std::byte> buffer = ReadBuffer();
+    if (buffer.empty()) {
+        return false;
+    }
+    platform::ReadUsnJournalData request;
+    request.startUsn = startUsn_;
+    request.reasonMask = kAllReasons;
+    request.usnJournalId = journalData_.usnJournalId;
+    std::memset(buffer.data(), 0, buffer.size());
+    if (Control(platform::kFsctlReadUsnJournal, std::as_bytes(std::span(&request, 1)), buffer, bytesReturned)) {
+        return true;
+    }
+    LogFailure("FsctlReadUsnJournal", "Failed to read the USN journal, error code is ");
+    return ReadRejected();
+}
+
+bool VolumeJournal::ReadRejected() {
+    if (lastError_ == platform::kErrorNotReady) {
+        DeleteChangeJournal();
+        journalLost_ = true;
+    } else if (lastError_ == platform::kErrorInvalidParameter) {
+        util::WriteReadErrorLine(platform_, u"#1\n");
+        if (QueryChangeJournal() == 0) {
+            LogFailure("FsctlReadUsnJournal", "Failed to query the changeJournal, error code is ");
+            positionLost_ = true;
+        } else {
+            startUsn_ = journalData_.nextUsn;
+        }
+    }
+    return false;
+}
+
+records::UsnRecordList VolumeJournal::ReadUsnRecords() {
+    platform_.clock.WsetlocaleAll(u"chs");
+    std::uint32_t bytesReturned = 0;
+    if (!FsctlReadUsnJournal(bytesReturned)) {
+        return {};
+    }
+    const std::span<const std::byte> buffer = ReadBuffer();
+    const std::span<const std::byte> returned = buffer.first(std::min<std::size_t>(bytesReturned, buffer.size()));
+    if (returned.size() < kNextUsnBytes) {
+        return {};
+    }
+    // The position moves on only when the records that it leaves behind are in the caller's hands.
+    try {
+        records::UsnRecordList batch = Decode(returned.subspan(kNextUsnBytes));
+        std::memcpy(&startUsn_, returned.data(), sizeof startUsn_);
+        return batch;
+    } catch (const std::exception& exception) {
+        SyncPanelLog::WriteErrorLog(kClassTag, "ReadUsnRecords",
+                                    std::string("Failed to decode the USN records: exception ") + exception.what());
+        return {};
+    }
+}
+
+records::UsnRecordList VolumeJournal::Decode(std::span<const std::byte> returned) {
+    if (decoder_ == nullptr) {
+        decoder_ = std::make_unique<BatchDecoder>(listenPath_, platform_.clock);
+    }
+    BatchDecoder::Result result = decoder_->Decode(returned, directoryNames_, pathMapping_.get());
+    if (result.malformed) {
+        SyncPanelLog::WriteErrorLog(kClassTag, "ReadUsnRecords",
+                                    "A malformed record ends the decoding of the USN records");
+    }
+    if (pathMapping_ != nullptr) {
+        pathMapping_->FlushPathMapping();
+    }
+    return std::move(result.records);
+}
+
+std::u16string VolumeJournal::GetFullPathByFileReferenceNumber(std::uint64_t fileReferenceNumber) {
+    std::u16string path;
+    switch (directoryNames_.AskForPath(fileReferenceNumber, path)) {
+        case ParentSource::Answer::kPath:
+            return path;
+        case ParentSource::Answer::kNoAnswer:
+            return {};
+        case ParentSource::Answer::kGone:
+            break;
+    }
+    return pathMapping_ == nullptr ? std::u16string() : pathMapping_->BuildPathFromMapping(fileReferenceNumber);
+}
+
+void VolumeJournal::RemoveTrailingBackslashes() {
+    while (listenPath_.ends_with(u'\\')) {
+        listenPath_.pop_back();
+    }
+    decoder_.reset();
+}
+
+bool VolumeJournal::Control(std::uint32_t code, std::span<const std::byte> input, std::span<std::byte> output,
+                            std::uint32_t& bytesReturned) {
+    const bool succeeded = platform_.files.DeviceIoControl(volume_.Get(), code, input, output, bytesReturned);
+    if (!succeeded) {
+        lastError_ = platform_.errors.GetLastError();
+    }
+    return succeeded;
+}
+
+bool VolumeJournal::ControlWithRetries(std::uint32_t code, std::span<const std::byte> input) {
+    std::uint32_t bytesReturned = 0;
+    for (int retry = 0; !Control(code, input, {}, bytesReturned); ++retry) {
+        if (retry == kRetries) {
+            return false;
+        }
+        platform_.threads.Sleep(kRetryPauseMs);
+    }
+    return true;
+}
+
+void VolumeJournal::LogFailure(std::string_view function, std::string_view message) const {
+    SyncPanelLog::WriteErrorLog(kClassTag, function, std::string(message) + std::to_string(lastError_));
+}
+
+std::span<std::byte> VolumeJournal::ReadBuffer() const {
+    if (readBuffer_ == nullptr) {
+        return {};
+    }
+    const std::size_t bytes = std::min(platform_.heap.HeapSize(readBuffer_), kReadBufferBytes);
+    return {static_cast<std::byte*>(readBuffer_), bytes};
+}
+
+}  // namespace tavi::journal
