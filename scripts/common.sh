@@ -27,3 +27,12 @@ quietly() {
         fail "'$*' failed; all it said is in $log"
     fi
 }
+
+# build_preset PRESET TARGET...: configures when needed and builds.
+build_preset() {
+    local preset="$1"
+    shift
+    say "Building $preset: $*"
+    quietly "$TAVI_ROOT/out/logs/configure-$preset.log" cmake --preset "$preset"
+    quietly "$TAVI_ROOT/out/logs/build-$preset.log" cmake --build --preset "$preset" -j "$TAVI_JOBS" --target "$@"
+}
