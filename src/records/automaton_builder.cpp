@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
 #include <regex>
+#include <span>
 #include <unordered_map>
 #include <utility>
 
@@ -12,10 +14,12 @@ namespace {
 constexpr std::size_t kMaximumGraphStates = 100'000;
 constexpr std::size_t kMaximumClasses = 256;  // a class is stored in a byte
 
-using Bits = std::vector<std::uint64_t>;
-
 void SetBit(Bits& bits, std::size_t index) {
     bits[index / 64] |= std::uint64_t{1} << (index % 64);
+}
+
+bool HasBit(const Bits& bits, std::size_t index) {
+    return (bits[index / 64] >> (index % 64) & 1) != 0;
 }
 
 void Unite(Bits& into, const Bits& from) {
@@ -75,7 +79,11 @@ std::vector<Bits> EmptyClosures(const ExpressionGraph& graph) {
 class SubsetConstruction {
 public:
     SubsetConstruction(const ExpressionGraph& graph, const UnitClasses& classes)
-        : graph_(graph), classes_(classes), closures_(EmptyClosures(graph)), reachedThroughSet_(graph.sets().size()) {}
+        : graph_(graph),
+          classes_(classes),
+          closures_(EmptyClosures(graph)),
+          reachedThroughSet_(graph.sets().size()),
+          usedSets_((graph.sets().size() + 63) / 64) {}
 
     DeterministicAutomaton Run() {
         const std::size_t words = (graph_.states().size() + 63) / 64;
@@ -83,7 +91,7 @@ public:
         for (const std::size_t state : graph_.starts()) {
             Unite(start, closures_[state]);
         }
-        result_.classCount = classes_.classInSet.size();
+        result_.classCount = classes_.setsOfClass.size();
         result_.start = StateOf(start);
         for (std::size_t state = 0; state < subsets_.size(); ++state) {
             Expand(state, words);
@@ -109,33 +117,39 @@ private:
     }
 
     void Expand(std::size_t state, std::size_t words) {
-        // First per set, then per class: most members of a subset share a few sets, and most classes are in many sets.
-        usedSets_.clear();
+        // First per set, then per class: most members of a subset share a few sets, and classes that are in the same
+        // ones of these sets lead to the same state.
+        std::ranges::fill(usedSets_, 0);
         ForEachBit(*subsets_[state], [&](std::size_t at) {
             const auto& member = graph_.states()[at];
             if (member.kind != ExpressionGraph::State::Kind::kUnits) {
                 return;
             }
             Bits& reached = reachedThroughSet_[member.other];
-            if (reached.empty()) {
-                reached.resize(words);
-                usedSets_.push_back(member.other);
+            if (!HasBit(usedSets_, member.other)) {
+                SetBit(usedSets_, member.other);
+                reached.assign(words, 0);
             }
             Unite(reached, closures_[member.next]);
         });
-        Bits successor(words);
-        for (std::size_t unitClass = 0; unitClass < result_.classCount; ++unitClass) {
-            std::ranges::fill(successor, 0);
-            for (const std::size_t set : usedSets_) {
-                if (classes_.classInSet[unitClass][set]) {
-                    Unite(successor, reachedThroughSet_[set]);
-                }
+        successorOf_.clear();
+        for (const Bits& setsOfClass : classes_.setsOfClass) {
+            sets_ = usedSets_;
+            for (std::size_t word = 0; word < sets_.size(); ++word) {
+                sets_[word] &= setsOfClass[word];
             }
-            result_.next.push_back(StateOf(successor));
+            auto entry = successorOf_.find(sets_);
+            if (entry == successorOf_.end()) {
+                entry = successorOf_.emplace(sets_, Successor(sets_, words)).first;
+            }
+            result_.next.push_back(entry->second);
         }
-        for (const std::size_t set : usedSets_) {
-            reachedThroughSet_[set].clear();
-        }
+    }
+
+    std::uint32_t Successor(const Bits& sets, std::size_t words) {
+        subset_.assign(words, 0);
+        ForEachBit(sets, [&](std::size_t set) { Unite(subset_, reachedThroughSet_[set]); });
+        return StateOf(subset_);
     }
 
     const ExpressionGraph& graph_;
@@ -144,9 +158,132 @@ private:
     std::unordered_map<Bits, std::uint32_t, WordsHash> stateOfSubset_;
     std::vector<const Bits*> subsets_;
     std::vector<Bits> reachedThroughSet_;
-    std::vector<std::size_t> usedSets_;
+    Bits usedSets_;
+    Bits sets_;  // these two are fields so that their memory is reused
+    Bits subset_;
+    std::unordered_map<Bits, std::uint32_t, WordsHash> successorOf_;
     DeterministicAutomaton result_;
 };
+
+// States grouped into blocks; a block can be split into its marked and its unmarked states.
+class StatePartition {
+public:
+    explicit StatePartition(std::size_t states) : order_(states), placeOf_(states), blockOf_(states) {
+        std::iota(order_.begin(), order_.end(), std::size_t{0});
+        std::iota(placeOf_.begin(), placeOf_.end(), std::size_t{0});
+        blocks_.push_back({0, states, 0});
+    }
+
+    std::size_t BlockCount() const { return blocks_.size(); }
+    std::size_t BlockOf(std::size_t state) const { return blockOf_[state]; }
+    std::span<const std::size_t> Block(std::size_t block) const {
+        return std::span(order_).subspan(blocks_[block].begin, blocks_[block].end - blocks_[block].begin);
+    }
+
+    void Mark(std::size_t state) {
+        Extent& block = blocks_[blockOf_[state]];
+        const std::size_t firstUnmarked = block.begin + block.marked;
+        if (placeOf_[state] < firstUnmarked) {
+            return;
+        }
+        if (block.marked++ == 0) {
+            touched_.push_back(blockOf_[state]);
+        }
+        std::swap(order_[placeOf_[state]], order_[firstUnmarked]);
+        placeOf_[order_[placeOf_[state]]] = placeOf_[state];
+        placeOf_[state] = firstUnmarked;
+    }
+
+    // Splits every block with marked and unmarked states; the smaller part becomes a new block, at the end.
+    void SplitMarked() {
+        for (const std::size_t index : touched_) {
+            Extent& block = blocks_[index];
+            const std::size_t border = block.begin + std::exchange(block.marked, 0);
+            if (border == block.end) {
+                continue;
+            }
+            Extent part{block.begin, border, 0};
+            if (border - block.begin <= block.end - border) {
+                block.begin = border;
+            } else {
+                part = {border, block.end, 0};
+                block.end = border;
+            }
+            for (std::size_t place = part.begin; place < part.end; ++place) {
+                blockOf_[order_[place]] = blocks_.size();
+            }
+            blocks_.push_back(part);
+        }
+        touched_.clear();
+    }
+
+private:
+    struct Extent {
+        std::size_t begin;
+        std::size_t end;
+        std::size_t marked;  // the first so many states are marked
+    };
+
+    std::vector<std::size_t> order_;  // the states, block by block
+    std::vector<std::size_t> placeOf_;
+    std::vector<std::size_t> blockOf_;
+    std::vector<Extent> blocks_;
+    std::vector<std::size_t> touched_;
+};
+
+// Who leads where: the states whose successor by a class is a given state.
+class Predecessors {
+public:
+    explicit Predecessors(const DeterministicAutomaton& automaton)
+        : classCount_(automaton.classCount), begins_(automaton.next.size() + 1), states_(automaton.next.size()) {
+        for (std::size_t edge = 0; edge < automaton.next.size(); ++edge) {
+            ++begins_[Slot(automaton.next[edge], edge % classCount_) + 1];
+        }
+        std::partial_sum(begins_.begin(), begins_.end(), begins_.begin());
+        std::vector<std::size_t> ends(begins_);
+        for (std::size_t edge = 0; edge < automaton.next.size(); ++edge) {
+            states_[ends[Slot(automaton.next[edge], edge % classCount_)]++] = edge / classCount_;
+        }
+    }
+
+    std::span<const std::size_t> Of(std::size_t state, std::size_t unitClass) const {
+        const std::size_t slot = Slot(state, unitClass);
+        return std::span(states_).subspan(begins_[slot], begins_[slot + 1] - begins_[slot]);
+    }
+
+private:
+    std::size_t Slot(std::size_t state, std::size_t unitClass) const { return state * classCount_ + unitClass; }
+
+    std::size_t classCount_;
+    std::vector<std::size_t> begins_;
+    std::vector<std::size_t> states_;
+};
+
+// Hopcroft's refinement: states start apart when they accept differently; every block that came to be parts the blocks
+// that lead into it and elsewhere by the same class.
+StatePartition PartStates(const DeterministicAutomaton& automaton) {
+    const Predecessors predecessors(automaton);
+    StatePartition partition(automaton.accepts.size());
+    for (unsigned groups = 0; groups <= 0xFF; ++groups) {
+        for (std::size_t state = 0; state < automaton.accepts.size(); ++state) {
+            if (automaton.accepts[state] == groups) {
+                partition.Mark(state);
+            }
+        }
+        partition.SplitMarked();
+    }
+    std::vector<std::size_t> splitter;
+    for (std::size_t block = 0; block < partition.BlockCount(); ++block) {
+        splitter.assign(partition.Block(block).begin(), partition.Block(block).end());
+        for (std::size_t unitClass = 0; unitClass < automaton.classCount; ++unitClass) {
+            for (const std::size_t state : splitter) {
+                std::ranges::for_each(predecessors.Of(state, unitClass), [&](std::size_t p) { partition.Mark(p); });
+            }
+            partition.SplitMarked();
+        }
+    }
+    return partition;
+}
 
 }  // namespace
 
@@ -225,17 +362,19 @@ UnitClasses ClassifyUnits(const std::vector<UnitSet>& sets) {
 
     UnitClasses classes;
     classes.classOfUnit.resize(0x10000);
-    std::map<std::vector<bool>, std::size_t> classOfMembership;
+    std::map<Bits, std::size_t> classOfMembership;
     for (std::size_t border = 0; border + 1 < borders.size(); ++border) {
-        std::vector<bool> membership(sets.size());
+        Bits membership((sets.size() + 63) / 64);
         for (std::size_t set = 0; set < sets.size(); ++set) {
-            membership[set] = Contains(sets[set], static_cast<char16_t>(borders[border]));
+            if (Contains(sets[set], static_cast<char16_t>(borders[border]))) {
+                SetBit(membership, set);
+            }
         }
-        const auto [entry, isNew] = classOfMembership.try_emplace(membership, classes.classInSet.size());
+        const auto [entry, isNew] = classOfMembership.try_emplace(membership, classes.setsOfClass.size());
         if (isNew) {
-            classes.classInSet.push_back(std::move(membership));
+            classes.setsOfClass.push_back(std::move(membership));
         }
-        if (classes.classInSet.size() > kMaximumClasses) {
+        if (classes.setsOfClass.size() > kMaximumClasses) {
             throw std::regex_error(std::regex_constants::error_space);
         }
         std::fill(classes.classOfUnit.begin() + borders[border], classes.classOfUnit.begin() + borders[border + 1],
@@ -248,42 +387,17 @@ DeterministicAutomaton Determinise(const ExpressionGraph& graph, const UnitClass
     return SubsetConstruction(graph, classes).Run();
 }
 
-// Moore's refinement: states start apart when they accept differently and are parted when their successors are, until
-// a round parts none.
 DeterministicAutomaton Minimise(const DeterministicAutomaton& automaton) {
-    const std::size_t states = automaton.accepts.size();
-    const std::size_t classCount = automaton.classCount;
-    std::vector<std::uint32_t> block(automaton.accepts.begin(), automaton.accepts.end());
-    std::vector<std::uint32_t> representative;
-    for (std::size_t blockCount = 0;;) {
-        std::unordered_map<std::vector<std::uint32_t>, std::uint32_t, WordsHash> blockOfRow;
-        std::vector<std::uint32_t> refined(states);
-        representative.clear();
-        std::vector<std::uint32_t> row(classCount + 1);
-        for (std::size_t state = 0; state < states; ++state) {
-            row[0] = block[state];
-            for (std::size_t unitClass = 0; unitClass < classCount; ++unitClass) {
-                row[unitClass + 1] = block[automaton.next[state * classCount + unitClass]];
-            }
-            const auto [entry, isNew] = blockOfRow.try_emplace(row, static_cast<std::uint32_t>(representative.size()));
-            if (isNew) {
-                representative.push_back(static_cast<std::uint32_t>(state));
-            }
-            refined[state] = entry->second;
-        }
-        block = std::move(refined);
-        if (std::exchange(blockCount, representative.size()) == representative.size()) {
-            break;
-        }
-    }
-
+    const StatePartition partition = PartStates(automaton);
     DeterministicAutomaton minimal;
-    minimal.classCount = classCount;
-    minimal.start = block[automaton.start];
-    for (const std::uint32_t state : representative) {
+    minimal.classCount = automaton.classCount;
+    minimal.start = partition.BlockOf(automaton.start);
+    for (std::size_t block = 0; block < partition.BlockCount(); ++block) {
+        const std::size_t state = partition.Block(block).front();
         minimal.accepts.push_back(automaton.accepts[state]);
-        for (std::size_t unitClass = 0; unitClass < classCount; ++unitClass) {
-            minimal.next.push_back(block[automaton.next[state * classCount + unitClass]]);
+        for (std::size_t unitClass = 0; unitClass < automaton.classCount; ++unitClass) {
+            const std::size_t next = automaton.next[state * automaton.classCount + unitClass];
+            minimal.next.push_back(static_cast<std::uint32_t>(partition.BlockOf(next)));
         }
     }
     return minimal;

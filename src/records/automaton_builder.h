@@ -40,10 +40,12 @@ private:
     std::map<UnitSet, std::size_t> setIndexes_;
 };
 
+using Bits = std::vector<std::uint64_t>;  // a set of small numbers
+
 // Code units grouped by the sets that they are in.
 struct UnitClasses {
-    std::vector<std::uint8_t> classOfUnit;      // 65,536 entries
-    std::vector<std::vector<bool>> classInSet;  // by class, then by set
+    std::vector<std::uint8_t> classOfUnit;  // 65,536 entries
+    std::vector<Bits> setsOfClass;          // by class: the sets that it is in
 };
 UnitClasses ClassifyUnits(const std::vector<UnitSet>& sets);
 

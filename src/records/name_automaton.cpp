@@ -11,29 +11,49 @@
 namespace tavi::records {
 namespace {
 
-// Every set becomes the units whose lower case is in it.
-void LetLoweredMatch(ExpressionNode& node) {
-    if (node.kind == ExpressionNode::Kind::kUnits) {
-        std::vector<UnitRange> ranges;
+// Replaces the sets of an expression by the units whose lower case is in them.
+class Lowering {
+public:
+    Lowering() {
         for (unsigned value = 0; value <= 0xFFFF; ++value) {
             const auto unit = static_cast<char16_t>(value);
-            if (Contains(node.units, ToLowerUnit(unit))) {
-                ranges.push_back({unit, unit});
+            if (ToLowerUnit(unit) != unit) {
+                capitals_.push_back(unit);
             }
         }
-        node.units = MakeUnitSet(std::move(ranges));
     }
-    for (ExpressionNode& child : node.children) {
-        LetLoweredMatch(child);
+
+    void Apply(ExpressionNode& node) const {
+        if (node.kind == ExpressionNode::Kind::kUnits) {
+            node.units = Preimage(node.units);
+        }
+        for (ExpressionNode& child : node.children) {
+            Apply(child);
+        }
     }
-}
+
+private:
+    UnitSet Preimage(const UnitSet& set) const {
+        std::vector<UnitRange> inside(set);
+        std::vector<UnitRange> outside;
+        for (const char16_t capital : capitals_) {
+            (Contains(set, ToLowerUnit(capital)) ? inside : outside).push_back({capital, capital});
+        }
+        const UnitSet excluded = Complement(MakeUnitSet(std::move(inside)));
+        outside.insert(outside.end(), excluded.begin(), excluded.end());
+        return Complement(MakeUnitSet(std::move(outside)));
+    }
+
+    std::vector<char16_t> capitals_;
+};
 
 ExpressionGraph MakeGraph(std::span<const NameAutomaton::Expression> expressions) {
+    const Lowering lowering;
     ExpressionGraph graph;
     for (const NameAutomaton::Expression& expression : expressions) {
         ExpressionNode tree = ParseNameExpression(expression.text);
         if (expression.letters == NameAutomaton::Case::kLowered) {
-            LetLoweredMatch(tree);
+            lowering.Apply(tree);
         }
         graph.Add(tree, expression.group);
     }

@@ -32,7 +32,9 @@ public:
     std::uint8_t Match(std::u16string_view text) const {
         std::size_t row = startRow_;
         for (const char16_t unit : text) {
-            row = rows_[row + unitClasses_[pages_[unit >> 8] + (unit & 0xFFU)]];
+            // The column is known before the row is: only the last look-up waits for the unit before.
+            const std::uint32_t* const column = rows_.data() + unitClasses_[pages_[unit >> 8] + (unit & 0xFFU)];
+            row = column[row];
         }
         return static_cast<std::uint8_t>(rows_[row + classCount_]);
     }

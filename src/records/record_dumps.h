@@ -2,6 +2,7 @@
 // an empty list. The records are not changed. Paths are obscured unless asked for in clear (the replay tool).
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "records/change_record.h"
@@ -15,7 +16,7 @@ std::string FormatUsnRecords(const UsnRecordList& records, DumpPaths paths = Dum
 std::string FormatFileChangeRecords(const FileChangeInfoList& records, DumpPaths paths = DumpPaths::kObscured);
 std::string FormatFileChangeRecords(const StepRecordList& records, DumpPaths paths = DumpPaths::kObscured);
 
-// The names of the set bits from bit 0 upward, joined by ", "; empty when they exceed 1024 characters.
+// The names of the set bits from bit 0 upward, joined by ", ".
 std::string FormatReasonFlags(std::uint32_t reason);
 
 }  // namespace tavi::records

@@ -1,0 +1,127 @@
+#include "records/data_format_conversion.h"
+
+#include <optional>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+#include "platform/constants.h"
+#include "records/steps.h"
+
+namespace tavi::records {
+namespace {
+
+using namespace platform;
+
+constexpr std::uint32_t kDataBits = kReasonDataOverwrite | kReasonDataExtend | kReasonDataTruncation;
+constexpr std::uint32_t kSignificantBits =
+    kDataBits | kReasonFileCreate | kReasonFileDelete | kReasonRenameOldName | kReasonRenameNewName;
+
+// The names are views into the input records, which outlive the set.
+struct RenameHalf {
+    std::uint64_t frn;
+    FileChangeReason reason;
+    std::u16string_view fileName;
+
+    friend bool operator==(const RenameHalf&, const RenameHalf&) = default;
+};
+
+struct RenameHalfHash {
+    std::size_t operator()(const RenameHalf& half) const {
+        const std::uint64_t numbers = half.frn * 2 + (half.reason == FileChangeReason::kRenameOldName ? 1 : 0);
+        return std::hash<std::u16string_view>()(half.fileName) ^ (numbers * 0x9E3779B97F4A7C15);
+    }
+};
+
+// The journal repeats a file's reasons with every record until the file is closed: this one says nothing new.
+bool RepeatsPrevious(const UsnRecord& previous, const UsnRecord& record) {
+    return (previous.reason & ~record.reason) == 0 && (record.reason & kSignificantBits & ~previous.reason) == 0 &&
+           previous.filename == record.filename;
+}
+
+// The kind that a record's reasons mean apart from renames.
+std::optional<FileChangeReason> ContentKind(std::uint32_t reason) {
+    if ((reason & kReasonClose) != 0 && (reason & kReasonFileDelete) != 0) {
+        return FileChangeReason::kDelete;
+    }
+    if (reason == kReasonFileCreate || reason == (kReasonFileCreate | kReasonEaChange)) {
+        return FileChangeReason::kCreate;
+    }
+    if ((reason & kDataBits) != 0) {
+        return FileChangeReason::kModify;
+    }
+    return std::nullopt;
+}
+
+std::optional<FileChangeReason> RenameKind(std::uint32_t reason) {
+    if ((reason & kReasonClose) != 0) {
+        return std::nullopt;
+    }
+    if ((reason & kReasonRenameOldName) != 0) {
+        return FileChangeReason::kRenameOldName;
+    }
+    if ((reason & kReasonRenameNewName) != 0) {
+        return FileChangeReason::kRenameNewName;
+    }
+    return std::nullopt;
+}
+
+StepRecord MakeRecord(const UsnRecord& source, NameClass nameClass, FileChangeReason reason) {
+    StepRecord record;
+    record.fileName = source.filename;
+    record.fileAttributes = source.fileAttributes;
+    record.isTempFile = (source.fileAttributes & kFileAttributeDirectory) == 0 && nameClass.temporary;
+    record.reason = reason;
+    record.timestamp = source.timestamp;
+    record.frn = source.frn;
+    record.nameClass = nameClass;
+    return record;
+}
+
+}  // namespace
+
+void AppendConverted(const UsnRecordList& records, const TemporaryFileRules& rules, StepRecordList& output) {
+    std::unordered_set<RenameHalf, RenameHalfHash> emittedHalves;
+    const UsnRecord* previous = nullptr;
+    for (const UsnRecord& record : records) {
+        const UsnRecord* const before = std::exchange(previous, &record);
+        if (before != nullptr && RepeatsPrevious(*before, record)) {
+            continue;
+        }
+        const auto content = ContentKind(record.reason);
+        auto rename = RenameKind(record.reason);
+        if (rename && !emittedHalves.insert({record.frn, *rename, record.filename}).second) {
+            rename.reset();
+        }
+        if (!content && !rename) {
+            continue;
+        }
+        const NameClass nameClass = rules.Classify(record.filename);
+        if (content) {
+            output.push_back(MakeRecord(record, nameClass, *content));
+        }
+        if (rename) {
+            output.push_back(MakeRecord(record, nameClass, *rename));
+        }
+    }
+}
+
+StepRecordList DataFormatConversion(const UsnRecordList& records, const TemporaryFileRules& rules) {
+    StepRecordList output;
+    output.reserve(records.size());
+    AppendConverted(records, rules, output);
+    return output;
+}
+
+StepRecordList ConvertDataFormat(UsnRecordList records, StepContext& context) {
+    StepRecordList output;
+    output.reserve(context.delayRecords.size() + records.size());
+    for (DelayRecord& held : context.delayRecords) {
+        output.push_back(context.rules.ToStepRecord(std::move(held)));
+    }
+    context.delayRecords.clear();
+    AppendConverted(records, context.rules, output);
+    return output;
+}
+
+}  // namespace tavi::records
