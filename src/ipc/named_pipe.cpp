@@ -1,0 +1,208 @@
+#include "ipc/named_pipe.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <optional>
+
+#include "imports/sync_panel_log.h"
+#include "imports/type_convert.h"
+
+namespace tavi::ipc {
+namespace {
+
+constexpr std::array<std::uint8_t, 6> kSecurityLocalAuthority{0, 0, 0, 0, 0, 2};
+constexpr std::array<std::uint8_t, 6> kSecurityNtAuthority{0, 0, 0, 0, 0, 5};
+constexpr std::uint32_t kMaximumInstances = 1;
+constexpr std::uint32_t kPipeBufferBytes = 4096;
+constexpr std::uint32_t kSystemDefaultTimeout = 0;
+
+// Says for its lifetime that the IPC thread may be stuck in the system.
+class BlockingCall {
+public:
+    explicit BlockingCall(std::atomic<bool>& flag) : flag_(flag) { flag_.store(true); }
+    ~BlockingCall() { flag_.store(false); }
+    BlockingCall(const BlockingCall&) = delete;
+    BlockingCall& operator=(const BlockingCall&) = delete;
+
+private:
+    std::atomic<bool>& flag_;
+};
+
+platform::ExplicitAccess AllowAccess(std::uint32_t permissions, std::uint32_t trusteeType, platform::Sid sid) {
+    return {.accessPermissions = permissions,
+            .accessMode = platform::kSetAccess,
+            .inheritance = platform::kNoInheritance,
+            .trusteeForm = platform::kTrusteeIsSid,
+            .trusteeType = trusteeType,
+            .sid = sid};
+}
+
+std::uint32_t ReadExpectedLength(const FrameBuffer& frame) {
+    std::uint32_t length = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+        length |= std::to_integer<std::uint32_t>(frame[i]) << (8 * i);
+    return length;
+}
+
+bool FailToReserve() {
+    Drive::SyncPanelLog::WriteNetLog("Failed to reserve space for receive data");
+    return false;
+}
+
+}  // namespace
+
+ListenServiceNamedPipe::ListenServiceNamedPipe(platform::Platform& platform)
+    : platform_(platform),
+      descriptor_([this](platform::LocalMemory memory) { platform_.pipes.LocalFree(memory); }),
+      acl_([this](platform::Acl acl) { platform_.pipes.FreeAcl(acl); }),
+      administratorsSid_([this](platform::Sid sid) { platform_.pipes.FreeSid(sid); }),
+      localSid_([this](platform::Sid sid) { platform_.pipes.FreeSid(sid); }),
+      handle_([this](platform::Handle handle) { platform_.files.CloseHandle(handle); }) {}
+
+// Called directly after the failed call, so that the code is that call's.
+bool ListenServiceNamedPipe::FailWithCode(const char* prefix, const char* message) {
+    const std::uint32_t code = platform_.errors.GetLastError();
+    Drive::SyncPanelLog::WriteNetLog(std::string(prefix) + message + std::to_string(code));
+    return false;
+}
+
+bool ListenServiceNamedPipe::BuildAccessList() {
+    platform::Sid sid = platform::kNoSid;
+    if (!platform_.pipes.AllocateAndInitializeSid(kSecurityLocalAuthority, std::array{platform::kSecurityLocalRid},
+                                                  sid))
+        return FailWithCode("CreateNamedPipe error:", "Failed to initialize the local sid, error code is ");
+    localSid_.Reset(sid);
+
+    if (!platform_.pipes.AllocateAndInitializeSid(
+            kSecurityNtAuthority, std::array{platform::kSecurityBuiltinDomainRid, platform::kDomainAliasRidAdmins},
+            sid))
+        return FailWithCode("CreateNamedPipe sid error:", "Failed to initialize the admin sid, error code is ");
+    administratorsSid_.Reset(sid);
+
+    const std::array entries{
+        AllowAccess(platform::kGenericRead | platform::kGenericWrite, platform::kTrusteeIsWellKnownGroup,
+                    localSid_.get()),
+        AllowAccess(platform::kGenericAll, platform::kTrusteeIsGroup, administratorsSid_.get()),
+    };
+    platform::Acl acl = platform::kNoAcl;
+    if (platform_.pipes.SetEntriesInAclW(entries, acl) != platform::kErrorSuccess)
+        return FailWithCode("CreateNamedPipe acl error:", "Failed to set Entries In ACL, error code is ");
+    acl_.Reset(acl);
+    return true;
+}
+
+bool ListenServiceNamedPipe::BuildSecurityDescriptor() {
+    descriptor_.Reset(platform_.pipes.LocalAlloc(platform::kLptr, platform::kSecurityDescriptorMinLength));
+    if (!descriptor_)
+        return FailWithCode("CreateNamedPipe lal error:", "Failed to allocate space for the SD, error code is ");
+    if (!platform_.pipes.InitializeSecurityDescriptor(descriptor_.get(), platform::kSecurityDescriptorRevision))
+        return FailWithCode("CreateNamedPipe isde error:",
+                            "Failed to initialize the security descriptor, error code is ");
+    if (!platform_.pipes.SetSecurityDescriptorDacl(descriptor_.get(), true, acl_.get(), false))
+        return FailWithCode("CreateNamedPipe sdda error:",
+                            "Failed to set the security descriptor Dacl, error code is ");
+    return true;
+}
+
+bool ListenServiceNamedPipe::Create() {
+    if (!BuildAccessList() || !BuildSecurityDescriptor())
+        return false;
+    const platform::SecurityAttributes attributes{.securityDescriptor = descriptor_.get(), .inheritHandle = false};
+    handle_.Reset(platform_.pipes.CreateNamedPipeW(
+        PipeName, platform::kPipeAccessDuplex,
+        platform::kPipeTypeMessage | platform::kPipeReadModeMessage | platform::kPipeRejectRemoteClients,
+        kMaximumInstances, kPipeBufferBytes, kPipeBufferBytes, kSystemDefaultTimeout, attributes));
+    if (!handle_)
+        return FailWithCode("CreateNamedPipe cnp error:", "Failed to create the named pipe, error code is ");
+    return true;
+}
+
+bool ListenServiceNamedPipe::Connect() {
+    const BlockingCall mark(inBlockingCall_);
+    if (platform_.pipes.ConnectNamedPipe(handle_.get()))
+        return true;
+    return FailWithCode("ConnectNamedPipe error:", "Failed to connect to the client, error code is ");
+}
+
+bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
+    frame.clear();
+    void* const scratch = platform_.heap.HeapAlloc(kReadChunkBytes);
+    if (scratch == nullptr)
+        return false;
+    const bool complete = ReadFrame(frame, {static_cast<std::byte*>(scratch), kReadChunkBytes});
+    platform_.heap.HeapFree(scratch);
+    return complete;
+}
+
+// A request may come in several messages; how long it is, its first four bytes say.
+bool ListenServiceNamedPipe::ReadFrame(FrameBuffer& frame, std::span<std::byte> scratch) {
+    const BlockingCall mark(inBlockingCall_);
+    std::optional<std::uint32_t> expected;
+    for (;;) {
+        std::uint32_t bytesRead = 0;
+        // A message that does not fit the scratch buffer makes the call fail: the pipe is read by messages.
+        if (!platform_.files.ReadFile(handle_.get(), scratch, bytesRead) || bytesRead == 0)
+            return FailWithCode("CreateNamedPipe cnp error:", "Failed to read the named pipe data, error code is ");
+        if (!AppendChunk(frame, scratch.first(std::min<std::size_t>(bytesRead, scratch.size()))))
+            return false;
+        if (!expected && frame.size() >= sizeof(std::uint32_t)) {
+            expected = ReadExpectedLength(frame);
+            try {
+                frame.reserve(*expected);
+            } catch (const std::exception&) {
+                return FailToReserve();
+            }
+        }
+        if (expected && frame.size() >= *expected)
+            return true;
+    }
+}
+
+bool ListenServiceNamedPipe::AppendChunk(FrameBuffer& frame, std::span<const std::byte> chunk) {
+    try {
+        frame.insert(frame.end(), chunk.begin(), chunk.end());
+        return true;
+    } catch (const std::exception&) {
+        return FailToReserve();
+    }
+}
+
+bool ListenServiceNamedPipe::Write(std::span<const std::byte> bytes) {
+    const BlockingCall mark(inBlockingCall_);
+    while (!bytes.empty()) {
+        std::uint32_t written = 0;
+        // A call that takes nothing without failing would be repeated for ever; it is as good as a failed one.
+        if (!platform_.files.WriteFile(handle_.get(), bytes.first(std::min(bytes.size(), kWriteChunkBytes)), written) ||
+            written == 0)
+            return FailWithCode("ListenServiceNamedPipe error:", "Failed to write the named pipe, error code is ");
+        bytes = bytes.subspan(std::min<std::size_t>(written, bytes.size()));
+    }
+    return true;
+}
+
+std::pair<std::uint32_t, bool> ListenServiceNamedPipe::GetClientProcessId() {
+    std::uint32_t processId = 0;
+    if (platform_.pipes.GetNamedPipeClientProcessId(handle_.get(), processId))
+        return {processId, true};
+    return {processId, FailWithCode("GetNamedPipeClientProcessId error:",
+                                    "Failed to obtain the client process ID, error code is ")};
+}
+
+void ListenServiceNamedPipe::FlushAndDisconnect() {
+    {
+        const BlockingCall mark(inBlockingCall_);
+        platform_.files.FlushFileBuffers(handle_.get());
+    }
+    platform_.pipes.DisconnectNamedPipe(handle_.get());
+}
+
+void ListenServiceNamedPipe::Close() {
+    handle_.Reset();
+    localSid_.Reset();
+    administratorsSid_.Reset();
+    acl_.Reset();
+    descriptor_.Reset();
+}
+
+}  // namespace tavi::ipc
