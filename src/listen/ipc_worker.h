@@ -1,0 +1,46 @@
+// The IPC thread: creates the pipe, then serves one client at a time until it is told to stop. A pipe that cannot be
+// created, or is lost, ends the whole service. ServiceWorkerIPCThread is the thread's body; ServeOneClient is one turn
+// of its loop, which tests call on their own. Only InBlockingCall may be asked from another thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ipc/bounded_memory.h"
+#include "ipc/client_dispatch.h"
+#include "ipc/named_pipe.h"
+#include "listen/listen_process.h"
+#include "platform/owned_handle.h"
+#include "platform/platform.h"
+
+namespace tavi::listen {
+
+class IpcWorker {
+public:
+    // A client's executable must be signed by `publisher`.
+    IpcWorker(platform::Platform& platform, ListenProcess& process, ipc::ClientCommands& commands,
+              std::u16string publisher);
+
+    void ServiceWorkerIPCThread();
+    // Waits for a client, checks it and its request, and answers. Whatever goes wrong is logged, and ends this client's
+    // connection only.
+    void ServeOneClient();
+
+    bool InBlockingCall() const { return pipe_.InBlockingCall(); }
+    ipc::ListenServiceNamedPipe& pipe() { return pipe_; }
+
+private:
+    bool WaitForClient();
+    bool ServeConnected();
+    bool AcceptClient(platform::OwnedHandle& client);
+
+    platform::Platform& platform_;
+    ListenProcess& process_;
+    ipc::ClientCommands& commands_;
+    const std::u16string publisher_;
+    ipc::BoundedMemory receiveMemory_;
+    ipc::ListenServiceNamedPipe pipe_;
+    std::uint32_t failedConnectsInARow_ = 0;
+};
+
+}  // namespace tavi::listen

@@ -1,0 +1,45 @@
+// What the threads of the service share, one set per process: the four flags that coordinate them, the threads
+// themselves, the current listening task, and the database. Created once by the composition root, handed down by
+// reference, and outliving everything that it was handed to. Coordination is by the flags and by joining; each member
+// says who writes it.
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "db/sqlite3_operator.h"
+#include "listen/listen_task.h"
+#include "listen/worker_thread.h"
+#include "platform/platform.h"
+
+namespace tavi::listen {
+
+struct ListenProcess {
+    explicit ListenProcess(platform::Platform& platform)
+        : ipcThread(platform.threads),
+          mainThread(platform.threads),
+          listenThread(platform.threads),
+          database(platform) {}
+
+    // Set by the main thread on stop, by the IPC thread when its pipe is gone, and by a start that failed; cleared by
+    // the start of the service.
+    std::atomic<bool> stopIpcThread{false};
+    // Set by whoever wants the whole service to end, the IPC thread without a pipe among them; cleared by the start.
+    std::atomic<bool> stopService{false};
+    // Set by whoever ends the listening task, the listen thread on its own fatal errors among them; cleared by the
+    // start handler before it starts a listen thread.
+    std::atomic<bool> stopListenTask{false};
+    // Set by the main thread at its end and for the time of a client's finish request: the stopped state is reported
+    // elsewhere, and the cycle in progress gives up its batch. Cleared by the start.
+    std::atomic<bool> suppressStoppedReport{false};
+
+    WorkerThread ipcThread;
+    WorkerThread mainThread;
+    WorkerThread listenThread;
+
+    CurrentListenTask currentTask;
+    std::u16string databaseBasePath;  // the IPC thread's; the last start request's
+    db::SqLite3Operator database;     // its path is set by the IPC thread while no listen thread runs
+};
+
+}  // namespace tavi::listen

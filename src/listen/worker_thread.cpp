@@ -1,0 +1,96 @@
+#include "listen/worker_thread.h"
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <utility>
+
+namespace tavi::listen {
+namespace {
+
+constexpr std::uint32_t kFailedWaitPauseMs = 10;
+
+}  // namespace
+
+// What the thread itself shares with those who wait for it.
+struct WorkerThread::Progress {
+    std::atomic<std::uint32_t> threadId{0};
+    std::atomic<bool> ended{false};
+};
+
+// Shared by those who wait, so that the handle is closed only after the last of them has let go of it.
+struct WorkerThread::Running {
+    explicit Running(platform::Threads& system) : threads(system) {}
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    ~Running() {
+        if (handle != platform::kNullHandle) {
+            threads.CloseThread(handle);
+        }
+    }
+
+    platform::Threads& threads;
+    platform::Handle handle = platform::kNullHandle;  // set before the object is published
+    std::shared_ptr<Progress> progress = std::make_shared<Progress>();
+};
+
+WorkerThread::~WorkerThread() = default;
+
+bool WorkerThread::Start(std::function<void()> entry) {
+    if (Joinable()) {
+        std::terminate();
+    }
+    auto running = std::make_shared<Running>(threads_);
+    // The thread gets a share of the progress only: with one of `running` it could close its own handle.
+    running->handle =
+        threads_.StartThread([progress = running->progress, &threads = threads_, run = std::move(entry)]() mutable {
+            progress->threadId.store(threads.GetCurrentThreadId());
+            run();
+            run = nullptr;  // what it holds goes with the thread's work, not with its wrapping
+            progress->ended.store(true);
+        });
+    if (running->handle == platform::kNullHandle) {
+        return false;
+    }
+    const std::scoped_lock lock(mutex_);
+    running_ = std::move(running);
+    return true;
+}
+
+std::shared_ptr<WorkerThread::Running> WorkerThread::Held() const {
+    const std::scoped_lock lock(mutex_);
+    return running_;
+}
+
+bool WorkerThread::Joinable() const {
+    return Held() != nullptr;
+}
+
+bool WorkerThread::Join() {
+    const std::shared_ptr<Running> running = Held();
+    if (running == nullptr || running->progress->threadId.load() == threads_.GetCurrentThreadId()) {
+        return false;
+    }
+    // A wait that fails must not let go of a thread that still runs.
+    while (!threads_.WaitForThread(running->handle, platform::kInfinite) && !running->progress->ended.load()) {
+        threads_.Sleep(kFailedWaitPauseMs);
+    }
+    std::shared_ptr<Running> taken;  // let go of after the lock: the last one closes the handle
+    const std::scoped_lock lock(mutex_);
+    if (running_ == running) {
+        taken = std::exchange(running_, nullptr);
+    }
+    return true;
+}
+
+bool WorkerThread::HasEnded() const {
+    const std::shared_ptr<Running> running = Held();
+    return running == nullptr || running->progress->ended.load();
+}
+
+bool WorkerThread::CancelSynchronousIo() {
+    const std::shared_ptr<Running> running = Held();
+    return running != nullptr && threads_.CancelSynchronousIo(running->handle);
+}
+
+}  // namespace tavi::listen

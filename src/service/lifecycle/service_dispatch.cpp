@@ -1,0 +1,83 @@
+#include "service/lifecycle/service_dispatch.h"
+
+#include <atomic>
+#include <string>
+
+#include "imports/logger_utility.h"
+#include "imports/sync_panel_log.h"
+
+namespace tavi::service {
+namespace {
+
+constexpr std::uint32_t kServiceMainPollMs = 10;
+
+struct CurrentPointers {
+    platform::Platform* platform = nullptr;
+    ListenServiceBase* service = nullptr;
+};
+
+// The system hands the two functions below no context. `current` is null or points to `pointers`, which is written
+// before it is published and not again until nobody can be reading it.
+CurrentPointers pointers;
+std::atomic<CurrentPointers*> current{nullptr};
+std::atomic<int> serviceMainsRunning{0};
+
+class RunningServiceMain {
+public:
+    RunningServiceMain() { serviceMainsRunning.fetch_add(1); }
+    ~RunningServiceMain() { serviceMainsRunning.fetch_sub(1); }
+    RunningServiceMain(const RunningServiceMain&) = delete;
+    RunningServiceMain& operator=(const RunningServiceMain&) = delete;
+};
+
+void RunService(platform::Platform& platform, ListenServiceBase& service) {
+    const platform::StatusHandle handle =
+        platform.services.RegisterServiceCtrlHandlerW(service.serviceName(), &ControlHandler);
+    if (handle == platform::kNoStatusHandle) {
+        const std::uint32_t code = platform.errors.GetLastError();
+        Drive::SyncPanelLog::WriteErrorLog(
+            "ListenServiceBase", "ServiceMain",
+            "Failed to register the service control handler, error code is " + std::to_string(code) +
+                ",reason:" + Drive::LoggerUtility::GetErrorMessage(platform.errors, code));
+        return;
+    }
+    service.SetStatusHandle(handle);
+    service.Start();
+    service.WaitForServiceWorkerFinish();
+}
+
+}  // namespace
+
+CurrentService::CurrentService(platform::Platform& platform, ListenServiceBase& service) : platform_(platform) {
+    pointers = {&platform, &service};
+    current.store(&pointers);
+}
+
+CurrentService::~CurrentService() {
+    current.store(nullptr);
+    while (serviceMainsRunning.load() != 0)
+        platform_.threads.Sleep(kServiceMainPollMs);
+}
+
+void ServiceMain() {
+    const RunningServiceMain running;
+    Drive::SyncPanelLog::WriteTraceLog("The ServiceMain function starts");
+    CurrentPointers* const now = current.load();
+    if (now == nullptr || now->service == nullptr) {
+        Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", "ServiceMain", "null pointer");
+        return;
+    }
+    RunService(*now->platform, *now->service);
+}
+
+void ControlHandler(std::uint32_t control) {
+    CurrentPointers* const now = current.load();
+    if (now == nullptr)
+        return;
+    if (control == platform::kServiceControlStop)
+        now->service->Stop();
+    else if (control == platform::kServiceControlShutdown)
+        now->service->Shutdown();
+}
+
+}  // namespace tavi::service
