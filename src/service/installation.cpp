@@ -1,0 +1,185 @@
+#include "service/installation.h"
+
+#include <cstdint>
+
+#include "db/sqlite3_operator.h"
+#include "imports/file_helper.h"
+#include "imports/sync_panel_log.h"
+#include "imports/type_convert.h"
+#include "platform/owned.h"
+
+namespace tavi::service {
+namespace {
+
+using OwnedService = platform::Owned<platform::ServiceHandle, platform::kNoServiceHandle>;
+using OwnedSearch = platform::Owned<platform::FindHandle, platform::kInvalidFindHandle>;
+
+constexpr std::uint32_t kStopPollMs = 500;
+constexpr int kExists = 0;  // the mode of _waccess
+
+OwnedService Own(platform::Platform& platform, platform::ServiceHandle handle) {
+    return {handle, [&platform](platform::ServiceHandle owned) { platform.services.CloseServiceHandle(owned); }};
+}
+
+// The code is read by the caller, directly after the failed call: closing a handle may change it.
+void LogFailure(const char* function, const char* message, std::uint32_t code) {
+    Drive::SyncPanelLog::WriteNetLog(std::string(function) + message + std::to_string(code));
+}
+
+void TraceProgress(const std::u16string& serviceName, const char* progress) {
+    Drive::SyncPanelLog::WriteTraceLog(TypeConvert::WStringToString(serviceName) + progress);
+}
+
+OwnedService OpenManager(platform::Platform& platform, const char* function, std::uint32_t access) {
+    OwnedService manager = Own(platform, platform.services.OpenSCManagerW(access));
+    if (!manager) {
+        LogFailure(function, "OpenSCManager failed, error code is ", platform.errors.GetLastError());
+    }
+    return manager;
+}
+
+// Closes the manager's handle before it logs that the service cannot be opened.
+OwnedService OpenService(platform::Platform& platform, const char* function, OwnedService& manager,
+                         const std::u16string& serviceName, std::uint32_t access) {
+    OwnedService service = Own(platform, platform.services.OpenServiceW(manager.get(), serviceName, access));
+    if (!service) {
+        const std::uint32_t code = platform.errors.GetLastError();
+        manager.Reset();
+        LogFailure(function, "OpenService failed, error code is ", code);
+    }
+    return service;
+}
+
+// Returns when the service is in any state but stop-pending, or its state cannot be read.
+void WaitUntilStopped(platform::Platform& platform, platform::ServiceHandle service,
+                      const std::u16string& serviceName) {
+    TraceProgress(serviceName, " is being stopped");
+    platform::ServiceStatus status;
+    while (platform.services.QueryServiceStatus(service, status) &&
+           status.currentState == platform::kServiceStopPending) {
+        platform.threads.Sleep(kStopPollMs);
+    }
+    TraceProgress(serviceName, status.currentState == platform::kServiceStopped ? " is stopped" : " failed to stop");
+}
+
+// A per-user folder is one of our own making, so never a link.
+bool IsUserFolder(const platform::FindData& entry) {
+    return (entry.fileAttributes & platform::kFileAttributeDirectory) != 0 &&
+           (entry.fileAttributes & platform::kFileAttributeReparsePoint) == 0 && entry.fileName != u"." &&
+           entry.fileName != u"..";
+}
+
+void DropDatabase(platform::Platform& platform, const std::u16string& userFolder) {
+    const std::u16string path = userFolder + u"\\ListenService.dat";
+    if (platform.files.Waccess(FileHepler::FormatLongFileName(path), kExists) == 0) {
+        db::SqLite3Operator::DropTablesAndDb(platform, path);
+    }
+}
+
+}  // namespace
+
+void InstallSyncFileListenService(platform::Platform& platform, const std::u16string& serviceName,
+                                  const std::u16string& displayName) {
+    constexpr const char* kFunction = "InstallSyncFileListenService";
+    TraceProgress(serviceName, " is being installed");
+    const std::u16string path = platform.modules.GetModuleFileNameW(platform::kMaxPath);
+    if (path.empty()) {
+        const std::uint32_t code = platform.errors.GetLastError();
+        if (code != platform::kErrorSuccess) {
+            LogFailure(kFunction, "GetModuleFileName failed, error code is ", code);
+        } else {
+            Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", kFunction,
+                                               "InstallSyncFileListenService The service path is empty");
+        }
+        return;
+    }
+    OwnedService manager =
+        OpenManager(platform, kFunction, platform::kScManagerConnect | platform::kScManagerCreateService);
+    if (!manager) {
+        return;
+    }
+    const OwnedService service =
+        Own(platform, platform.services.CreateServiceW(manager.get(), {.serviceName = serviceName,
+                                                                       .displayName = displayName,
+                                                                       .desiredAccess = platform::kServiceQueryStatus,
+                                                                       .serviceType = platform::kServiceWin32OwnProcess,
+                                                                       .startType = platform::kServiceAutoStart,
+                                                                       .errorControl = platform::kServiceErrorNormal,
+                                                                       .binaryPath = u"\"" + path + u"\""}));
+    if (!service) {
+        const std::uint32_t code = platform.errors.GetLastError();
+        manager.Reset();
+        LogFailure(kFunction, "CreateService failed, error code is ", code);
+        return;
+    }
+    TraceProgress(serviceName, " is installed");
+}
+
+void UpdateSyncFileListenServiceDescription(platform::Platform& platform, const std::u16string& serviceName,
+                                            const std::u16string& description) {
+    constexpr const char* kFunction = "UpdateSyncFileListenServiceDescription";
+    TraceProgress(serviceName, " description is being updated");
+    OwnedService manager = OpenManager(platform, kFunction, platform::kScManagerConnect);
+    if (!manager) {
+        return;
+    }
+    const OwnedService service = OpenService(platform, kFunction, manager, serviceName, platform::kServiceChangeConfig);
+    if (!service) {
+        return;
+    }
+    if (platform.services.ChangeServiceConfig2W(service.get(), platform::kServiceConfigDescription, description)) {
+        TraceProgress(serviceName, " updated successfully");
+    } else {
+        LogFailure(kFunction, "ChangeServiceConfig2 failed, error code is ", platform.errors.GetLastError());
+    }
+}
+
+void UninstallSyncFileListenService(platform::Platform& platform, const std::u16string& serviceName) {
+    constexpr const char* kFunction = "UninstallSyncFileListenService";
+    TraceProgress(serviceName, " is being uninstalled");
+    OwnedService manager = OpenManager(platform, kFunction, platform::kScManagerConnect);
+    if (!manager) {
+        return;
+    }
+    const OwnedService service =
+        OpenService(platform, kFunction, manager, serviceName,
+                    platform::kDelete | platform::kServiceStop | platform::kServiceQueryStatus);
+    if (!service) {
+        return;
+    }
+    platform::ServiceStatus status;
+    if (platform.services.ControlService(service.get(), platform::kServiceControlStop, status)) {
+        WaitUntilStopped(platform, service.get(), serviceName);
+    }
+    if (platform.services.DeleteService(service.get())) {
+        TraceProgress(serviceName, " is uninstalled");
+    } else {
+        LogFailure(kFunction, "DeleteService failed, error code is ", platform.errors.GetLastError());
+    }
+}
+
+void DeleteListenServiceDatabase(platform::Platform& platform) {
+    constexpr const char* kFunction = "DeleteListenServiceDatabase";
+    std::u16string roaming;
+    if (platform.files.SHGetFolderPathW(platform::kCsidlRoamingAppData, roaming) != platform::kSOk) {
+        LogFailure(kFunction, "Failed to obtain the Roaming, error code is ", platform.errors.GetLastError());
+        return;
+    }
+    const std::u16string dataFolder = roaming + u"\\ZenloTavi";
+    platform::FindData entry;
+    const OwnedSearch search(
+        platform.files.FindFirstFileW(FileHepler::FormatLongFileName(dataFolder + u"\\*.*"), entry),
+        [&platform](platform::FindHandle handle) { platform.files.FindClose(handle); });
+    if (!search) {
+        LogFailure(kFunction, "FindFirstFile function failed, error code is ", platform.errors.GetLastError());
+        return;
+    }
+    do {
+        if (IsUserFolder(entry)) {
+            DropDatabase(platform, dataFolder + u"\\" + entry.fileName);
+        }
+    } while (platform.files.FindNextFileW(search.get(), entry));
+    Drive::SyncPanelLog::WriteTraceLog("Database file deleted successfully");
+}
+
+}  // namespace tavi::service
