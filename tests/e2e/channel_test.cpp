@@ -1,0 +1,111 @@
+// Who is served over the pipe, and what the service makes of requests that no proper client sends.
+#include <windows.h>
+
+#include <cstring>
+
+#include "e2e/pipe_client.h"
+#include "e2e/scenario.h"
+#include "e2e/service_control.h"
+
+namespace tavi::e2e {
+namespace {
+
+class Channel : public Scenario {
+protected:
+    // Sends the bytes; true when the service hung up without a reply.
+    static bool IsTurnedAway(const std::string& bytes) {
+        PipeClient client;
+        return client.Connect() && client.Send(bytes) && !client.Receive(10000).has_value();
+    }
+
+    static std::size_t Occurrences(const std::string& text, const std::string& part) {
+        std::size_t count = 0;
+        for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+            ++count;
+        }
+        return count;
+    }
+};
+
+std::string Bytes(std::uint32_t length, std::uint32_t command, const std::string& rest) {
+    std::string bytes(8, '\0');
+    std::memcpy(bytes.data(), &length, 4);
+    std::memcpy(bytes.data() + 4, &command, 4);
+    return bytes + rest;
+}
+
+TEST_F(Channel, MalformedFramesGetNoReplyAndDoNotDisturbTheNextClient) {
+    const std::string frames[] = {
+        Bytes(4, 1, ""),        // the length says it is all there, less than a header
+        Bytes(7, 1, ""),        // likewise
+        Bytes(8, 3, ""),        // no such command
+        Bytes(9, 1, "x"),       // half a code unit
+        Bytes(8, 1, "xx"),      // more than the length says
+        Frame(0, u"not JSON"),  // not JSON
+        Frame(0, u"[]"),        // not an object
+        Frame(0, u"{\"userId\":\"\",\"listenPath\":\"C:\\\\x\",\"databasePath\":\"C:\\\\y\"}"),
+        Frame(0, u"{\"userId\":\"u\",\"listenPath\":\"C:\\\\x\",\"databasePath\":\"\"}"),
+        Frame(0, u"{\"userId\":\"" + std::u16string(61, u'u') +
+                     u"\",\"listenPath\":\"C:\\\\x\",\"databasePath\":\"C:\\\\y\"}"),
+    };
+    for (const std::string& frame : frames) {
+        EXPECT_TRUE(IsTurnedAway(frame)) << testing::PrintToString(frame);
+        EXPECT_EQ(Status(), 0) << testing::PrintToString(frame);
+    }
+}
+
+TEST_F(Channel, ClientWithoutASignatureIsTurnedAwayAndTheLogSaysSo) {
+    const std::size_t before = Occurrences(Logs(), "Invalid client connection");
+    const Finished unsignedClient = Client({L"status"}, L"UnsignedClient.exe");
+    EXPECT_TRUE(unsignedClient.started);
+    EXPECT_NE(unsignedClient.exitCode, 0);
+    EXPECT_EQ(Occurrences(Logs(), "Invalid client connection"), before + 1) << unsignedClient.output;
+    EXPECT_EQ(Status(), 0);
+}
+
+TEST_F(Channel, TamperedAndWronglySignedClientsAreTurnedAway) {
+    for (const wchar_t* program : {L"TamperedClient.exe", L"OtherPublisherClient.exe"}) {
+        const std::size_t before = Occurrences(Logs(), "Invalid client connection");
+        EXPECT_NE(Client({L"status"}, program).exitCode, 0);
+        EXPECT_EQ(Occurrences(Logs(), "Invalid client connection"), before + 1);
+    }
+    EXPECT_EQ(Client({L"status"}).exitCode, 0);
+}
+
+TEST_F(Channel, RequestInTwoMessagesIsPutTogether) {
+    PipeClient client;
+    ASSERT_TRUE(client.Connect());
+    const std::string frame = Frame(1);
+    ASSERT_TRUE(client.Send(frame.substr(0, 3)));
+    ASSERT_TRUE(client.Send(frame.substr(3)));
+    EXPECT_EQ(ReplyStatus(client.Receive()), 6);
+}
+
+TEST_F(Channel, ClientsThatDropAtOnceDoNotDisturbTheNext) {
+    for (int i = 0; i < 50; ++i) {
+        PipeClient client;
+        ASSERT_TRUE(client.Connect());
+        if (i % 2 == 1) {
+            client.Send("\x10");
+        }
+    }
+    EXPECT_EQ(Status(), 0);
+}
+
+TEST_F(Channel, StopWhileAClientIsConnectedAndSilentEndsWithinTwoSeconds) {
+    PipeClient client;
+    ASSERT_TRUE(client.Connect());
+    Sleep(300);
+    const int milliseconds = StopInstalledService();
+    EXPECT_GE(milliseconds, 0);
+    EXPECT_LE(milliseconds, 2000);
+}
+
+TEST_F(Channel, StopWithoutAClientEndsWithinTwoSeconds) {
+    const int milliseconds = StopInstalledService();
+    EXPECT_GE(milliseconds, 0);
+    EXPECT_LE(milliseconds, 2000);
+}
+
+}  // namespace
+}  // namespace tavi::e2e

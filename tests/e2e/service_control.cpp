@@ -1,0 +1,120 @@
+#include "e2e/service_control.h"
+
+#include <memory>
+#include <vector>
+
+#include "e2e/programs.h"
+
+namespace tavi::e2e {
+namespace {
+
+struct CloseService {
+    void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
+};
+using Service = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, CloseService>;
+
+Service OpenInstalled(DWORD access) {
+    const Service manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    return Service(manager ? OpenServiceW(manager.get(), kServiceName, access) : nullptr);
+}
+
+SERVICE_STATUS_PROCESS Status() {
+    SERVICE_STATUS_PROCESS status{};
+    DWORD needed = 0;
+    if (const Service service = OpenInstalled(SERVICE_QUERY_STATUS)) {
+        QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
+                             &needed);
+    }
+    return status;
+}
+
+template <typename Condition>
+bool WaitUntil(Condition condition, DWORD milliseconds) {
+    for (const ULONGLONG end = GetTickCount64() + milliseconds; !condition();) {
+        if (GetTickCount64() >= end) {
+            return false;
+        }
+        Sleep(20);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool IsInstalled() {
+    return OpenInstalled(SERVICE_QUERY_STATUS) != nullptr;
+}
+
+bool InstallService() {
+    const Finished run = RunProgram(ProgramPath(L"TaviLumbraService.exe"), {L"/install"});
+    return run.started && run.exitCode == 0 && IsInstalled();
+}
+
+bool UninstallService() {
+    const Finished run = RunProgram(ProgramPath(L"TaviLumbraService.exe"), {L"/uninstall"});
+    return run.started && run.exitCode == 0 && WaitUntil([] { return !IsInstalled(); }, 5000);
+}
+
+DWORD ServiceState() {
+    return Status().dwCurrentState;
+}
+
+DWORD ServiceProcessId() {
+    return Status().dwProcessId;
+}
+
+bool StartInstalledService() {
+    const Service service = OpenInstalled(SERVICE_START | SERVICE_QUERY_STATUS);
+    if (!service) {
+        return false;
+    }
+    StartServiceW(service.get(), 0, nullptr);
+    return WaitUntil([] { return ServiceState() == SERVICE_RUNNING; }, 30000);
+}
+
+int StopInstalledService() {
+    const ULONGLONG begin = GetTickCount64();
+    const Service service = OpenInstalled(SERVICE_STOP | SERVICE_QUERY_STATUS);
+    SERVICE_STATUS status{};
+    if (!service || !ControlService(service.get(), SERVICE_CONTROL_STOP, &status)) {
+        return -1;
+    }
+    const bool stopped = WaitUntil([] { return ServiceState() == SERVICE_STOPPED; }, 30000);
+    return stopped ? static_cast<int>(GetTickCount64() - begin) : -1;
+}
+
+bool KillService() {
+    HANDLE process = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, ServiceProcessId());
+    if (process == nullptr) {
+        return false;
+    }
+    TerminateProcess(process, 9);
+    WaitForSingleObject(process, 10000);
+    CloseHandle(process);
+    return WaitUntil([] { return ServiceState() == SERVICE_STOPPED; }, 30000);
+}
+
+std::wstring ServiceDescription() {
+    const Service service = OpenInstalled(SERVICE_QUERY_CONFIG);
+    std::vector<BYTE> buffer(8192);
+    DWORD needed = 0;
+    if (!service || !QueryServiceConfig2W(service.get(), SERVICE_CONFIG_DESCRIPTION, buffer.data(),
+                                          static_cast<DWORD>(buffer.size()), &needed)) {
+        return {};
+    }
+    const auto* description = reinterpret_cast<const SERVICE_DESCRIPTIONW*>(buffer.data());
+    return description->lpDescription == nullptr ? std::wstring() : description->lpDescription;
+}
+
+std::wstring ServiceBinaryPath() {
+    const Service service = OpenInstalled(SERVICE_QUERY_CONFIG);
+    std::vector<BYTE> buffer(8192);
+    DWORD needed = 0;
+    if (!service || !QueryServiceConfigW(service.get(), reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data()),
+                                         static_cast<DWORD>(buffer.size()), &needed)) {
+        return {};
+    }
+    return reinterpret_cast<const QUERY_SERVICE_CONFIGW*>(buffer.data())->lpBinaryPathName;
+}
+
+}  // namespace tavi::e2e

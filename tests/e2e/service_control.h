@@ -1,0 +1,24 @@
+// The service under test, through the service control manager and through its own command line.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace tavi::e2e {
+
+inline constexpr wchar_t kServiceName[] = L"TaviLumbraService";
+
+bool InstallService();    // runs the executable with its switch; true when the service is registered afterwards
+bool UninstallService();  // likewise; true when it no longer is
+bool IsInstalled();
+bool StartInstalledService();  // waits until it runs
+// Waits until it has stopped; milliseconds that took, or -1 after 30 seconds.
+int StopInstalledService();
+DWORD ServiceState();      // 0 when it is not installed
+DWORD ServiceProcessId();  // 0 when it does not run
+bool KillService();        // ends the process at once and waits until the manager knows
+std::wstring ServiceDescription();
+std::wstring ServiceBinaryPath();
+
+}  // namespace tavi::e2e
