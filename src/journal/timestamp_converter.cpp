@@ -45,6 +45,7 @@ std::int64_t TimestampConverter::ConvertSlowly(platform::FileTime time) {
         // Zones are whole seconds off UTC, and 1601 is whole seconds before 1970. Anything else is no such zone.
         if (offset % kMillisecondsPerSecond == 0) {
             offset_ = offset;
+            offsetKnown_ = true;
         }
     }
     return conversion.milliseconds;

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
 #include "platform/clock.h"
 
@@ -17,11 +16,11 @@ public:
     explicit TimestampConverter(platform::Clock& clock) : clock_(clock) {}
 
     // Forgets the offset: the zone's may have changed since the last read.
-    void Reset() { offset_.reset(); }
+    void Reset() { offsetKnown_ = false; }
 
     std::int64_t Convert(platform::FileTime time) {
-        if (offset_ && time - kFirstOrdinaryTime < kOrdinaryTimes) {
-            return static_cast<std::int64_t>(time / kHundredNanosecondsPerMillisecond) + *offset_;
+        if (offsetKnown_ && time - kFirstOrdinaryTime < kOrdinaryTimes) {
+            return static_cast<std::int64_t>(time / kHundredNanosecondsPerMillisecond) + offset_;
         }
         return ConvertSlowly(time);
     }
@@ -38,7 +37,8 @@ private:
     std::int64_t ConvertSlowly(platform::FileTime time);
 
     platform::Clock& clock_;
-    std::optional<std::int64_t> offset_;  // milliseconds to add
+    bool offsetKnown_ = false;
+    std::int64_t offset_ = 0;  // milliseconds to add
 };
 
 }  // namespace tavi::journal

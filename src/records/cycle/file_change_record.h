@@ -1,10 +1,14 @@
 // The processing cycle of one listening task: gathers a batch of journal records that belong together in time, runs the
 // steps on it and stores the result with the new position in one transaction. Owned and used by the listen thread only;
 // the stop signal is another thread's.
+//
+// Whatever ends a cycle early (a stop, a database that takes nothing) leaves position and held-back records as they
+// were before it, so that the next one delivers the same records. Nothing is thrown.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +16,8 @@
 #include "journal/volume_journal.h"
 #include "platform/platform.h"
 #include "records/change_record.h"
+#include "records/cycle/system_step_world.h"
+#include "records/temporary_file_rules.h"
 
 namespace tavi::records {
 
@@ -33,7 +39,47 @@ public:
     int Init();                   // 1 when volume, journal query and read buffer succeeded, else 0
     int GetAndHandleUSNRecord();  // one cycle; 0 when the database write failed after all attempts, else 1
 
-    journal::VolumeJournal& journal();
+    journal::VolumeJournal& journal() { return journal_; }
+
+    // The cycle's three stages, for whoever wants to look at them one by one.
+    struct CycleResult {
+        FileChangeInfoList changes;
+        TemporaryFileList temporaryFiles;
+    };
+    UsnRecordList GatherBatch();
+    // Nothing when the batch was abandoned. What the steps hold back goes to the delay records.
+    std::optional<CycleResult> RunSteps(UsnRecordList batch);
+    bool Store(const CycleResult& result);
+    const FileChangeInfoList& delayRecords() const { return delayRecords_; }
+
+private:
+    enum class Outcome { kStored, kAbandoned, kFailed };
+    struct StateBeforeCycle {
+        std::int64_t startUsn;
+        FileChangeInfoList delayRecords;
+    };
+
+    bool Abandoned() const { return abandonBatch_.load(); }
+    bool OpenJournal();
+    void LoadFromDatabase();
+    void EnsureListenPathExists();
+    UsnRecordList ReadOrWait();
+    bool TakeUntilGap(UsnRecordList&& read, UsnRecordList& batch);
+    bool DelayRecordsKnown();
+    Outcome RunCycle();
+    void Restore(const StateBeforeCycle& before);
+
+    platform::Platform& platform_;
+    db::SqLite3Operator& database_;
+    journal::VolumeJournal journal_;
+    SystemStepWorld world_;
+    std::u16string userId_;
+    std::uint32_t splitIntervalMs_;
+    std::optional<TemporaryFileRules> rules_;  // from Init on
+    FileChangeInfoList delayRecords_;
+    bool delayRecordsKnown_ = true;  // false while the table's rows could not be read
+    const std::atomic<bool>& abandonBatch_;
+    CurrentService service_;
 };
 
 }  // namespace tavi::records

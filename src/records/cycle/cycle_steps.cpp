@@ -1,0 +1,46 @@
+#include "imports/sync_panel_log.h"
+#include "records/cycle/file_change_record.h"
+#include "records/record_dumps.h"
+#include "records/step_pipeline.h"
+
+namespace tavi::records {
+namespace {
+
+using Drive::SyncPanelLog;
+
+// Dumps every step's list to the sync log, unless it is empty.
+class SyncLogObserver : public PipelineObserver {
+public:
+    void OnUsnRecords(std::string_view label, const UsnRecordList& records) override {
+        if (!records.empty()) {
+            SyncPanelLog::WriteSyncLog("WriteUSNLog", label, FormatUsnRecords(records));
+        }
+    }
+    void OnChanges(std::string_view label, const StepRecordList& records) override {
+        if (!records.empty()) {
+            SyncPanelLog::WriteSyncLog("WriteUSNLog", label, FormatFileChangeRecords(records));
+        }
+    }
+};
+
+}  // namespace
+
+std::optional<FileChangeRecord::CycleResult> FileChangeRecord::RunSteps(UsnRecordList batch) {
+    if (!rules_) {
+        rules_.emplace();
+    }
+    CycleResult result;
+    PipelineBatch pipelineBatch{std::move(batch), {}};
+    StepContext context{*rules_, world_, delayRecords_, result.temporaryFiles, abandonBatch_};
+    SyncLogObserver observer;
+    if (RunPipeline(pipelineBatch, context, observer) == PipelineResult::kAbandoned) {
+        return std::nullopt;
+    }
+    result.changes = TakeFileChangeInfos(std::move(pipelineBatch.changes));
+    if (!result.changes.empty()) {
+        SyncPanelLog::WriteSyncLog("WriteChangeJournal", "record", FormatFileChangeRecords(result.changes));
+    }
+    return result;
+}
+
+}  // namespace tavi::records

@@ -1,0 +1,180 @@
+#include "records/cycle/file_change_record.h"
+
+#include <exception>
+#include <iterator>
+#include <memory>
+#include <utility>
+
+#include "imports/file_helper.h"
+#include "imports/random_wait.h"
+#include "imports/sync_panel_log.h"
+#include "imports/type_convert.h"
+#include "records/cycle/batch_split.h"
+
+namespace tavi::records {
+namespace {
+
+using Drive::SyncPanelLog;
+
+constexpr std::string_view kClassTag = "FileChangeRecord";
+constexpr std::string_view kCycle = "GetAndHandleUSNRecord";
+constexpr std::uint32_t kPollPauseMs = 500;
+constexpr int kSaveAttempts = 10;
+constexpr int kExists = 0;  // _waccess: the path is there
+
+}  // namespace
+
+FileChangeRecord::FileChangeRecord(platform::Platform& platform, db::SqLite3Operator& database, Task task,
+                                   const std::atomic<bool>& abandonBatch, CurrentService service)
+    : platform_(platform),
+      database_(database),
+      journal_(platform, std::move(task.listenPath), task.startUsn),
+      world_(platform, journal_),
+      userId_(std::move(task.userId)),
+      splitIntervalMs_(task.splitIntervalMs),
+      abandonBatch_(abandonBatch),
+      service_(service) {}
+
+int FileChangeRecord::Init() {
+    const bool opened = OpenJournal();
+    rules_.emplace();
+    if (service_ == CurrentService::kPresent) {
+        LoadFromDatabase();
+    }
+    journal_.RemoveTrailingBackslashes();
+    EnsureListenPathExists();
+    return opened ? 1 : 0;
+}
+
+bool FileChangeRecord::OpenJournal() {
+    return journal_.CreateVolumeHandle() && journal_.QueryChangeJournal() == 1 && journal_.AllocateReadBuffer();
+}
+
+void FileChangeRecord::LoadFromDatabase() {
+    delayRecords_.clear();
+    delayRecordsKnown_ = database_.SelectAllDataFromDelayRecordTable(delayRecords_);
+    SyncPanelLog::WriteNetLog("The FileChangeRecord is initialized and the delay record table is read");
+
+    auto mapping = std::make_unique<journal::PathMapping>(database_, journal_.listenPath());
+    std::vector<db::PathMappingEntry> rows;
+    database_.SelectPathMappingTable(rows);
+    mapping->Load(std::move(rows));
+    journal_.ReplacePathMapping(std::move(mapping));
+}
+
+void FileChangeRecord::EnsureListenPathExists() {
+    const std::u16string path = FileHepler::FormatLongFileName(journal_.listenPath());
+    if (platform_.files.Waccess(path, kExists) == 0) {
+        return;
+    }
+    if (platform_.files.SHCreateDirectoryExW(path) != 0) {
+        const std::uint32_t code = platform_.errors.GetLastError();
+        const std::u16string reason = u"Failed to generate the listening path, error code is ";
+        SyncPanelLog::WriteNetLog("Init err:" + TypeConvert::UnicodeToUTF8(reason) + std::to_string(code));
+    }
+}
+
+int FileChangeRecord::GetAndHandleUSNRecord() {
+    try {
+        if (!DelayRecordsKnown()) {
+            return 0;
+        }
+        const StateBeforeCycle before{journal_.startUsn(), delayRecords_};
+        const Outcome outcome = RunCycle();
+        if (outcome != Outcome::kStored) {
+            Restore(before);
+        }
+        return outcome == Outcome::kFailed ? 0 : 1;
+    } catch (const std::exception& exception) {
+        SyncPanelLog::WriteErrorLog(kClassTag, kCycle,
+                                    std::string("Failed to start the cycle: exception ") + exception.what());
+        return 0;
+    }
+}
+
+// A cycle empties the table of held-back records, so it must not run before they are in memory.
+bool FileChangeRecord::DelayRecordsKnown() {
+    if (!delayRecordsKnown_) {
+        delayRecords_.clear();
+        delayRecordsKnown_ = database_.SelectAllDataFromDelayRecordTable(delayRecords_);
+    }
+    return delayRecordsKnown_;
+}
+
+FileChangeRecord::Outcome FileChangeRecord::RunCycle() {
+    try {
+        UsnRecordList batch = GatherBatch();
+        if (Abandoned()) {
+            return Outcome::kAbandoned;
+        }
+        const std::optional<CycleResult> result = RunSteps(std::move(batch));
+        if (!result) {
+            return Outcome::kAbandoned;
+        }
+        return Store(*result) ? Outcome::kStored : Outcome::kFailed;
+    } catch (const std::exception& exception) {
+        SyncPanelLog::WriteErrorLog(kClassTag, kCycle,
+                                    std::string("Failed to process the batch: exception ") + exception.what());
+        return Outcome::kFailed;
+    }
+}
+
+void FileChangeRecord::Restore(const StateBeforeCycle& before) {
+    journal_.setStartUsn(before.startUsn);
+    delayRecords_ = before.delayRecords;
+}
+
+UsnRecordList FileChangeRecord::GatherBatch() {
+    UsnRecordList batch;
+    while (!Abandoned()) {
+        UsnRecordList read = ReadOrWait();
+        if (read.empty() || !TakeUntilGap(std::move(read), batch)) {
+            break;
+        }
+        platform_.threads.Sleep(kPollPauseMs);
+    }
+    return batch;
+}
+
+// Records, or nothing when the journal has been quiet for about the split interval. A stop ends the wait.
+UsnRecordList FileChangeRecord::ReadOrWait() {
+    UsnRecordList read = journal_.ReadUsnRecords();
+    const std::uint32_t polls = splitIntervalMs_ / kPollPauseMs;
+    for (std::uint32_t poll = 0; read.empty() && poll < polls && !Abandoned(); ++poll) {
+        platform_.threads.Sleep(kPollPauseMs);
+        read = journal_.ReadUsnRecords();
+    }
+    return read;
+}
+
+// False when a gap has ended the batch: the next read begins with the record after it.
+bool FileChangeRecord::TakeUntilGap(UsnRecordList&& read, UsnRecordList& batch) {
+    const std::int64_t lastTimestamp = batch.empty() ? 0 : batch.back().timestamp;
+    const std::size_t count = CountBeforeGap(read, lastTimestamp, splitIntervalMs_);
+    const bool everythingTaken = count == read.size();
+    if (!everythingTaken) {
+        journal_.setStartUsn(read[count].usn);
+    }
+    if (batch.empty() && everythingTaken) {
+        batch = std::move(read);
+    } else {
+        const auto end = read.begin() + static_cast<std::ptrdiff_t>(count);
+        batch.insert(batch.end(), std::make_move_iterator(read.begin()), std::make_move_iterator(end));
+    }
+    return everythingTaken;
+}
+
+bool FileChangeRecord::Store(const CycleResult& result) {
+    for (int attempt = 1; !database_.SaveCycleResults(delayRecords_, result.changes, result.temporaryFiles,
+                                                      journal_.startUsn(), userId_);
+         ++attempt) {
+        if (attempt == kSaveAttempts) {
+            SyncPanelLog::WriteErrorLog(kClassTag, kCycle, "Writing to the database fails after several attempts");
+            return false;
+        }
+        platform_.threads.Sleep(static_cast<std::uint32_t>(Drive::GetRandWaitTime(platform_.clock)));
+    }
+    return true;
+}
+
+}  // namespace tavi::records

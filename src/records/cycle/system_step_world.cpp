@@ -1,0 +1,71 @@
+#include "records/cycle/system_step_world.h"
+
+#include <cstddef>
+#include <span>
+
+#include "imports/file_helper.h"
+#include "platform/constants.h"
+#include "platform/owned_handle.h"
+
+namespace tavi::records {
+namespace {
+
+constexpr std::size_t kInformationBytes = 65'536;  // allocated
+constexpr std::size_t kInformationLength = 1024;   // offered to the query
+
+}  // namespace
+
+SystemStepWorld::~SystemStepWorld() {
+    if (cloudFiles_ != platform::kNoModule) {
+        platform_.modules.FreeLibrary(cloudFiles_);
+    }
+}
+
+bool SystemStepWorld::IsPlaceholder(const std::u16string& relativePath) {
+    const std::u16string path = FileHepler::FormatLongFileName(ListenPath() + u'\\' + relativePath);
+    if (!platform_.files.PathFileExistsW(path)) {
+        return false;
+    }
+    constexpr std::uint32_t kShareAll =
+        platform::kFileShareRead | platform::kFileShareWrite | platform::kFileShareDelete;
+    const platform::OwnedHandle file(
+        platform_.files, platform_.files.CreateFileW(path, platform::kFileReadAttributes, kShareAll,
+                                                     platform::kOpenExisting, platform::kFileFlagOverlapped));
+    return file.IsValid() && AskForPlaceholder(file.Get());
+}
+
+bool SystemStepWorld::AskForPlaceholder(platform::Handle file) {
+    void* const memory = platform_.heap.HeapAlloc(kInformationBytes);
+    if (memory == nullptr) {
+        return false;
+    }
+    bool isPlaceholder = false;
+    if (LookUpPlaceholderQuery()) {
+        const std::span<std::byte> information(static_cast<std::byte*>(memory), kInformationLength);
+        const std::int32_t result = platform_.files.CfGetPlaceholderInfo(
+            cfGetPlaceholderInfo_, file, platform::kCfPlaceholderInfoStandard, information);
+        isPlaceholder = result >= platform::kSOk;
+    }
+    platform_.heap.HeapFree(memory);
+    return isPlaceholder;
+}
+
+bool SystemStepWorld::LookUpPlaceholderQuery() {
+    if (cloudFiles_ == platform::kNoModule) {
+        cloudFiles_ = platform_.modules.LoadLibraryExW(u"cldapi.dll", platform::kLoadLibrarySearchSystem32);
+    }
+    if (cloudFiles_ != platform::kNoModule && cfGetPlaceholderInfo_ == platform::kNoProcAddress) {
+        cfGetPlaceholderInfo_ = platform_.modules.GetProcAddress(cloudFiles_, "CfGetPlaceholderInfo");
+    }
+    return cfGetPlaceholderInfo_ != platform::kNoProcAddress;
+}
+
+std::uint64_t SystemStepWorld::GetFrnByPath(const std::u16string& fullPath) {
+    return FileHepler::GetFrnByPath(platform_, fullPath);
+}
+
+std::uint32_t SystemStepWorld::AttributesOrAllOnes(const std::u16string& fullPath) {
+    return platform_.files.GetFileAttributesW(FileHepler::FormatLongFileName(fullPath));
+}
+
+}  // namespace tavi::records

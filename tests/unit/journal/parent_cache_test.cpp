@@ -1,0 +1,104 @@
+#include "journal/parent_cache.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace tavi::journal {
+namespace {
+
+struct FolderRow {
+    const char16_t* listenPath;
+    const char16_t* parent;
+    bool inside;
+    const char16_t* relative;  // what goes before a name
+};
+
+TEST(ParentCache, InsideIsThePrefixUpToTheNextBackslash) {
+    const FolderRow rows[] = {
+        {u"C:\\Sync", u"\\Sync", true, u""},
+        {u"C:\\Sync", u"\\Sync\\", true, u""},
+        {u"C:\\Sync", u"\\Sync\\Docs", true, u"Docs\\"},
+        {u"C:\\Sync", u"\\Sync\\Docs\\Old", true, u"Docs\\Old\\"},
+        {u"C:\\Sync", u"\\Sync2", false, u""},
+        {u"C:\\Sync", u"\\Sync2\\Docs", false, u""},
+        {u"C:\\Sync", u"\\sync\\Docs", false, u""},
+        {u"C:\\Sync", u"\\", false, u""},
+        {u"C:\\Sync", u"\\Other\\Sync", false, u""},
+        {u"C:\\Sync", u"", false, u""},
+        {u"C:\\Users\\me\\Sync", u"\\Users\\me", false, u""},
+        {u"C:\\Users\\me\\Sync", u"\\Users\\me\\Sync\\x", true, u"x\\"},
+        {u"C:", u"\\", true, u""},
+        {u"C:", u"\\Docs", true, u"Docs\\"},
+        {u"C:", u"", false, u""},
+        {u"C:\\Sync\\", u"\\Sync\\Docs", false, u""},
+        {u"Sync", u"\\Sync", false, u""},
+        {u"\\\\?\\C:\\Sync", u"\\Sync\\Docs", true, u"Docs\\"},
+    };
+    for (const FolderRow& row : rows) {
+        ParentCache cache(row.listenPath);
+        const ParentCache::Entry& entry = cache.Add(7, row.parent);
+        EXPECT_EQ(entry.insideListenFolder, row.inside)
+            << std::string(row.listenPath, row.listenPath + std::u16string_view(row.listenPath).size()) << " "
+            << std::string(row.parent, row.parent + std::u16string_view(row.parent).size());
+        EXPECT_EQ(cache.RelativeOf(entry), row.relative);
+        EXPECT_EQ(cache.PathOf(entry), row.parent);
+    }
+}
+
+TEST(ParentCache, RecycleBinIsASubstringInItsOwnCase) {
+    ParentCache cache(u"C:\\Sync");
+    EXPECT_TRUE(cache.Add(1, u"\\$RECYCLE.BIN\\S-1-5").inRecycleBin);
+    EXPECT_FALSE(cache.Add(2, u"\\$Recycle.Bin\\S-1-5").inRecycleBin);
+    EXPECT_FALSE(cache.Add(3, u"\\Sync").inRecycleBin);
+}
+
+TEST(ParentCache, FindsWhatWasAddedAndNothingElse) {
+    ParentCache cache(u"C:\\Sync");
+    constexpr std::uint64_t kCount = 20'000;
+    for (std::uint64_t number = 0; number < kCount; ++number) {
+        const std::uint64_t frn = number << 48U | number;
+        ASSERT_EQ(cache.Find(frn), nullptr);
+        cache.Add(frn, u"\\Sync\\" + std::u16string(number % 30, u'd'));
+    }
+    EXPECT_EQ(cache.size(), kCount);
+    for (std::uint64_t number = 0; number < kCount; ++number) {
+        const ParentCache::Entry* entry = cache.Find(number << 48U | number);
+        ASSERT_NE(entry, nullptr);
+        ASSERT_EQ(cache.PathOf(*entry), u"\\Sync\\" + std::u16string(number % 30, u'd'));
+    }
+    EXPECT_EQ(cache.Find(kCount), nullptr);
+}
+
+TEST(ParentCache, NumbersZeroAndAllOnesAreNumbersLikeOthers) {
+    ParentCache cache(u"C:\\Sync");
+    EXPECT_EQ(cache.Find(0), nullptr);
+    EXPECT_EQ(cache.Find(~std::uint64_t{0}), nullptr);
+    cache.Add(0, u"\\Zero");
+    cache.Add(~std::uint64_t{0}, u"\\Ones");
+    EXPECT_EQ(cache.PathOf(*cache.Find(0)), u"\\Zero");
+    EXPECT_EQ(cache.PathOf(*cache.Find(~std::uint64_t{0})), u"\\Ones");
+}
+
+TEST(ParentCache, ClearForgetsEverything) {
+    ParentCache cache(u"C:\\Sync");
+    cache.Add(1, u"\\Sync");
+    cache.Clear();
+    EXPECT_EQ(cache.Find(1), nullptr);
+    EXPECT_EQ(cache.size(), 0U);
+}
+
+TEST(ParentCache, ReplacedPathIsJudgedAnew) {
+    ParentCache cache(u"C:\\Sync");
+    ParentCache::Entry& entry = cache.Add(1, u"");
+    EXPECT_FALSE(entry.insideListenFolder);
+    cache.Replace(entry, u"\\Sync\\Docs");
+    EXPECT_TRUE(entry.insideListenFolder);
+    EXPECT_EQ(cache.RelativeOf(entry), u"Docs\\");
+    cache.Replace(entry, u"\\$RECYCLE.BIN\\x");
+    EXPECT_FALSE(entry.insideListenFolder);
+    EXPECT_TRUE(entry.inRecycleBin);
+}
+
+}  // namespace
+}  // namespace tavi::journal
