@@ -1,0 +1,35 @@
+// TaviListenClient without the system around it: arguments in, texts and an exit code out. The commands reach the
+// service through the pipe they are given. Runs on one thread.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "protocol/service_pipe.h"
+
+namespace tavi::client {
+
+// Exit codes; scripts rely on them, --help lists them.
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitUsage = 2;
+inline constexpr int kExitNotThere = 3;
+inline constexpr int kExitRefused = 4;
+inline constexpr int kExitNoAnswer = 5;
+inline constexpr int kExitBroken = 6;
+inline constexpr int kExitNoTask = 7;
+inline constexpr int kExitJournalUnusable = 8;
+inline constexpr int kExitReplyBase = 10;  // --exit-with-reply adds the reply to this
+
+struct Surroundings {
+    ServicePipe& pipe;
+    std::ostream& out;
+    std::ostream& err;
+};
+
+// `arguments` are UTF-8, without the program's name. Returns the exit code.
+int RunClient(const std::vector<std::string>& arguments, const Surroundings& surroundings);
+
+}  // namespace tavi::client

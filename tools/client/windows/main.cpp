@@ -1,0 +1,34 @@
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <iostream>
+
+#include "client.h"
+#include "imports/type_convert.h"
+#include "windows/windows_pipe.h"
+
+namespace {
+
+static_assert(sizeof(wchar_t) == sizeof(char16_t));
+
+// The command line as the system keeps it: the narrow one that main() gets has lost what the code page lacks.
+std::vector<std::string> Arguments() {
+    std::vector<std::string> arguments;
+    int count = 0;
+    LPWSTR* const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    for (int index = 1; wide != nullptr && index < count; ++index) {
+        const std::wstring_view argument(wide[index]);
+        arguments.push_back(TypeConvert::UnicodeToUTF8(std::u16string(argument.begin(), argument.end())));
+    }
+    LocalFree(wide);
+    return arguments;
+}
+
+}  // namespace
+
+int main() {
+    SetConsoleOutputCP(CP_UTF8);
+    tavi::client::WindowsPipe pipe;
+    return tavi::client::RunClient(Arguments(), {pipe, std::cout, std::cerr});
+}
