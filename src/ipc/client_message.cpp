@@ -13,14 +13,16 @@ namespace {
 
 std::uint32_t ReadLittleEndian32(std::span<const std::byte> bytes) {
     std::uint32_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i)
+    for (std::size_t i = 0; i < 4; ++i) {
         value |= std::to_integer<std::uint32_t>(bytes[i]) << (8 * i);
+    }
     return value;
 }
 
 void WriteLittleEndian32(std::span<std::byte> bytes, std::uint32_t value) {
-    for (std::size_t i = 0; i < 4; ++i)
+    for (std::size_t i = 0; i < 4; ++i) {
         bytes[i] = static_cast<std::byte>((value >> (8 * i)) & 0xFFU);
+    }
 }
 
 // Byte by byte: the frame has no alignment, and the sender's order is the frame's, not this machine's.
@@ -72,35 +74,41 @@ ListenTaskParams ParseStartParameters(std::u16string_view text) {
     params.userId = StringMember(root, "userId");
     params.listenPath = StringMember(root, "listenPath");
     params.databasePath = StringMember(root, "databasePath");
-    if (const Json::Value& interval = root["recordSplitInterval"]; interval.isUInt())
+    if (const Json::Value& interval = root["recordSplitInterval"]; interval.isUInt()) {
         params.recordSplitInterval = interval.asUInt();
+    }
 
     params.valid = ParametersAreUsable(params);
-    if (!params.valid)
+    if (!params.valid) {
         // One message for all three fields: what a support engineer looks for first is an empty user id.
         Drive::SyncPanelLog::WriteTraceLog("Invalid parameter,userIdSize:" + std::to_string(params.userId.size()));
+    }
     return params;
 }
 
 }  // namespace
 
 ListenTaskParams GetSyncFileMessageAndCheck(std::span<const std::byte> frame) {
-    if (frame.size() < kFrameHeaderBytes)
+    if (frame.size() < kFrameHeaderBytes) {
         return RejectFrame("The total length of received data is incorrect");
+    }
 
     const std::uint32_t totalLength = ReadLittleEndian32(frame);
     // Unsigned on purpose: lengths below the header's wrap around and are refused by the same comparison.
     const std::uint32_t jsonBytes = totalLength - static_cast<std::uint32_t>(kFrameHeaderBytes);
-    if (jsonBytes > kLargestFrameBytes - kFrameHeaderBytes || totalLength != frame.size())
+    if (jsonBytes > kLargestFrameBytes - kFrameHeaderBytes || totalLength != frame.size()) {
         return RejectFrame("The total length field in the received data is incorrect");
+    }
 
     const std::uint32_t command = ReadLittleEndian32(frame.subspan(4));
-    if (command > kDetectUsnStatus)
+    if (command > kDetectUsnStatus) {
         return RejectFrame("The command in the received message is incorrect");
+    }
 
     const std::span<const std::byte> json = frame.subspan(kFrameHeaderBytes);
-    if (jsonBytes != json.size() || jsonBytes % 2 != 0)
+    if (jsonBytes != json.size() || jsonBytes % 2 != 0) {
         return RejectFrame("The length of the JSON data is incorrect");
+    }
     return ParseClientJson(command, ReadCodeUnits(json));
 }
 

@@ -40,8 +40,9 @@ platform::ExplicitAccess AllowAccess(std::uint32_t permissions, std::uint32_t tr
 
 std::uint32_t ReadExpectedLength(const FrameBuffer& frame) {
     std::uint32_t length = 0;
-    for (std::size_t i = 0; i < 4; ++i)
+    for (std::size_t i = 0; i < 4; ++i) {
         length |= std::to_integer<std::uint32_t>(frame[i]) << (8 * i);
+    }
     return length;
 }
 
@@ -70,14 +71,16 @@ bool ListenServiceNamedPipe::FailWithCode(const char* prefix, const char* messag
 bool ListenServiceNamedPipe::BuildAccessList() {
     platform::Sid sid = platform::kNoSid;
     if (!platform_.pipes.AllocateAndInitializeSid(kSecurityLocalAuthority, std::array{platform::kSecurityLocalRid},
-                                                  sid))
+                                                  sid)) {
         return FailWithCode("CreateNamedPipe error:", "Failed to initialize the local sid, error code is ");
+    }
     localSid_.Reset(sid);
 
     if (!platform_.pipes.AllocateAndInitializeSid(
             kSecurityNtAuthority, std::array{platform::kSecurityBuiltinDomainRid, platform::kDomainAliasRidAdmins},
-            sid))
+            sid)) {
         return FailWithCode("CreateNamedPipe sid error:", "Failed to initialize the admin sid, error code is ");
+    }
     administratorsSid_.Reset(sid);
 
     const std::array entries{
@@ -86,50 +89,58 @@ bool ListenServiceNamedPipe::BuildAccessList() {
         AllowAccess(platform::kGenericAll, platform::kTrusteeIsGroup, administratorsSid_.get()),
     };
     platform::Acl acl = platform::kNoAcl;
-    if (platform_.pipes.SetEntriesInAclW(entries, acl) != platform::kErrorSuccess)
+    if (platform_.pipes.SetEntriesInAclW(entries, acl) != platform::kErrorSuccess) {
         return FailWithCode("CreateNamedPipe acl error:", "Failed to set Entries In ACL, error code is ");
+    }
     acl_.Reset(acl);
     return true;
 }
 
 bool ListenServiceNamedPipe::BuildSecurityDescriptor() {
     descriptor_.Reset(platform_.pipes.LocalAlloc(platform::kLptr, platform::kSecurityDescriptorMinLength));
-    if (!descriptor_)
+    if (!descriptor_) {
         return FailWithCode("CreateNamedPipe lal error:", "Failed to allocate space for the SD, error code is ");
-    if (!platform_.pipes.InitializeSecurityDescriptor(descriptor_.get(), platform::kSecurityDescriptorRevision))
+    }
+    if (!platform_.pipes.InitializeSecurityDescriptor(descriptor_.get(), platform::kSecurityDescriptorRevision)) {
         return FailWithCode("CreateNamedPipe isde error:",
                             "Failed to initialize the security descriptor, error code is ");
-    if (!platform_.pipes.SetSecurityDescriptorDacl(descriptor_.get(), true, acl_.get(), false))
+    }
+    if (!platform_.pipes.SetSecurityDescriptorDacl(descriptor_.get(), true, acl_.get(), false)) {
         return FailWithCode("CreateNamedPipe sdda error:",
                             "Failed to set the security descriptor Dacl, error code is ");
+    }
     return true;
 }
 
 bool ListenServiceNamedPipe::Create() {
-    if (!BuildAccessList() || !BuildSecurityDescriptor())
+    if (!BuildAccessList() || !BuildSecurityDescriptor()) {
         return false;
+    }
     const platform::SecurityAttributes attributes{.securityDescriptor = descriptor_.get(), .inheritHandle = false};
     handle_.Reset(platform_.pipes.CreateNamedPipeW(
         PipeName, platform::kPipeAccessDuplex,
         platform::kPipeTypeMessage | platform::kPipeReadModeMessage | platform::kPipeRejectRemoteClients,
         kMaximumInstances, kPipeBufferBytes, kPipeBufferBytes, kSystemDefaultTimeout, attributes));
-    if (!handle_)
+    if (!handle_) {
         return FailWithCode("CreateNamedPipe cnp error:", "Failed to create the named pipe, error code is ");
+    }
     return true;
 }
 
 bool ListenServiceNamedPipe::Connect() {
     const BlockingCall mark(inBlockingCall_);
-    if (platform_.pipes.ConnectNamedPipe(handle_.get()))
+    if (platform_.pipes.ConnectNamedPipe(handle_.get())) {
         return true;
+    }
     return FailWithCode("ConnectNamedPipe error:", "Failed to connect to the client, error code is ");
 }
 
 bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
     frame.clear();
     void* const scratch = platform_.heap.HeapAlloc(kReadChunkBytes);
-    if (scratch == nullptr)
+    if (scratch == nullptr) {
         return false;
+    }
     const bool complete = ReadFrame(frame, {static_cast<std::byte*>(scratch), kReadChunkBytes});
     platform_.heap.HeapFree(scratch);
     return complete;
@@ -142,10 +153,12 @@ bool ListenServiceNamedPipe::ReadFrame(FrameBuffer& frame, std::span<std::byte> 
     for (;;) {
         std::uint32_t bytesRead = 0;
         // A message that does not fit the scratch buffer makes the call fail: the pipe is read by messages.
-        if (!platform_.files.ReadFile(handle_.get(), scratch, bytesRead) || bytesRead == 0)
+        if (!platform_.files.ReadFile(handle_.get(), scratch, bytesRead) || bytesRead == 0) {
             return FailWithCode("CreateNamedPipe cnp error:", "Failed to read the named pipe data, error code is ");
-        if (!AppendChunk(frame, scratch.first(std::min<std::size_t>(bytesRead, scratch.size()))))
+        }
+        if (!AppendChunk(frame, scratch.first(std::min<std::size_t>(bytesRead, scratch.size())))) {
             return false;
+        }
         if (!expected && frame.size() >= sizeof(std::uint32_t)) {
             expected = ReadExpectedLength(frame);
             try {
@@ -154,8 +167,9 @@ bool ListenServiceNamedPipe::ReadFrame(FrameBuffer& frame, std::span<std::byte> 
                 return FailToReserve();
             }
         }
-        if (expected && frame.size() >= *expected)
+        if (expected && frame.size() >= *expected) {
             return true;
+        }
     }
 }
 
@@ -174,8 +188,9 @@ bool ListenServiceNamedPipe::Write(std::span<const std::byte> bytes) {
         std::uint32_t written = 0;
         // A call that takes nothing without failing would be repeated for ever; it is as good as a failed one.
         if (!platform_.files.WriteFile(handle_.get(), bytes.first(std::min(bytes.size(), kWriteChunkBytes)), written) ||
-            written == 0)
+            written == 0) {
             return FailWithCode("ListenServiceNamedPipe error:", "Failed to write the named pipe, error code is ");
+        }
         bytes = bytes.subspan(std::min<std::size_t>(written, bytes.size()));
     }
     return true;
@@ -183,8 +198,9 @@ bool ListenServiceNamedPipe::Write(std::span<const std::byte> bytes) {
 
 std::pair<std::uint32_t, bool> ListenServiceNamedPipe::GetClientProcessId() {
     std::uint32_t processId = 0;
-    if (platform_.pipes.GetNamedPipeClientProcessId(handle_.get(), processId))
+    if (platform_.pipes.GetNamedPipeClientProcessId(handle_.get(), processId)) {
         return {processId, true};
+    }
     return {processId, FailWithCode("GetNamedPipeClientProcessId error:",
                                     "Failed to obtain the client process ID, error code is ")};
 }

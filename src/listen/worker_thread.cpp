@@ -18,6 +18,20 @@ struct WorkerThread::Progress {
     std::atomic<bool> ended{false};
 };
 
+// Says at the end of its scope, however that is left, that the thread has done its work.
+class WorkerThread::WorkScope {
+public:
+    WorkScope(std::shared_ptr<Progress> progress, std::uint32_t threadId) : progress_(std::move(progress)) {
+        progress_->threadId.store(threadId);
+    }
+    ~WorkScope() { progress_->ended.store(true); }
+    WorkScope(const WorkScope&) = delete;
+    WorkScope& operator=(const WorkScope&) = delete;
+
+private:
+    std::shared_ptr<Progress> progress_;
+};
+
 // Shared by those who wait, so that the handle is closed only after the last of them has let go of it.
 struct WorkerThread::Running {
     explicit Running(platform::Threads& system) : threads(system) {}
@@ -44,10 +58,10 @@ bool WorkerThread::Start(std::function<void()> entry) {
     // The thread gets a share of the progress only: with one of `running` it could close its own handle.
     running->handle =
         threads_.StartThread([progress = running->progress, &threads = threads_, run = std::move(entry)]() mutable {
-            progress->threadId.store(threads.GetCurrentThreadId());
-            run();
-            run = nullptr;  // what it holds goes with the thread's work, not with its wrapping
-            progress->ended.store(true);
+            const WorkScope scope(std::move(progress), threads.GetCurrentThreadId());
+            // Destroyed within the scope: what the work holds goes with it.
+            const std::function<void()> work = std::exchange(run, nullptr);
+            work();
         });
     if (running->handle == platform::kNullHandle) {
         return false;

@@ -32,6 +32,7 @@ public:
 private:
     struct Progress;
     struct Running;
+    class WorkScope;
 
     std::shared_ptr<Running> Held() const;
 

@@ -28,8 +28,9 @@ public:
     // Takes over `handle`; what was owned before is closed first.
     void Reset(HandleType handle = kEmpty) {
         const HandleType old = std::exchange(handle_, handle);
-        if (old != kEmpty)
+        if (old != kEmpty) {
             closer_(old);
+        }
     }
 
     HandleType get() const { return handle_; }

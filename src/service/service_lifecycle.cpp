@@ -27,14 +27,13 @@ void StartupSyncFileListenService(platform::Platform& platform, const std::u16st
     const std::string narrowName = TypeConvert::WStringToString(serviceName);
     Drive::SyncPanelLog::WriteTraceLog(narrowName + " is being registered with Service Control Manager");
 
-    // Destroyed from the last to the first: the service main function returns, the workers end, then what they share.
     listen::ListenProcess process(platform);
     CheckPointCounter checkPoints;
     listen::ListenServiceImpl service(
         platform, checkPoints, process,
         listen::MakeListenCycleFactory(platform, process.database, process.suppressStoppedReport), serviceName,
         publisher);
-    const CurrentService current(platform, service);
+    CurrentService current(platform, service);
 
     if (platform.services.StartServiceCtrlDispatcherW(serviceName, &ServiceMain)) {
         Drive::SyncPanelLog::WriteTraceLog(narrowName + " is successfully registered with the Service Control Manager");
@@ -43,6 +42,7 @@ void StartupSyncFileListenService(platform::Platform& platform, const std::u16st
     }
     // The dispatcher may also have lost the service control manager: the service main function then still waits.
     service.RequestEnd();
+    current.Leave();
 }
 
 }  // namespace tavi::service

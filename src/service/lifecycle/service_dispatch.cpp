@@ -53,10 +53,11 @@ CurrentService::CurrentService(platform::Platform& platform, ListenServiceBase& 
     current.store(&pointers);
 }
 
-CurrentService::~CurrentService() {
+void CurrentService::Leave() {
     current.store(nullptr);
-    while (serviceMainsRunning.load() != 0)
+    while (serviceMainsRunning.load() != 0) {
         platform_.threads.Sleep(kServiceMainPollMs);
+    }
 }
 
 void ServiceMain() {
@@ -72,12 +73,14 @@ void ServiceMain() {
 
 void ControlHandler(std::uint32_t control) {
     CurrentPointers* const now = current.load();
-    if (now == nullptr)
+    if (now == nullptr) {
         return;
-    if (control == platform::kServiceControlStop)
+    }
+    if (control == platform::kServiceControlStop) {
         now->service->Stop();
-    else if (control == platform::kServiceControlShutdown)
+    } else if (control == platform::kServiceControlShutdown) {
         now->service->Shutdown();
+    }
 }
 
 }  // namespace tavi::service

@@ -9,15 +9,17 @@
 
 namespace tavi::service {
 
-// Makes a service the current one for its lifetime. The end waits until a service main function that is still on its
-// way out has returned: the dispatcher may return as soon as the service has reported stopped, and the service main
-// function still looks at the service then.
+// Makes a service the current one until Leave, or its end.
 class CurrentService {
 public:
     CurrentService(platform::Platform& platform, ListenServiceBase& service);
-    ~CurrentService();
+    ~CurrentService() { Leave(); }
     CurrentService(const CurrentService&) = delete;
     CurrentService& operator=(const CurrentService&) = delete;
+
+    // Waits until a service main function that is still on its way out has returned: the dispatcher may return as soon
+    // as the service has reported stopped, and the service main function still looks at the service then.
+    void Leave();
 
 private:
     platform::Platform& platform_;
