@@ -81,6 +81,7 @@ TAVI_SAME(kFileAttributeDirectory, FILE_ATTRIBUTE_DIRECTORY);
 TAVI_SAME(kFileAttributeArchive, FILE_ATTRIBUTE_ARCHIVE);
 TAVI_SAME(kFileAttributeNormal, FILE_ATTRIBUTE_NORMAL);
 TAVI_SAME(kFileAttributeReparsePoint, FILE_ATTRIBUTE_REPARSE_POINT);
+TAVI_SAME(kReparseTagNameSurrogate, IsReparseTagNameSurrogate(0xFFFFFFFF));
 TAVI_SAME(kInvalidFileAttributes, INVALID_FILE_ATTRIBUTES);
 TAVI_SAME(kFileBegin, FILE_BEGIN);
 TAVI_SAME(kFileEnd, FILE_END);

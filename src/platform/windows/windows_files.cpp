@@ -19,7 +19,12 @@ namespace {
 constexpr std::size_t kLongestCharacter = 4;  // bytes for one code unit, in any code page
 
 FindData FromNativeFindData(const WIN32_FIND_DATAW& native) {
-    return {native.dwFileAttributes, FromWide(native.cFileName)};
+    const bool isReparsePoint = (native.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    FindData data;
+    data.fileAttributes = native.dwFileAttributes;
+    data.reparseTag = isReparsePoint ? native.dwReserved0 : 0;
+    data.fileName = FromWide(native.cFileName);
+    return data;
 }
 
 }  // namespace
