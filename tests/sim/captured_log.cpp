@@ -17,7 +17,9 @@ CapturedLog::CapturedLog(std::u16string logPath) : logPath_(std::move(logPath)) 
     Drive::SyncPanelLog::Install(this);
 }
 
-CapturedLog::~CapturedLog() { Drive::SyncPanelLog::Install(nullptr); }
+CapturedLog::~CapturedLog() {
+    Drive::SyncPanelLog::Install(nullptr);
+}
 
 void CapturedLog::Init() {
     const std::lock_guard lock(mutex_);
@@ -40,9 +42,13 @@ void CapturedLog::WriteErrorLog(std::string_view classTag, std::string_view func
     Keep({LogKind::kError, std::string(classTag), std::string(function), std::string(message)});
 }
 
-void CapturedLog::WriteTraceLog(std::string_view message) { Keep({LogKind::kTrace, {}, {}, std::string(message)}); }
+void CapturedLog::WriteTraceLog(std::string_view message) {
+    Keep({LogKind::kTrace, {}, {}, std::string(message)});
+}
 
-void CapturedLog::WriteNetLog(std::string_view message) { Keep({LogKind::kNet, {}, {}, std::string(message)}); }
+void CapturedLog::WriteNetLog(std::string_view message) {
+    Keep({LogKind::kNet, {}, {}, std::string(message)});
+}
 
 void CapturedLog::WriteSyncLog(std::string_view category, std::string_view label, std::string_view text) {
     Keep({LogKind::kSync, std::string(category), std::string(label), std::string(text)});

@@ -18,7 +18,9 @@ constexpr std::int64_t kMaxUsn = 0x7FFFFFFFFFFF0000;
 constexpr std::uint64_t kPage = EmulatedJournal::kPageBytes;
 constexpr std::size_t kMinimumRecordBytes = 8;  // length and version: all that records of other versions are asked for
 
-std::uint64_t RoundUpToPage(std::uint64_t bytes) { return (bytes + kPage - 1) / kPage * kPage; }
+std::uint64_t RoundUpToPage(std::uint64_t bytes) {
+    return (bytes + kPage - 1) / kPage * kPage;
+}
 
 template <class T>
 T Load(std::string_view bytes, std::size_t offset) {
