@@ -5,6 +5,9 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(TAVI_SANITIZE "" CACHE STRING "Sanitizers for native builds, as -fsanitize takes them")
 option(TAVI_FUZZ "Build the libFuzzer programs" OFF)
+# The service serves only clients whose executable is signed by this publisher (the certificate subject's common name). The
+# default suits development builds, whose clients are signed with a test certificate; a release sets its own.
+set(TAVI_PUBLISHER "ZENLO ORVA Test Publisher" CACHE STRING "Common name in the certificate that clients are signed with")
 option(TAVI_WERROR "Treat warnings as errors" ON)
 
 add_library(tavi_settings INTERFACE)
