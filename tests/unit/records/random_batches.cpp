@@ -34,7 +34,7 @@ const std::vector<std::u16string> kNames = {u"a",
                                             u"a.",
                                             u".",
                                             u"",
-                                            u"d\\"};
+                                            u"d\\", u"\\a"};
 // Names that differ in the suffix only: what the passes of the temporary rename resolution look at.
 const std::vector<std::u16string> kSuffixes = {u"",       u".tmp",        u".TMP", u".bak",  u".BaK",   u".igbak",
                                                u".IgBak", u".igba\u212A", u".mlx", u".docx", u".x.bak", u".x.tmp"};
@@ -158,6 +158,18 @@ void RandomBatches::AppendSave(const Alphabet& alphabet, records::FileChangeInfo
     append(records::FileChangeReason::kCreate, name);
 }
 
+// A directory that arrives from outside, then directories inside it, as when each is renamed after the move.
+void RandomBatches::AppendMovedIn(const Alphabet& alphabet, records::UsnRecordList& list) {
+    for (const std::u16string name : {u"d", u"d\\e", u"d\\e\\f", u"d\\a"}) {
+        if (!OneIn(3)) {
+            list.push_back(MakeUsnRecord(alphabet));
+            list.back().reason = 0x2000;
+            list.back().filename = name;
+            list.back().fileAttributes = 0x10;
+        }
+    }
+}
+
 replay::WorldTables RandomBatches::MakeWorld(const Alphabet& alphabet) {
     const std::vector<std::u16string> entryNames = {u"e", u"f", u"a", u"x.tmp", u"\xD800", u"m.mlx"};
     replay::WorldTables world;
@@ -201,6 +213,8 @@ replay::Batch RandomBatches::Next() {
             AppendTrace(alphabet, batch.records);
         } else if (OneIn(24)) {
             AppendUnhiding(alphabet, batch.records);
+        } else if (OneIn(24)) {
+            AppendMovedIn(alphabet, batch.records);
         } else {
             batch.records.push_back(MakeUsnRecord(alphabet));
         }

@@ -42,6 +42,7 @@ private:
     void AppendTrace(const Alphabet& alphabet, records::UsnRecordList& list);
     void AppendUnhiding(const Alphabet& alphabet, records::UsnRecordList& list);
     void AppendSave(const Alphabet& alphabet, records::FileChangeInfoList& list);
+    void AppendMovedIn(const Alphabet& alphabet, records::UsnRecordList& list);
     replay::WorldTables MakeWorld(const Alphabet& alphabet);
 
     std::mt19937_64 engine_;
