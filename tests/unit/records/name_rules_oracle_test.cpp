@@ -30,39 +30,59 @@ std::wstring Widen(std::u16string_view text) {
     return {text.begin(), text.end()};
 }
 
-// The library's dot lets U+2028 and U+2029 through.
-std::wregex Compile(std::u16string_view pattern) {
+std::wregex Compile(std::wstring_view text) {
+    return std::wregex(text.data(), text.size(), std::regex::ECMAScript);
+}
+
+// The library's dot lets U+2028 and U+2029 through, which the expressions' dot does not.
+std::wstring WithExplicitDots(std::wstring_view pattern) {
     std::wstring text;
     bool inClass = false;
     for (std::size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern[i] == u'\\') {
-            text += static_cast<wchar_t>(pattern[i++]);
-        } else if (pattern[i] == u'.' && !inClass) {
+        if (pattern[i] == L'\\') {
+            text += pattern[i++];
+        } else if (pattern[i] == L'.' && !inClass) {
             text += L"[^\\n\\r\\u2028\\u2029]";
             continue;
         } else {
-            inClass = pattern[i] == u'[' || (inClass && pattern[i] != u']');
+            inClass = pattern[i] == L'[' || (inClass && pattern[i] != L']');
         }
-        text += static_cast<wchar_t>(pattern[i]);
+        text += pattern[i];
     }
-    return std::wregex(text, std::regex::ECMAScript);
+    return text;
 }
+
+// One expression. Explicit dots make the library several times slower, so they serve only the names that need them.
+class Expression {
+public:
+    explicit Expression(std::u16string_view pattern)
+        : plain_(Compile(Widen(pattern))), explicit_(Compile(WithExplicitDots(Widen(pattern)))) {}
+
+    bool Matches(const std::wstring& name) const {
+        const bool separators = name.find_first_of(L"\u2028\u2029") != std::wstring::npos;
+        return std::regex_match(name, separators ? explicit_ : plain_);
+    }
+
+private:
+    std::wregex plain_;
+    std::wregex explicit_;
+};
 
 class Oracle {
 public:
     Oracle() {
         for (const auto pattern : TemporaryFileRules::TemporaryPatterns()) {
-            temporary_.push_back(Compile(pattern));
+            temporary_.emplace_back(pattern);
         }
         for (const auto pattern : TemporaryFileRules::SpecialPatterns()) {
-            special_.push_back(Compile(pattern));
+            special_.emplace_back(pattern);
         }
-        lock_ = {Compile(uR"(^~\$.*\.(docx|xlsx|pptx|doc|xls|ppt|pdf|xml|rtf)$)"), Compile(uR"(^.*\.dwl$)")};
-        hydration_ = {Compile(TemporaryFileRules::HydrationPattern())};
+        lock_ = {Expression(uR"(^~\$.*\.(docx|xlsx|pptx|doc|xls|ppt|pdf|xml|rtf)$)"), Expression(uR"(^.*\.dwl$)")};
+        hydration_ = {Expression(TemporaryFileRules::HydrationPattern())};
     }
 
     bool Matches(std::size_t temporaryPattern, std::u16string_view name) const {
-        return std::regex_match(Widen(name), temporary_[temporaryPattern]);
+        return temporary_[temporaryPattern].Matches(Widen(name));
     }
 
     // `known`: whether the name is already known to match an expression of the table, which spares trying the others.
@@ -76,14 +96,14 @@ public:
     }
 
 private:
-    static bool Any(const std::vector<std::wregex>& expressions, const std::wstring& name) {
-        return std::ranges::any_of(expressions, [&](const std::wregex& e) { return std::regex_match(name, e); });
+    static bool Any(const std::vector<Expression>& expressions, const std::wstring& name) {
+        return std::ranges::any_of(expressions, [&](const Expression& e) { return e.Matches(name); });
     }
 
-    std::vector<std::wregex> temporary_;
-    std::vector<std::wregex> special_;
-    std::vector<std::wregex> lock_;
-    std::vector<std::wregex> hydration_;
+    std::vector<Expression> temporary_;
+    std::vector<Expression> special_;
+    std::vector<Expression> lock_;
+    std::vector<Expression> hydration_;
 };
 
 const char16_t* const kRealisticNames[] = {
