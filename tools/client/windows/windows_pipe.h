@@ -4,15 +4,13 @@
 
 #include <windows.h>
 
-#include <string>
-
 #include "protocol/service_pipe.h"
 
 namespace tavi::client {
 
 class WindowsPipe final : public ServicePipe {
 public:
-    explicit WindowsPipe(std::wstring name = LR"(\\.\pipe\TaviListenServiceNamePipe)") : name_(std::move(name)) {}
+    WindowsPipe() = default;
     ~WindowsPipe() override;
     WindowsPipe(const WindowsPipe&) = delete;
     WindowsPipe& operator=(const WindowsPipe&) = delete;
@@ -28,7 +26,6 @@ public:
 private:
     std::uint32_t Complete(bool begun, OVERLAPPED& operation, std::uint32_t timeout, DWORD& bytes);
 
-    std::wstring name_;
     HANDLE pipe_ = INVALID_HANDLE_VALUE;
     HANDLE event_ = nullptr;  // signalled when the operation under way is over; closed with the pipe
 };

@@ -1,0 +1,30 @@
+// Frame bytes as a client sends them: whatever they are, decoding ends, reads nothing outside them, and says either
+// that the frame is invalid or gives parameters within their limits.
+#include <cstdlib>
+#include <span>
+
+#include "ipc/client_message.h"
+
+namespace {
+
+void Require(bool condition) {
+    if (!condition) {
+        std::abort();
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace tavi::ipc;
+    const ListenTaskParams params = GetSyncFileMessageAndCheck(std::as_bytes(std::span(data, size)));
+    if (!params.valid) {
+        return 0;
+    }
+    Require(size >= kFrameHeaderBytes && size <= kLargestFrameBytes && params.command <= kDetectUsnStatus);
+    const bool start = params.command == kStartListenTask;
+    Require(start == !params.userId.empty() && params.userId.size() <= kLongestUserId);
+    Require(start == !params.listenPath.empty() && params.listenPath.size() <= kLongestListenPath);
+    Require(start == !params.databasePath.empty());
+    return 0;
+}

@@ -1,0 +1,329 @@
+#include "ipc/named_pipe.h"
+
+#include <algorithm>
+
+#include "ipc/bounded_memory.h"
+#include "unit/ipc/pipe_bench.h"
+
+namespace tavi::ipc {
+namespace {
+
+using test::AsBytes;
+using test::AsMessage;
+using test::Bytes;
+using test::RawFrame;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class NamedPipe : public test::PipeBench {
+protected:
+    bool Read(Bytes& received) {
+        FrameBuffer frame(&memory_);
+        const bool complete = pipe_.Read(frame);
+        received.assign(frame.begin(), frame.end());
+        return complete;
+    }
+
+    BoundedMemory memory_;
+};
+
+TEST_F(NamedPipe, IsCreatedForOneLocalClientInMessageMode) {
+    ASSERT_TRUE(pipe_.Create());
+    ASSERT_EQ(machine_.pipes().creations().size(), 1U);
+    const sim::PipeCreation creation = machine_.pipes().creations().front();
+    EXPECT_EQ(creation.name, u"\\\\.\\pipe\\TaviListenServiceNamePipe");
+    EXPECT_EQ(creation.openMode, 3U);
+    EXPECT_EQ(creation.pipeMode, 14U);
+    EXPECT_EQ(creation.maximumInstances, 1U);
+    EXPECT_EQ(creation.outBufferSize, 4096U);
+    EXPECT_EQ(creation.inBufferSize, 4096U);
+    EXPECT_EQ(creation.defaultTimeout, 0U);
+    EXPECT_FALSE(creation.inheritHandle);
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(NamedPipe, RemoteClientIsRefusedByThePipeMode) {
+    ASSERT_TRUE(pipe_.Create());
+    constexpr std::uint32_t kRejectRemoteClients = 8;
+    EXPECT_NE(machine_.pipes().creations().front().pipeMode & kRejectRemoteClients, 0U);
+}
+
+TEST_F(NamedPipe, GrantsLocalProcessesReadAndWriteAndAdministratorsEverything) {
+    ASSERT_TRUE(pipe_.Create());
+    const sim::PipeCreation creation = machine_.pipes().creations().front();
+    EXPECT_TRUE(creation.daclPresent);
+    ASSERT_EQ(creation.grants.size(), 2U);
+
+    const auto& local = creation.grants[0];
+    EXPECT_EQ(local.authority, (std::array<std::uint8_t, 6>{0, 0, 0, 0, 0, 2}));
+    EXPECT_THAT(local.subAuthorities, ElementsAre(0U));
+    EXPECT_EQ(local.access.accessPermissions, 0xC0000000U);
+    EXPECT_EQ(local.access.accessMode, 2U);
+    EXPECT_EQ(local.access.inheritance, 0U);
+    EXPECT_EQ(local.access.trusteeForm, 0U);
+    EXPECT_EQ(local.access.trusteeType, 5U);
+
+    const auto& administrators = creation.grants[1];
+    EXPECT_EQ(administrators.authority, (std::array<std::uint8_t, 6>{0, 0, 0, 0, 0, 5}));
+    EXPECT_THAT(administrators.subAuthorities, ElementsAre(32U, 544U));
+    EXPECT_EQ(administrators.access.accessPermissions, 0x10000000U);
+    EXPECT_EQ(administrators.access.accessMode, 2U);
+    EXPECT_EQ(administrators.access.inheritance, 0U);
+    EXPECT_EQ(administrators.access.trusteeForm, 0U);
+    EXPECT_EQ(administrators.access.trusteeType, 2U);
+}
+
+TEST_F(NamedPipe, EachStepOfTheCreationFailsWithItsOwnText) {
+    struct Row {
+        const char* call;
+        std::uint64_t nth;
+        const char* line;
+    };
+    const Row rows[] = {
+        {"Pipes.AllocateAndInitializeSid", 1,
+         "CreateNamedPipe error:Failed to initialize the local sid, error code is 1717"},
+        {"Pipes.AllocateAndInitializeSid", 2,
+         "CreateNamedPipe sid error:Failed to initialize the admin sid, error code is 1717"},
+        {"Pipes.SetEntriesInAclW", 1, "CreateNamedPipe acl error:Failed to set Entries In ACL, error code is 1717"},
+        {"Pipes.LocalAlloc", 1, "CreateNamedPipe lal error:Failed to allocate space for the SD, error code is 1717"},
+        {"Pipes.InitializeSecurityDescriptor", 1,
+         "CreateNamedPipe isde error:Failed to initialize the security descriptor, error code is 1717"},
+        {"Pipes.SetSecurityDescriptorDacl", 1,
+         "CreateNamedPipe sdda error:Failed to set the security descriptor Dacl, error code is 1717"},
+        {"Pipes.CreateNamedPipeW", 1, "CreateNamedPipe cnp error:Failed to create the named pipe, error code is 1717"},
+    };
+    std::size_t built = 0;  // how many objects stand before the failing step: one more each time, up to four
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.line);
+        log_.Clear();
+        machine_.faults().Fail({.call = row.call, .nth = row.nth, .code = 1717});
+        EXPECT_FALSE(pipe_.Create());
+        EXPECT_FALSE(pipe_.IsValid());
+        EXPECT_THAT(NetLines(), ElementsAre(row.line));
+        EXPECT_EQ(log_.Lines().size(), 1U) << log_.Dump();
+        EXPECT_EQ(machine_.leaks().size(), std::min<std::size_t>(built, 4)) << "left for Close to release";
+        pipe_.Close();
+        EXPECT_THAT(machine_.leaks(), IsEmpty());
+        ++built;
+    }
+    EXPECT_TRUE(pipe_.Create()) << "the next attempt is as good as the first";
+}
+
+TEST_F(NamedPipe, NameThatAnotherProgramCreatedFirstIsAFailure) {
+    machine_.pipes().Occupy(ListenServiceNamedPipe::PipeName, 231);
+    EXPECT_FALSE(pipe_.Create());
+    EXPECT_THAT(NetLines(),
+                ElementsAre("CreateNamedPipe cnp error:Failed to create the named pipe, error code is 231"));
+}
+
+TEST_F(NamedPipe, CloseMayBeCalledAgain) {
+    ASSERT_TRUE(pipe_.Create());
+    pipe_.Close();
+    EXPECT_FALSE(pipe_.IsValid());
+    EXPECT_THAT(machine_.leaks(), IsEmpty());
+    machine_.faults().ClearHistory();
+    pipe_.Close();
+    EXPECT_THAT(machine_.faults().history(), IsEmpty()) << "nothing is released twice";
+}
+
+TEST_F(NamedPipe, CreatingAgainReleasesWhatWasThere) {
+    ASSERT_TRUE(pipe_.Create());
+    pipe_.Close();
+    ASSERT_TRUE(pipe_.Create());
+    EXPECT_TRUE(pipe_.IsValid());
+}
+
+TEST_F(NamedPipe, ClientThatConnectedBeforeTheWaitIsReportedAsAFailure) {
+    ASSERT_TRUE(pipe_.Create());
+    sim::PipeClient early(machine_.pipes());
+    ASSERT_EQ(early.Connect(test::kClientProcess), 0U);
+    EXPECT_FALSE(pipe_.Connect());
+    EXPECT_THAT(NetLines(), ElementsAre("ConnectNamedPipe error:Failed to connect to the client, error code is 535"));
+}
+
+TEST_F(NamedPipe, ClientProcessIdIsHandedBack) {
+    ServeSilentClient();
+    EXPECT_EQ(pipe_.GetClientProcessId(), (std::pair<std::uint32_t, bool>{test::kClientProcess, true}));
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(NamedPipe, ClientProcessIdThatCannotBeHadIsAFailure) {
+    ServeSilentClient();
+    machine_.faults().Fail({.call = "Pipes.GetNamedPipeClientProcessId", .code = 1717});
+    EXPECT_FALSE(pipe_.GetClientProcessId().second);
+    EXPECT_THAT(NetLines(), ElementsAre("GetNamedPipeClientProcessId error:Failed to obtain the client process ID, "
+                                        "error code is 1717"));
+}
+
+TEST_F(NamedPipe, FrameOfOneMessageIsReadWhole) {
+    const Bytes sent = RawFrame(300, 1, 292);
+    ServeClient([&](sim::PipeClient& client) { client.WriteMessage(AsMessage(sent)); });
+    Bytes received;
+    EXPECT_TRUE(Read(received));
+    EXPECT_EQ(received, sent);
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(NamedPipe, FrameThatAnnouncesMoreThanArrivesKeepsTheReadWaiting) {
+    const Bytes sent = RawFrame(24, 1, 16);
+    ServeClient([&](sim::PipeClient& client) {
+        const std::string message = AsMessage(sent);
+        client.WriteMessage(message.substr(0, 10));
+        machine_.Sleep(5000);
+        EXPECT_TRUE(pipe_.InBlockingCall());
+        client.WriteMessage(message.substr(10, 13));
+        machine_.Sleep(5000);
+        EXPECT_TRUE(pipe_.InBlockingCall());
+        client.WriteMessage(message.substr(23));
+    });
+    Bytes received;
+    EXPECT_TRUE(Read(received));
+    EXPECT_EQ(received, sent);
+    EXPECT_EQ(machine_.NowMilliseconds(), 10000);
+    EXPECT_FALSE(pipe_.InBlockingCall());
+}
+
+TEST_F(NamedPipe, FewerThanFourBytesAreAssembledWithTheNextMessages) {
+    const Bytes sent = RawFrame(8, 1);
+    ServeClient([&](sim::PipeClient& client) {
+        for (const char byte : AsMessage(sent)) {
+            client.WriteMessage(std::string(1, byte));
+        }
+    });
+    Bytes received;
+    EXPECT_TRUE(Read(received));
+    EXPECT_EQ(received, sent);
+}
+
+TEST_F(NamedPipe, MessageThatFillsTheScratchBufferIsReadAndALongerOneFails) {
+    ServeClient([](sim::PipeClient& client) { client.WriteMessage(AsMessage(RawFrame(4096, 1, 4088))); });
+    Bytes received;
+    EXPECT_TRUE(Read(received));
+    EXPECT_EQ(received.size(), 4096U);
+    pipe_.FlushAndDisconnect();
+
+    ServeClient([](sim::PipeClient& client) { client.WriteMessage(AsMessage(RawFrame(4097, 1, 4089))); });
+    EXPECT_FALSE(Read(received));
+    EXPECT_THAT(NetLines(),
+                ElementsAre("CreateNamedPipe cnp error:Failed to read the named pipe data, error code is 234"));
+}
+
+TEST_F(NamedPipe, MoreBytesThanAnnouncedEndTheRead) {
+    ServeClient([](sim::PipeClient& client) { client.WriteMessage(AsMessage(RawFrame(8, 1, 100))); });
+    Bytes received;
+    EXPECT_TRUE(Read(received)) << "whether they are right is for the frame's checks to say";
+    EXPECT_EQ(received.size(), 108U);
+}
+
+TEST_F(NamedPipe, ReadOfNothingFails) {
+    ServeClient([](sim::PipeClient& client) { client.WriteMessage(""); });
+    Bytes received;
+    EXPECT_FALSE(Read(received));
+    ASSERT_EQ(NetLines().size(), 1U);
+    EXPECT_THAT(NetLines().front(),
+                testing::StartsWith("CreateNamedPipe cnp error:Failed to read the named pipe data, error code is "));
+}
+
+TEST_F(NamedPipe, ClientThatIsGoneEndsTheRead) {
+    ServeClient([](sim::PipeClient& client) {
+        client.WriteMessage("abc");
+        client.Close();
+    });
+    Bytes received;
+    EXPECT_FALSE(Read(received));
+    EXPECT_THAT(NetLines(),
+                ElementsAre("CreateNamedPipe cnp error:Failed to read the named pipe data, error code is 109"));
+}
+
+TEST_F(NamedPipe, ReadBeginsWithAnEmptyBuffer) {
+    ServeClient([](sim::PipeClient& client) { client.WriteMessage(AsMessage(RawFrame(8, 2))); });
+    FrameBuffer frame(100, std::byte{0xFF}, &memory_);
+    EXPECT_TRUE(pipe_.Read(frame));
+    EXPECT_EQ(Bytes(frame.begin(), frame.end()), RawFrame(8, 2));
+}
+
+TEST_F(NamedPipe, NoScratchBufferMeansNoRead) {
+    ServeSilentClient();
+    machine_.faults().Fail({.call = "Heap.HeapAlloc"});
+    Bytes received;
+    EXPECT_FALSE(Read(received));
+    EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(NamedPipe, FrameThatAnnouncesFourGigabytesIsRefused) {
+    ServeClient([](sim::PipeClient& client) { client.WriteMessage(AsMessage(RawFrame(0xFFFFFFFF, 0, 100))); });
+    Bytes received;
+    EXPECT_FALSE(Read(received));
+    EXPECT_THAT(NetLines(), ElementsAre("Failed to reserve space for receive data"));
+}
+
+TEST_F(NamedPipe, NoClientMakesTheServiceTakeMoreMemoryThanTheLimit) {
+    // What was announced could be reserved; what follows overshoots it, and cannot.
+    BoundedMemory small(4096);
+    ServeClient([](sim::PipeClient& client) {
+        client.WriteMessage(AsMessage(RawFrame(4096, 0, 4000)));
+        client.WriteMessage(std::string(4096, 'x'));
+    });
+    FrameBuffer frame(&small);
+    EXPECT_FALSE(pipe_.Read(frame));
+    EXPECT_LE(frame.capacity(), 4096U);
+    EXPECT_THAT(NetLines(), ElementsAre("Failed to reserve space for receive data"));
+}
+
+TEST_F(NamedPipe, ReplyOfEightBytesIsWrittenByOneCall) {
+    ServeClient([](sim::PipeClient& client) {
+        std::string reply;
+        EXPECT_EQ(client.ReadMessage(reply), 0U);
+        EXPECT_EQ(reply, "12345678");
+    });
+    EXPECT_TRUE(pipe_.Write(AsBytes("12345678")));
+    EXPECT_EQ(machine_.faults().calls("Files.WriteFile"), 1U);
+}
+
+TEST_F(NamedPipe, ReplyOf2500BytesIsWrittenInThreePieces) {
+    ServeSilentClient();
+    EXPECT_TRUE(pipe_.Write(Bytes(2500)));
+    std::vector<std::size_t> sizes;
+    for (const std::string& piece : machine_.pipes().written()) {
+        sizes.push_back(piece.size());
+    }
+    EXPECT_THAT(sizes, ElementsAre(1024U, 1024U, 452U));
+}
+
+TEST_F(NamedPipe, WritingNothingIsASuccessWithoutACall) {
+    ServeSilentClient();
+    EXPECT_TRUE(pipe_.Write({}));
+    EXPECT_EQ(machine_.faults().calls("Files.WriteFile"), 0U);
+}
+
+TEST_F(NamedPipe, FailedPieceEndsTheWriting) {
+    ServeSilentClient();
+    machine_.faults().Fail({.call = "Files.WriteFile", .nth = 2, .code = 1717});
+    EXPECT_FALSE(pipe_.Write(Bytes(2500)));
+    EXPECT_EQ(machine_.faults().calls("Files.WriteFile"), 2U);
+    EXPECT_THAT(NetLines(),
+                ElementsAre("ListenServiceNamedPipe error:Failed to write the named pipe, error code is 1717"));
+}
+
+TEST_F(NamedPipe, IsFlushedBeforeItIsDisconnected) {
+    ServeSilentClient();
+    machine_.faults().ClearHistory();
+    pipe_.FlushAndDisconnect();
+    EXPECT_THAT(machine_.faults().history(), ElementsAre("Files.FlushFileBuffers", "Pipes.DisconnectNamedPipe"));
+}
+
+TEST_F(NamedPipe, FlushWaitsForAClientThatDoesNotRead) {
+    ServeClient([&](sim::PipeClient& client) {
+        machine_.Sleep(3000);
+        EXPECT_TRUE(pipe_.InBlockingCall());
+        std::string reply;
+        client.ReadMessage(reply);
+    });
+    EXPECT_TRUE(pipe_.Write(AsBytes("12345678")));
+    pipe_.FlushAndDisconnect();
+    EXPECT_EQ(machine_.NowMilliseconds(), 3000);
+    EXPECT_FALSE(pipe_.InBlockingCall());
+}
+
+}  // namespace
+}  // namespace tavi::ipc
