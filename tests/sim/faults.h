@@ -20,7 +20,7 @@
 namespace tavi::sim {
 
 struct Fault {
-    std::string call;        // empty: any
+    std::string call = {};   // empty: any
     std::uint64_t nth = 1;   // of the calls that match, from now
     bool forEver = false;    // this one and all that match after it
     std::uint32_t code = 0;  // 0: the call's usual code (a Windows error, an SQLite result, a status, an HRESULT)

@@ -1,8 +1,13 @@
 #include "imports/file_helper.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
+
+#include "sim/machine.h"
+#include "unit/platform/unused_files.h"
 
 namespace FileHepler {
 namespace {
@@ -69,6 +74,68 @@ TEST(FormatLongFileName, FormattingTwiceChangesNothingMore) {
         const std::u16string once = FormatLongFileName(path);
         EXPECT_TRUE(FormatLongFileName(once) == once) << testing::PrintToString(path);
     }
+}
+
+using tavi::sim::Machine;
+using testing::IsEmpty;
+
+TEST(GetFrnByPath, IsTheFileReferenceNumberOfAFileOrDirectory) {
+    Machine machine;
+    tavi::platform::Platform platform = machine.platform();
+    const auto directory = machine.volume().MakeDirectory(u"C:\\Sync\\folder");
+    const auto file = machine.volume().MakeFile(u"C:\\Sync\\folder\\file.txt");
+    EXPECT_EQ(GetFrnByPath(platform, u"C:\\Sync\\folder"), directory);
+    EXPECT_EQ(GetFrnByPath(platform, u"C:/Sync/folder/file.txt"), file);
+    EXPECT_EQ(GetFrnByPath(platform, u"\\\\?\\C:\\Sync\\folder\\file.txt"), file);
+    EXPECT_THAT(machine.leaks(), IsEmpty());
+}
+
+TEST(GetFrnByPath, IsZeroForWhatIsNotThere) {
+    Machine machine;
+    tavi::platform::Platform platform = machine.platform();
+    EXPECT_EQ(GetFrnByPath(platform, u"C:\\Sync\\missing"), 0u);
+    EXPECT_EQ(GetFrnByPath(platform, u""), 0u);
+    EXPECT_THAT(machine.leaks(), IsEmpty());
+}
+
+TEST(GetFrnByPath, IsZeroAndLeaksNothingWhicheverCallFails) {
+    for (std::uint64_t nth = 1;; ++nth) {
+        Machine machine;
+        tavi::platform::Platform platform = machine.platform();
+        const auto file = machine.volume().MakeFile(u"C:\\file.txt");
+        machine.faults().Fail({.nth = nth});
+        const std::uint64_t frn = GetFrnByPath(platform, u"C:\\file.txt");
+        EXPECT_THAT(machine.leaks(), IsEmpty());
+        if (machine.faults().fired() == 0) {
+            EXPECT_EQ(frn, file);
+            EXPECT_EQ(nth, 3u) << "opening and asking are the two calls that can fail";
+            break;
+        }
+        EXPECT_EQ(frn, 0u) << machine.faults().lastFired();
+    }
+}
+
+// Notes what CreateFileW is asked for.
+class NotingFiles final : public tavi::platform::UnusedFiles {
+public:
+    tavi::platform::Handle CreateFileW(const std::u16string& path, std::uint32_t access, std::uint32_t shareMode,
+                                       std::uint32_t disposition, std::uint32_t flags) override {
+        asked = {path, access, shareMode, disposition, flags};
+        return tavi::platform::kInvalidHandle;
+    }
+
+    std::tuple<std::u16string, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t> asked;
+};
+
+TEST(GetFrnByPath, OpensTheObjectItselfForItsAttributesAndSharesEverything) {
+    Machine machine;
+    NotingFiles files;
+    tavi::platform::Platform parts = machine.platform();
+    tavi::platform::Platform platform{parts.errors, parts.services, parts.modules, files,
+                                      parts.pipes,  parts.threads,  parts.clock,   parts.heap,
+                                      parts.trust,  parts.sqlite,   parts.digest};
+    EXPECT_EQ(GetFrnByPath(platform, u"C:/folder."), 0u);
+    EXPECT_TRUE(files.asked == std::tuple(std::u16string(u"\\\\?\\C:\\folder."), 0x80u, 7u, 3u, 0x02200000u));
 }
 
 }  // namespace

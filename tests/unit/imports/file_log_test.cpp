@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "sim/machine.h"
+
 namespace Drive {
 namespace {
 
@@ -249,6 +251,32 @@ TEST_F(FileLogTest, AFolderWithLettersOfAnyLanguageIsFine) {
     log.Init();
     log.WriteTraceLog("x");
     EXPECT_TRUE(fs::exists(chinese / "trace.log"));
+}
+
+TEST(ServiceLogFolder, IsBelowTheCommonApplicationData) {
+    tavi::sim::Machine machine;
+    tavi::platform::Platform platform = machine.platform();
+    EXPECT_TRUE(ServiceLogFolder(platform) == u"C:\\ProgramData\\ZenloTavi\\Log");
+    platform.files.SHCreateDirectoryExW(u"C:\\ProgramData\\ZenloTavi\\Log");
+    EXPECT_TRUE(ServiceLogFolder(platform) == u"C:\\ProgramData\\ZenloTavi\\Log");
+}
+
+TEST(ServiceLogFolder, IsEmptyWhenTheSystemDoesNotNameThatFolder) {
+    tavi::sim::Machine machine;
+    tavi::platform::Platform platform = machine.platform();
+    machine.faults().Fail({.call = "Files.SHGetFolderPathW"});
+    EXPECT_TRUE(ServiceLogFolder(platform).empty());
+}
+
+TEST(ServiceLogFolder, IsEmptyWhenALinkStandsInItsPlace) {
+    for (const std::u16string link : {u"C:\\ProgramData\\ZenloTavi", u"C:\\ProgramData\\ZenloTavi\\Log"}) {
+        tavi::sim::Machine machine;
+        tavi::platform::Platform platform = machine.platform();
+        machine.files().AddVolumeFolder(u"C:\\ProgramData\\ZenloTavi");
+        machine.volume().MakeDirectory(u"C:\\ProgramData\\ZenloTavi\\Log");
+        ASSERT_TRUE(machine.volume().SetPlaceholder(link, true));  // carries the attribute of links
+        EXPECT_TRUE(ServiceLogFolder(platform).empty());
+    }
 }
 
 }  // namespace

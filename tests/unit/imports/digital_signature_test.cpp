@@ -1,0 +1,275 @@
+#include "imports/digital_signature.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sim/machine.h"
+
+namespace tavi::DigitalSignature {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr std::uint32_t kClient = 4711;
+constexpr char16_t kImage[] = u"C:\\Apps\\Client\\client.exe";
+constexpr char16_t kPublisher[] = u"The Publisher";
+
+// Hands every call on; a test looks on while the signature is verified, or lets the image's path change.
+class WatchedTrust final : public platform::Trust {
+public:
+    explicit WatchedTrust(platform::Trust& trust) : trust_(trust) {}
+
+    platform::Handle OpenProcess(std::uint32_t access, std::uint32_t processId) override {
+        askedAccess = access;
+        return trust_.OpenProcess(access, processId);
+    }
+    bool QueryFullProcessImageNameW(platform::Handle process, std::u16string& path) override {
+        const bool done = trust_.QueryFullProcessImageNameW(process, path);
+        if (++queries > 1 && !laterPath.empty()) {
+            path = laterPath;
+        }
+        return done;
+    }
+    std::int32_t WinVerifyTrust(const std::u16string& path, platform::Handle file,
+                                platform::TrustState& state) override {
+        if (whileVerifying) {
+            whileVerifying(file);
+        }
+        return trust_.WinVerifyTrust(path, file, state);
+    }
+    bool SignerCommonName(platform::TrustState state, std::u16string& commonName) override {
+        return trust_.SignerCommonName(state, commonName);
+    }
+    void CloseTrustState(platform::TrustState state) override { trust_.CloseTrustState(state); }
+
+    std::function<void(platform::Handle)> whileVerifying;
+    std::u16string laterPath;
+    int queries = 0;
+    std::uint32_t askedAccess = 0;
+
+private:
+    platform::Trust& trust_;
+};
+
+// A machine with one client process, whose executable is signed by the publisher.
+struct ClientMachine {
+    ClientMachine() {
+        machine.volume().MakeDirectory(u"C:\\Apps\\Client");
+        machine.volume().MakeFile(kImage, "a program");
+        machine.trust().AddProcess(kClient, kImage);
+        machine.trust().SetSignature(kImage, 0, kPublisher);
+    }
+
+    platform::Platform Platform() {
+        platform::Platform parts = machine.platform();
+        return {parts.errors, parts.services, parts.modules, parts.files,  parts.pipes, parts.threads,
+                parts.clock,  parts.heap,     trust,         parts.sqlite, parts.digest};
+    }
+    bool Check(std::u16string_view publisher = kPublisher) {
+        platform::Platform platform = Platform();
+        return IsValidClient(platform, kClient, publisher);
+    }
+    // What the one line of a refusal says; a failure when there is another number of lines.
+    std::string Reason() const {
+        const std::vector<sim::LogLine> lines = log.Lines();
+        EXPECT_EQ(lines.size(), 1u) << log.Dump();
+        if (lines.size() != 1) {
+            return {};
+        }
+        EXPECT_EQ(lines[0].kind, sim::LogKind::kError);
+        EXPECT_EQ(lines[0].classTag, "DigitalSignature");
+        EXPECT_EQ(lines[0].function, "IsValidClient");
+        EXPECT_THAT(lines[0].text, testing::StartsWith("Refused the client process 4711: "));
+        return lines[0].text;
+    }
+
+    sim::Machine machine;
+    sim::CapturedLog log;
+    WatchedTrust trust{machine.trust()};
+};
+
+TEST(IsValidClient, AClientSignedByThePublisherIsAccepted) {
+    ClientMachine client;
+    EXPECT_TRUE(client.Check());
+    EXPECT_THAT(client.log.Lines(), IsEmpty());
+    EXPECT_THAT(client.machine.leaks(), IsEmpty());
+}
+
+TEST(IsValidClient, AnAcceptedClientIsHandedBackHeld) {
+    ClientMachine client;
+    platform::Platform platform = client.Platform();
+    {
+        platform::OwnedHandle held;
+        ASSERT_TRUE(IsValidClient(platform, kClient, kPublisher, held));
+        EXPECT_TRUE(held.IsValid());
+        EXPECT_THAT(client.machine.leaks(), testing::ElementsAre(HasSubstr("process 4711")));
+    }
+    EXPECT_THAT(client.machine.leaks(), IsEmpty());
+}
+
+TEST(IsValidClient, ARefusedClientIsNotHeld) {
+    ClientMachine client;
+    platform::Platform platform = client.Platform();
+    platform::OwnedHandle held;
+    ASSERT_TRUE(IsValidClient(platform, kClient, kPublisher, held));
+    EXPECT_FALSE(IsValidClient(platform, kClient, u"Another", held));
+    EXPECT_FALSE(held.IsValid());
+    EXPECT_THAT(client.machine.leaks(), IsEmpty());
+}
+
+TEST(IsValidClient, TheProcessIsOpenedBeforeAnythingElseAndForNoMoreThanNeeded) {
+    ClientMachine client;
+    client.machine.faults().ClearHistory();
+    ASSERT_TRUE(client.Check());
+    EXPECT_EQ(client.machine.faults().history().front(), "Trust.OpenProcess");
+    EXPECT_EQ(client.trust.askedAccess, platform::kProcessQueryLimitedInformation);
+    EXPECT_EQ(client.machine.faults().calls("Trust.OpenProcess"), 1u);
+}
+
+TEST(IsValidClient, TheLongPathFormOfAnImageIsAccepted) {
+    ClientMachine client;
+    client.machine.trust().AddProcess(kClient, u"\\\\?\\" + std::u16string(kImage));
+    EXPECT_TRUE(client.Check()) << client.log.Dump();
+}
+
+TEST(IsValidClient, NobodyCanWriteOrDeleteTheFileWhileItIsChecked) {
+    ClientMachine client;
+    platform::Platform platform = client.Platform();
+    int looked = 0;
+    client.trust.whileVerifying = [&](platform::Handle file) {
+        ++looked;
+        platform::FileInformation information;
+        EXPECT_TRUE(platform.files.GetFileInformationByHandle(file, information));
+        EXPECT_EQ(information.fileIndex, client.machine.volume().Find(kImage));
+        for (const std::uint32_t access : {platform::kGenericWrite, platform::kDelete}) {
+            const platform::Handle other =
+                platform.files.CreateFileW(kImage, access, 7, platform::kOpenExisting, platform::kFileAttributeNormal);
+            EXPECT_EQ(other, platform::kInvalidHandle);
+            EXPECT_EQ(platform.errors.GetLastError(), platform::kErrorSharingViolation);
+        }
+    };
+    EXPECT_TRUE(client.Check());
+    EXPECT_EQ(looked, 1);
+}
+
+TEST(IsValidClient, AFileThatSomebodyCanStillWriteIsRefused) {
+    ClientMachine client;
+    platform::Platform platform = client.Platform();
+    const platform::OwnedHandle writer(
+        platform.files, platform.files.CreateFileW(kImage, platform::kGenericWrite, 7, platform::kOpenExisting,
+                                                   platform::kFileAttributeNormal));
+    ASSERT_TRUE(writer.IsValid());
+    EXPECT_FALSE(client.Check());
+    EXPECT_THAT(client.Reason(), HasSubstr("failed to open its executable, error code is 32"));
+}
+
+TEST(IsValidClient, WhateverIsWrongWithAClientIsARefusalWithItsReason) {
+    struct Row {
+        const char* name;
+        std::function<void(ClientMachine&)> arrange;
+        const char* reason;
+    };
+    const auto sign = [](std::int64_t result, std::optional<std::u16string> signer) {
+        return [=](ClientMachine& client) {
+            client.machine.trust().SetSignature(kImage, static_cast<std::int32_t>(result), signer);
+        };
+    };
+    const auto image = [](std::u16string path) {
+        return [path](ClientMachine& client) {
+            client.machine.trust().AddProcess(kClient, path);
+            client.machine.trust().SetSignature(path, 0, kPublisher);
+        };
+    };
+    const auto link = [](std::u16string path) {
+        return [path](ClientMachine& client) {
+            // The volume has no links; a placeholder is what else carries their attribute.
+            ASSERT_TRUE(client.machine.volume().SetPlaceholder(path, true));
+        };
+    };
+    const auto later = [](std::u16string path) {
+        return [path](ClientMachine& client) { client.trust.laterPath = path; };
+    };
+    const std::vector<Row> rows = {
+        {"ended", [](ClientMachine& client) { client.machine.trust().RemoveProcess(kClient); },
+         "failed to open it, error code is 87"},
+        {"unsigned", sign(0x800B0100, std::nullopt), "does not verify, result is 0x800B0100"},
+        {"tampered", sign(0x80096010, kPublisher), "does not verify, result is 0x80096010"},
+        {"untrusted root", sign(0x800B0109, kPublisher), "does not verify, result is 0x800B0109"},
+        {"a positive result", sign(1, kPublisher), "does not verify, result is 0x00000001"},
+        {"no name", sign(0, std::nullopt), "has no readable common name"},
+        {"another publisher", sign(0, u"Another Publisher"), "signed by another publisher: Another Publisher"},
+        {"our name and more", sign(0, u"The Publisher Ltd"), "signed by another publisher: The Publisher Ltd"},
+        {"more and our name", sign(0, u"Not The Publisher"), "signed by another publisher: Not The Publisher"},
+        {"other case", sign(0, u"the publisher"), "signed by another publisher: the publisher"},
+        {"a zero inside", sign(0, std::u16string(u"The Publisher\0", 14)), "signed by another publisher"},
+        {"an empty name", sign(0, u""), "signed by another publisher"},
+        {"share", image(u"\\\\server\\share\\client.exe"), "not on a drive of this machine: \\\\server"},
+        {"long share", image(u"\\\\?\\UNC\\server\\share\\client.exe"), "not on a drive of this machine"},
+        {"device", image(u"\\\\.\\C:\\client.exe"), "not on a drive of this machine"},
+        {"native path", image(u"\\Device\\HarddiskVolume1\\client.exe"), "not on a drive of this machine"},
+        {"volume path", image(u"\\\\?\\Volume{0}\\client.exe"), "not on a drive of this machine"},
+        {"relative", image(u"client.exe"), "not on a drive of this machine"},
+        {"drive relative", image(u"C:client.exe"), "not on a drive of this machine"},
+        {"no file", image(u"C:\\"), "not on a drive of this machine"},
+        {"nothing", image(u""), "not on a drive of this machine"},
+        {"file gone", [](ClientMachine& client) { client.machine.volume().Remove(kImage); },
+         "failed to open its executable, error code is 2"},
+        {"a linked folder", link(u"C:\\Apps"), "a link leads to its executable: C:\\Apps"},
+        {"a linked inner folder", link(u"C:\\Apps\\Client"), "a link leads to its executable: C:\\Apps\\Client"},
+        {"a linked file", link(kImage), "a link leads to its executable: C:\\Apps\\Client\\client.exe"},
+        {"renamed away", later(u"C:\\Apps\\Client\\old.exe"), "was exchanged while it was checked"},
+        {"moved to the network", later(u"\\\\server\\share\\client.exe"), "not on a drive of this machine"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ClientMachine client;
+        row.arrange(client);
+        EXPECT_FALSE(client.Check());
+        EXPECT_THAT(client.Reason(), HasSubstr(row.reason));
+        EXPECT_THAT(client.machine.leaks(), IsEmpty());
+    }
+}
+
+TEST(IsValidClient, WithoutAPublisherNobodyIsAccepted) {
+    ClientMachine client;
+    client.machine.trust().SetSignature(kImage, 0, u"");
+    EXPECT_FALSE(client.Check(u""));
+    EXPECT_THAT(client.Reason(), HasSubstr("signed by another publisher"));
+}
+
+TEST(IsValidClient, ACallThatFailsIsARefusalWhicheverItIs) {
+    for (const bool forEver : {false, true}) {
+        std::uint64_t nth = 1;
+        for (;; ++nth) {
+            ClientMachine client;
+            client.machine.faults().Fail({.nth = nth, .forEver = forEver});
+            const bool accepted = client.Check();
+            if (client.machine.faults().fired() == 0) {
+                EXPECT_TRUE(accepted);
+                break;
+            }
+            SCOPED_TRACE(client.machine.faults().lastFired() + (forEver ? " for ever" : " once"));
+            EXPECT_FALSE(accepted);
+            EXPECT_FALSE(client.Reason().empty());
+            EXPECT_THAT(client.machine.leaks(), IsEmpty());
+        }
+        EXPECT_GT(nth, 8u);
+    }
+}
+
+TEST(IsValidClient, TheReasonOfTheSystemIsLogged) {
+    ClientMachine client;
+    client.machine.faults().Fail({.call = "Trust.OpenProcess"});
+    client.machine.errors().SetText(platform::kErrorAccessDenied, u"Access is denied.\r\n");
+    EXPECT_FALSE(client.Check());
+    EXPECT_EQ(client.Reason(),
+              "Refused the client process 4711: failed to open it, error code is 5,reason:Access is denied.");
+}
+
+}  // namespace
+}  // namespace tavi::DigitalSignature
