@@ -1,5 +1,6 @@
 // The database file's life: directory, file, tables, columns that older versions lack, and the end of it.
 #include "db/connection.h"
+#include "db/database_folder.h"
 #include "db/operation_guard.h"
 #include "db/sqlite3_operator.h"
 #include "db/sqlite_constants.h"
@@ -41,8 +42,14 @@ private:
 }  // namespace
 
 bool SqLite3Operator::InitSqLiteDb(const std::u16string& path) {
+    DatabaseFolder folder(platform_);
+    return Prepare(path, folder);
+}
+
+bool SqLite3Operator::Prepare(const std::u16string& path, DatabaseFolder& folder) {
     constexpr const char* kFunction = "InitSqLiteDb";
     return Guarded([&] {
+        databasePath_.clear();  // whatever happens, nothing goes to the database before
         databasePath_ = FileHepler::FormatLongFileName(path);
         const std::size_t lastBackslash = databasePath_.rfind(u'\\');
         if (lastBackslash == std::u16string::npos) {
@@ -52,6 +59,11 @@ bool SqLite3Operator::InitSqLiteDb(const std::u16string& path) {
         const std::u16string directory = databasePath_.substr(0, lastBackslash + 1);
         if (platform_.files.Waccess(directory, 0) != 0 && platform_.files.SHCreateDirectoryExW(directory) != 0) {
             LogError(kFunction, "Failed to create the database directory");
+            return false;
+        }
+        if (!folder.Hold(directory) || !folder.HasOnlyPlainFiles(databasePath_)) {
+            databasePath_.clear();  // nothing is to be read or written through it later
+            LogError(kFunction, "The database directory is incorrect");
             return false;
         }
         if (platform_.files.Waccess(databasePath_, 0) != 0 && !CreateDb()) {
@@ -150,9 +162,12 @@ bool SqLite3Operator::CheckColumnExistsOldFrn() {
 bool SqLite3Operator::DropTablesAndDb(platform::Platform& platform, const std::u16string& path) {
     Guarded([&] {
         SqLite3Operator database(platform);
-        database.InitSqLiteDb(path);
-        database.DropTables();
-        database.DeleteFiles();
+        DatabaseFolder folder(platform);
+        database.Prepare(path, folder);
+        if (!folder.refused()) {
+            database.DropTables();
+            database.DeleteFiles();
+        }
         return true;
     });
     return true;

@@ -37,6 +37,8 @@ struct PathMappingEntry {
     friend bool operator==(const PathMappingEntry&, const PathMappingEntry&) = default;
 };
 
+class DatabaseFolder;
+
 class SqLite3Operator {
 public:
     explicit SqLite3Operator(platform::Platform& platform);
@@ -75,6 +77,7 @@ public:
     const std::u16string& databasePath() const { return databasePath_; }
 
 private:
+    bool Prepare(const std::u16string& path, DatabaseFolder& folder);
     void Harden(sqlite3* handle);
     bool RunTransactionText(sqlite3* handle, const char* sql, const char* function, const char* failure);
     bool ExecuteOnOwnConnection(const std::string& sql);

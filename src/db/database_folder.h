@@ -1,0 +1,34 @@
+// The folder of a database while files are created or deleted in it. The service runs with more rights than whoever may
+// write to the folder's parent, so a link planted there must not lead it elsewhere: the folder has to be a directory of
+// its own, and stays the same one while it is held (the system neither renames nor removes a directory that is open
+// without sharing deletion, nor those above it). Links further up are the administrator's or the client's choice and
+// are followed. Private to src/db; one thread.
+#pragma once
+
+#include <string>
+
+#include "platform/owned_handle.h"
+#include "platform/platform.h"
+
+namespace tavi::db {
+
+class DatabaseFolder {
+public:
+    explicit DatabaseFolder(platform::Platform& platform) : platform_(platform) {}
+
+    // `directory` ends with a backslash. False when it is a link, no directory, or cannot be opened.
+    bool Hold(const std::u16string& directory);
+    // False when the database or one of its companions is a link or a directory; a missing file is no obstacle.
+    bool HasOnlyPlainFiles(const std::u16string& databasePath);
+    // Whether one of the two said false: then nothing is to be touched through these paths.
+    bool refused() const { return refused_; }
+
+private:
+    bool Refuse();
+
+    platform::Platform& platform_;
+    platform::OwnedHandle handle_;
+    bool refused_ = false;
+};
+
+}  // namespace tavi::db
