@@ -1,0 +1,278 @@
+#include <algorithm>
+
+#include "unit/db/database_test.h"
+
+namespace tavi::db {
+namespace {
+
+using Lines = std::vector<std::string>;
+using Initialisation = DatabaseTest;
+
+constexpr const char* kUserTable =
+    "CREATE TABLE user (userId VARCHAR(60) PRIMARY KEY NOT NULL,listenPath VARCHAR(300) NOT NULL,"
+    "usnLocation INTEGER NOT NULL);";
+// The tables as the first version made them, without reference numbers.
+constexpr const char* kOldDelayTable =
+    "CREATE TABLE delayRecord (id INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL,filePath VARCHAR(500) NOT NULL,"
+    "originalFilePath VARCHAR(500),fileAttributes INTEGER NOT NULL,isTempFile INTEGER NOT NULL,reason INTEGER NOT NULL,"
+    "delayCount INTEGER NOT NULL,time_stamp INTEGER NOT NULL);";
+constexpr const char* kOldChangeTable =
+    "CREATE TABLE fileChangeRecord (id INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL,recordTimestamp INTEGER NOT NULL,"
+    "relativePath VARCHAR(500) NOT NULL,originalRelativePath VARCHAR(500),fileAttributes INTEGER NOT NULL,"
+    "reason INTEGER NOT NULL,UNIQUE (relativePath, originalRelativePath,reason));";
+constexpr const char* kDelayTable =
+    "CREATE TABLE delayRecord (id INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL,filePath VARCHAR(500) NOT NULL,"
+    "originalFilePath VARCHAR(500),fileAttributes INTEGER NOT NULL,isTempFile INTEGER NOT NULL,reason INTEGER NOT NULL,"
+    "delayCount INTEGER NOT NULL,time_stamp INTEGER NOT NULL,frn INTEGER NOT NULL);";
+
+TEST_F(Initialisation, PathWithoutBackslashIsRejectedBeforeAnythingIsCreated) {
+    EXPECT_FALSE(database_.InitSqLiteDb(u"ListenService.dat"));
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/The database directory is incorrect"});
+    EXPECT_TRUE(sqlite_.calls().empty());
+    EXPECT_EQ(machine_.faults().calls("Files.SHCreateDirectoryExW"), 0U);
+    EXPECT_EQ(machine_.faults().calls("Files.CreateFileW"), 0U);
+}
+
+TEST_F(Initialisation, MakesDirectoriesFileAndTables) {
+    EXPECT_TRUE(database_.InitSqLiteDb(u"D:\\Data\\deep\\er\\ListenService.dat")) << log().Dump();
+    EXPECT_EQ(Errors(), Lines{});
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Rows("SELECT name FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite%' ORDER BY rowid;"),
+              (Lines{"user", "delayRecord", "fileChangeRecord", "temporaryFile", "pathMapping"}));
+    EXPECT_EQ(Rows("PRAGMA journal_mode;"), Lines{"wal"});
+}
+
+TEST_F(Initialisation, StoresThePathInTheFormThatTakesAnyLength) {
+    const std::u16string path = u"D:\\" + std::u16string(200, u'a') + u"\\" + std::u16string(60, u'b') + u"\\x.dat";
+    EXPECT_TRUE(database_.InitSqLiteDb(path)) << log().Dump();
+    EXPECT_EQ(database_.databasePath(), u"\\\\?\\" + path);
+    EXPECT_TRUE(database_.InitSqLiteDb(u"D:/Data/5f1e/ListenService.dat"));
+    EXPECT_EQ(database_.databasePath(), kPath);
+}
+
+TEST_F(Initialisation, CallsComeInTheirOrder) {
+    const StatementTexts texts;
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    const std::string batch = texts[SqlText::kCreateUser] + texts[SqlText::kCreateDelayRecord] +
+                              texts[SqlText::kCreateFileChangeRecord] + texts[SqlText::kCreateTemporaryFile] +
+                              texts[SqlText::kCreatePathMapping];
+    EXPECT_EQ(
+        sqlite_.Calls({"OpenV2", "Exec", "PrepareV2", "Step", "Finalize", "CloseV2"}),
+        (Lines{"OpenV2 0x8006", "Exec PRAGMA journal_mode=WAL;", "CloseV2",  //
+               "OpenV2 0x8002", "Exec " + batch, "CloseV2",                  //
+               "OpenV2 0x8001", "PrepareV2 select * from sqlite_master where name = 'delayRecord' and sql like '%frn%'",
+               "Step", "Finalize", "CloseV2",  //
+               "OpenV2 0x8001",
+               "PrepareV2 select * from sqlite_master where name = 'fileChangeRecord' and sql like '%oldfrn%'", "Step",
+               "Finalize", "CloseV2"}));
+}
+
+TEST_F(Initialisation, ExistingDatabaseIsNotCreatedAgainAndKeepsItsRows) {
+    Init();
+    RunSql("INSERT INTO user VALUES('u','p',1);");
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(sqlite_.Count("OpenV2 0x8006"), 0);
+    EXPECT_EQ(Rows("SELECT * FROM user;"), Lines{"u|p|1"});
+}
+
+TEST_F(Initialisation, DirectoryThatCannotBeMadeIsReported) {
+    machine_.faults().Fail({.call = "Files.SHCreateDirectoryExW", .code = platform::kErrorAccessDenied});
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/Failed to create the database directory"});
+}
+
+TEST_F(Initialisation, FileThatCannotBeMadeIsReported) {
+    sqlite_.Answer("OpenV2 0x8006", SQLITE_CANTOPEN);
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(), (Lines{"SqLite3Operator/CreateDb/Failed to create the database,errorReason is 14",
+                               "SqLite3Operator/InitSqLiteDb/Failed to create the database"}));
+}
+
+TEST_F(Initialisation, FailedWalSwitchIsLoggedAndAccepted) {
+    sqlite_.Answer("Exec PRAGMA", SQLITE_IOERR);
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/CreateDb/Failed to start the WAL mode,errorReason is 10"});
+    EXPECT_EQ(sqlite_.Count("Free"), 1);
+    EXPECT_EQ(Rows("PRAGMA journal_mode;"), Lines{"delete"});
+}
+
+TEST_F(Initialisation, TablesThatCannotBeMadeAreReported) {
+    sqlite_.Answer("Exec CREATE", SQLITE_READONLY);
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(),
+              (Lines{"SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 8",
+                     "SqLite3Operator/InitSqLiteDb/Failed to create the database table"}));
+}
+
+TEST_F(Initialisation, ColumnChecksThatCannotBePreparedAreReported) {
+    sqlite_.Answer("PrepareV2 select * from sqlite_master where name = 'delayRecord'", SQLITE_ERROR);
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(), (Lines{"SqLite3Operator/CheckColumnExists/Failed",
+                               "SqLite3Operator/InitSqLiteDb/CheckColumnExists Fail"}));
+    Forget();
+    sqlite_.Answer("PrepareV2 select * from sqlite_master where name = 'fileChangeRecord'", SQLITE_ERROR);
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(), (Lines{"SqLite3Operator/CheckColumnExistsOldFrn/Failed",
+                               "SqLite3Operator/InitSqLiteDb/CheckColumnExistsOldFrn Fail"}));
+}
+
+TEST_F(Initialisation, ColumnCheckIsPreparedSixTimesWhileBusy) {
+    Init();
+    sqlite_.Answer("PrepareV2", SQLITE_BUSY);
+    const std::int64_t start = Now();
+    EXPECT_FALSE(database_.CheckColumnExists());
+    EXPECT_EQ(sqlite_.Count("PrepareV2"), 6);
+    EXPECT_EQ(Now() - start, 5000);
+}
+
+TEST_F(Initialisation, ColumnCheckStepsOnce) {
+    Init();
+    sqlite_.Answer("Step", SQLITE_BUSY);
+    EXPECT_TRUE(database_.CheckColumnExists());
+    EXPECT_EQ(sqlite_.Count("Step"), 1);
+}
+
+TEST_F(Initialisation, DatabaseWithoutReferenceNumbersGetsThemInBothTables) {
+    MakeFile(
+        std::string(kUserTable) + kOldDelayTable + kOldChangeTable +
+        "INSERT INTO fileChangeRecord VALUES(7,1,'a','',32,1);INSERT INTO delayRecord VALUES(3,'b','',32,0,1,0,5);");
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath)) << log().Dump();
+    EXPECT_EQ(Errors(), Lines{});
+    EXPECT_EQ(Rows("SELECT * FROM fileChangeRecord;"), Lines{"7|1|a||32|1|0|0"});
+    EXPECT_EQ(Rows("SELECT * FROM delayRecord;"), Lines{"3|b||32|0|1|0|5|0"});
+    EXPECT_EQ(Columns("fileChangeRecord").back(), "oldfrn");
+    EXPECT_EQ(sqlite_.Calls({"Exec ALTER"}),
+              (Lines{"Exec ALTER TABLE delayRecord ADD COLUMN frn INTEGER NOT NULL default 0;"
+                     "ALTER TABLE fileChangeRecord ADD COLUMN frn INTEGER NOT NULL default 0;",
+                     "Exec ALTER TABLE fileChangeRecord ADD COLUMN         oldfrn INTEGER NOT NULL default 0;"}));
+    EXPECT_TRUE(database_.SaveCycleResults({Change(u"d")}, {Change(u"c")}, {}, 9, kUser)) << log().Dump();
+}
+
+TEST_F(Initialisation, DatabaseWithoutOldReferenceNumbersGetsThem) {
+    MakeFile(std::string(kUserTable) + kDelayTable + kOldChangeTable +
+             "ALTER TABLE fileChangeRecord ADD COLUMN frn INTEGER NOT NULL default 0;"
+             "INSERT INTO fileChangeRecord VALUES(7,1,'a','',32,1,4);");
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Rows("SELECT * FROM fileChangeRecord;"), Lines{"7|1|a||32|1|4|0"});
+    EXPECT_EQ(sqlite_.Count("Exec ALTER"), 1);
+}
+
+TEST_F(Initialisation, DelayTableWithReferenceNumbersStandsForBothTables) {
+    MakeFile(std::string(kUserTable) + kDelayTable + kOldChangeTable);
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    const Lines columns = Columns("fileChangeRecord");
+    EXPECT_EQ(std::count(columns.begin(), columns.end(), "frn"), 0);
+    EXPECT_EQ(sqlite_.Count("Exec ALTER TABLE delayRecord"), 0);
+}
+
+TEST_F(Initialisation, MigratedDatabaseIsMigratedOnce) {
+    MakeFile(std::string(kUserTable) + kOldDelayTable + kOldChangeTable);
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(sqlite_.Count("Exec ALTER"), 2);
+    EXPECT_EQ(Errors(), Lines{});
+}
+
+TEST_F(Initialisation, FailedMigrationIsLoggedAndNotAFailure) {
+    MakeFile(std::string(kUserTable) + kOldDelayTable + kOldChangeTable);
+    sqlite_.Answer("Exec ALTER", SQLITE_FULL);
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    const std::string line =
+        "SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 13";
+    EXPECT_EQ(Errors(), (Lines{line, line}));
+}
+
+TEST_F(Initialisation, FileThatIsNoDatabaseIsReportedAndLeftAlone) {
+    machine_.files().WriteText(kPath, std::string(5000, 'x'));
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(),
+              (Lines{"SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 26",
+                     "SqLite3Operator/InitSqLiteDb/Failed to create the database table"}));
+    EXPECT_FALSE(database_.SelectUserTableByUserId(kUser).ok);
+}
+
+TEST_F(Initialisation, FolderWhereTheFileWouldBeIsReported) {
+    ASSERT_EQ(platform_.files.SHCreateDirectoryExW(kPath), 0);
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/The database directory is incorrect"});
+    EXPECT_TRUE(sqlite_.calls().empty());
+}
+
+TEST_F(Initialisation, OperationsOnADatabaseThatIsGoneFailWithTheirLogLine) {
+    Init();
+    ASSERT_TRUE(platform_.files.DeleteFileW(kPath));
+    EXPECT_FALSE(database_.CreateTables());
+    EXPECT_FALSE(database_.CheckColumnExists());
+    EXPECT_FALSE(database_.SelectUserTableByUserId(kUser).ok);
+    EXPECT_FALSE(database_.SaveCycleResults({}, {}, {}, 1, kUser));
+    const std::string write = "SqLite3Operator/OpenDb/Failed to open the database,error reason:14";
+    const std::string read = "SqLite3Operator/OpenDbReadOnly/Failed to open the read-only database,error reason:14";
+    EXPECT_EQ(Errors(), (Lines{write, read, read, write}));
+    EXPECT_FALSE(platform_.files.PathFileExistsW(kPath));
+}
+
+// Nobody's database may be taken for the one that could not be prepared, least of all the one before.
+TEST_F(Initialisation, BeforeItNoOperationFindsADatabase) {
+    EXPECT_FALSE(database_.SelectUserTableByUserId(kUser).ok);
+    EXPECT_FALSE(database_.InsertUserTable({kUser, u"p", 1}));
+    EXPECT_FALSE(database_.SaveCycleResults({}, {Change(u"a")}, {}, 1, kUser));
+    std::vector<records::DelayRecord> list;
+    EXPECT_FALSE(database_.SelectAllDataFromDelayRecordTable(list));
+}
+
+class Dropping : public DatabaseTest {
+protected:
+    bool Exists(const std::u16string& path) { return platform_.files.PathFileExistsW(path); }
+    bool Drop() { return SqLite3Operator::DropTablesAndDb(platform_, kPath); }
+};
+
+TEST_F(Dropping, DropsTheTablesAndDeletesTheFileWithItsCompanions) {
+    Init();
+    machine_.files().WriteText(kPath + u"-wal", "");
+    machine_.files().WriteText(kPath + u"-shm", "");
+    EXPECT_TRUE(Drop());
+    EXPECT_EQ(Errors(), Lines{});
+    EXPECT_EQ(sqlite_.Calls({"Exec DROP"}),
+              Lines{"Exec DROP TABLE fileChangeRecord;DROP TABLE temporaryFile;DROP TABLE delayRecord;DROP TABLE user;"
+                    "DROP TABLE pathMapping;"});
+    EXPECT_FALSE(Exists(kPath));
+    EXPECT_FALSE(Exists(kPath + u"-wal"));
+    EXPECT_FALSE(Exists(kPath + u"-shm"));
+}
+
+TEST_F(Dropping, MissingFileIsFirstCreated) {
+    EXPECT_TRUE(Drop());
+    EXPECT_EQ(sqlite_.Count("OpenV2 0x8006"), 1);
+    EXPECT_EQ(sqlite_.Count("Exec DROP"), 1);
+    EXPECT_FALSE(Exists(kPath));
+    EXPECT_EQ(Errors(), Lines{});
+}
+
+TEST_F(Dropping, FileThatCannotBeDeletedIsTriedFourTimesAndLogged) {
+    Init();
+    machine_.faults().Fail({.call = "Files.DeleteFileW", .forEver = true, .code = platform::kErrorSharingViolation});
+    const std::int64_t start = Now();
+    EXPECT_TRUE(Drop());
+    EXPECT_EQ(machine_.faults().calls("Files.DeleteFileW"), 6U);  // four times the database, once each companion
+    EXPECT_EQ(Now() - start, 3000);
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/DropTablesAndDb/Failed to delete the database file, error code is 32"});
+}
+
+TEST_F(Dropping, FileThatIsReleasedInTimeIsDeleted) {
+    Init();
+    for (std::uint64_t n = 1; n <= 3; ++n) {
+        machine_.faults().Fail({.call = "Files.DeleteFileW", .nth = n, .code = platform::kErrorSharingViolation});
+    }
+    EXPECT_TRUE(Drop());
+    EXPECT_EQ(Errors(), Lines{});
+    EXPECT_FALSE(Exists(kPath));
+}
+
+TEST_F(Dropping, FileThatIsNoDatabaseIsDeletedToo) {
+    machine_.files().WriteText(kPath, std::string(5000, 'x'));
+    EXPECT_TRUE(Drop());
+    EXPECT_FALSE(Exists(kPath));
+}
+
+}  // namespace
+}  // namespace tavi::db
