@@ -18,17 +18,24 @@ function(tavi_library name)
     endif()
 endfunction()
 
-# tavi_test(name SOURCES ... DEPENDS ... [LABELS ...] [TIMEOUT seconds]): a GoogleTest program, run by ctest as one test.
-# Label it `threads` when threads meet in it (it then also runs under ThreadSanitizer), `e2e` when it drives the shipped
+# tavi_test(name SOURCES ... DEPENDS ... [LABELS ...] [TIMEOUT seconds] [SHARED_DATA]): a GoogleTest program, run by ctest
+# as one test. SHARED_DATA: it looks for the recorded journals in the folder TAVI_SHARED_DATA (defined only where it is
+# asked for: a definition that differs per clone costs the compiler cache its hits). Label it `threads` when threads meet in it (it then also runs under ThreadSanitizer), `e2e` when it drives the shipped
 # programs (it then runs alone).
 function(tavi_test name)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "SHARED_DATA" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 300)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
-    target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
+    if(ARG_SHARED_DATA)
+        target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
+    endif()
+    if(NOT MSVC)
+        # Test code is compiled often and run briefly.
+        target_compile_options(${name} PRIVATE -O1 -g1)
+    endif()
     target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS} GTest::gmock_main)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT ${ARG_TIMEOUT})
@@ -54,7 +61,6 @@ function(tavi_fuzzer name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
-    target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
     target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS})
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
     set(found "${CMAKE_BINARY_DIR}/fuzz-corpus/${name}")

@@ -4,7 +4,6 @@ namespace tavi::client {
 
 namespace {
 
-constexpr const wchar_t* kPipeName = LR"(\\.\pipe\TaviListenServiceNamePipe)";
 constexpr std::size_t kMaxMessageBytes = 64;
 
 }  // namespace
@@ -19,7 +18,7 @@ std::uint32_t WindowsPipe::Open() {
     if (event_ == nullptr) {
         return GetLastError();
     }
-    pipe_ = CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+    pipe_ = CreateFileW(name_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                         FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
     if (pipe_ == INVALID_HANDLE_VALUE) {
         return GetLastError();
@@ -29,7 +28,7 @@ std::uint32_t WindowsPipe::Open() {
 }
 
 std::uint32_t WindowsPipe::WaitForInstance(std::uint32_t timeout) {
-    return WaitNamedPipeW(kPipeName, timeout) ? ERROR_SUCCESS : GetLastError();
+    return WaitNamedPipeW(name_.c_str(), timeout) ? ERROR_SUCCESS : GetLastError();
 }
 
 std::uint32_t WindowsPipe::Write(std::span<const std::uint8_t> message, std::uint32_t timeout) {

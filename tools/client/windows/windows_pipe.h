@@ -4,13 +4,15 @@
 
 #include <windows.h>
 
+#include <string>
+
 #include "protocol/service_pipe.h"
 
 namespace tavi::client {
 
 class WindowsPipe final : public ServicePipe {
 public:
-    WindowsPipe() = default;
+    explicit WindowsPipe(std::wstring name = LR"(\\.\pipe\TaviListenServiceNamePipe)") : name_(std::move(name)) {}
     ~WindowsPipe() override;
     WindowsPipe(const WindowsPipe&) = delete;
     WindowsPipe& operator=(const WindowsPipe&) = delete;
@@ -26,6 +28,7 @@ public:
 private:
     std::uint32_t Complete(bool begun, OVERLAPPED& operation, std::uint32_t timeout, DWORD& bytes);
 
+    std::wstring name_;
     HANDLE pipe_ = INVALID_HANDLE_VALUE;
     HANDLE event_ = nullptr;  // signalled when the operation under way is over; closed with the pipe
 };
