@@ -34,7 +34,8 @@ const std::vector<std::u16string> kNames = {u"a",
                                             u"a.",
                                             u".",
                                             u"",
-                                            u"d\\", u"\\a"};
+                                            u"d\\",
+                                            u"\\a"};
 // Names that differ in the suffix only: what the passes of the temporary rename resolution look at.
 const std::vector<std::u16string> kSuffixes = {u"",       u".tmp",        u".TMP", u".bak",  u".BaK",   u".igbak",
                                                u".IgBak", u".igba\u212A", u".mlx", u".docx", u".x.bak", u".x.tmp"};

@@ -49,7 +49,6 @@ TEST(StepsAgainstLiteralRules, GiveTheSameListsOnRandomBatches) {
     for (std::size_t i = 1; i < changes.size(); ++i) {
         EXPECT_GT(changes[i], count / 100)
             << "the batches hardly reach step " << i << ": " << records::kPipeline[i].label;
-        std::cout << "step " << i << " changed " << changes[i] << "\n";
     }
 }
 
