@@ -1,6 +1,7 @@
 #include "replay/progress.h"
 
 #include <cstdio>
+#include <utility>
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -17,11 +18,11 @@ constexpr std::chrono::milliseconds kInterval{200};
 
 }  // namespace
 
-Progress::Progress(std::ostream& output, bool isTerminal)
-    : output_(output), isTerminal_(isTerminal), next_(std::chrono::steady_clock::now() + kFirstDelay) {}
+Progress::Progress(std::ostream& output, bool isTerminal, Clock clock)
+    : output_(output), isTerminal_(isTerminal), clock_(std::move(clock)), next_(clock_() + kFirstDelay) {}
 
 void Progress::Show(const std::string& state) {
-    const auto now = std::chrono::steady_clock::now();
+    const auto now = clock_();
     if (!isTerminal_ || now < next_) {
         return;
     }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <ostream>
 #include <string>
 
@@ -10,8 +11,10 @@ namespace tavi::replay {
 
 class Progress {
 public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+
     // Shows on `output` when `isTerminal`.
-    Progress(std::ostream& output, bool isTerminal);
+    Progress(std::ostream& output, bool isTerminal, Clock clock = std::chrono::steady_clock::now);
     ~Progress() { Wipe(); }
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -22,6 +25,7 @@ public:
 private:
     std::ostream& output_;
     bool isTerminal_;
+    Clock clock_;
     bool isShown_ = false;
     std::chrono::steady_clock::time_point next_;
 };

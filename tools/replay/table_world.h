@@ -4,9 +4,9 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "records/step_world.h"
@@ -21,7 +21,7 @@ struct TableEntry {
 
 struct WorldTables {
     std::u16string listenPath;
-    std::unordered_set<std::u16string> placeholders;
+    std::set<std::u16string> placeholders;
     std::map<std::u16string, std::vector<TableEntry>> tree;  // a directory's entries in the order of the listing
 };
 
