@@ -13,7 +13,8 @@ start_wine() {
     WINEPREFIX="$(mktemp -d "${TMPDIR:-/tmp}/tavi-wine.XXXXXX")"
     export WINEPREFIX
     wineserver -p
-    "$WINE" wineboot -i >/dev/null 2>&1
+    # The first program makes the prefix and starts its service manager. An explicit wineboot would start a second one,
+    # and the two would not know each other's services.
     "$WINE" winecfg -v win10 >/dev/null 2>&1
     "$WINE" cmd /c exit >/dev/null 2>&1
 }
