@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -32,12 +33,22 @@ std::uintptr_t Number(Handle handle) {
     return static_cast<std::uintptr_t>(handle);
 }
 
+// Databases are real files that are synchronised with every commit: in memory, where there is such a file system, the
+// tests are ten times quicker.
+std::filesystem::path TemporaryFolder() {
+    const std::filesystem::path memory("/dev/shm");
+    std::error_code ignored;
+    const bool chosen = std::getenv("TMPDIR") != nullptr;
+    return !chosen && std::filesystem::is_directory(memory, ignored) ? memory
+                                                                     : std::filesystem::temp_directory_path();
+}
+
 std::filesystem::path MakeHostRoot() {
     std::random_device device;
     static std::atomic<unsigned> counter{0};
     for (;;) {
         const std::string name = "tavi_sim_" + std::to_string(device()) + "_" + std::to_string(++counter);
-        std::filesystem::path root = std::filesystem::temp_directory_path() / name;
+        std::filesystem::path root = TemporaryFolder() / name;
         if (std::filesystem::create_directory(root)) {
             return root;
         }
