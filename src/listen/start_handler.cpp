@@ -3,7 +3,6 @@
 #include <optional>
 #include <utility>
 
-#include "imports/file_helper.h"
 #include "imports/sync_panel_log.h"
 #include "listen/journal_access.h"
 #include "util/sha256.h"
@@ -28,19 +27,6 @@ ListenTaskRecord MakeRecord(const ipc::ListenTaskParams& request, std::int64_t p
             .listenPath = request.listenPath,
             .usnLocation = position,
             .recordSplitInterval = request.recordSplitInterval};
-}
-
-bool IsLink(platform::Platform& platform, const std::u16string& path) {
-    const std::uint32_t attributes = platform.files.GetFileAttributesW(FileHepler::FormatLongFileName(path));
-    return attributes != platform::kInvalidFileAttributes && (attributes & platform::kFileAttributeReparsePoint) != 0;
-}
-
-// The folder and the files in it are the service's own and never links. Others may write to the folder above: a link in
-// their place would have the local system account write, or delete, wherever it points.
-bool LeadsElsewhere(platform::Platform& platform, const std::u16string& databaseFile) {
-    const std::u16string folder = databaseFile.substr(0, databaseFile.rfind(u'\\'));
-    return IsLink(platform, folder) || IsLink(platform, databaseFile) || IsLink(platform, databaseFile + u"-wal") ||
-           IsLink(platform, databaseFile + u"-shm");
 }
 
 }  // namespace
@@ -177,10 +163,6 @@ bool StartHandler::OpenDatabase(const std::u16string& userId) {
         path += u'\\';
     }
     path += digest + u"\\ListenService.dat";
-    if (LeadsElsewhere(platform_, path)) {
-        Fail(kStartFunction, "The database folder or a file in it is a link");
-        return false;
-    }
     process_.database.InitSqLiteDb(path);
     return true;
 }

@@ -62,10 +62,8 @@ void WaitUntilStopped(platform::Platform& platform, platform::ServiceHandle serv
     TraceProgress(serviceName, status.currentState == platform::kServiceStopped ? " is stopped" : " failed to stop");
 }
 
-// A per-user folder is one of our own making, so never a link.
 bool IsUserFolder(const platform::FindData& entry) {
-    return (entry.fileAttributes & platform::kFileAttributeDirectory) != 0 &&
-           (entry.fileAttributes & platform::kFileAttributeReparsePoint) == 0 && entry.fileName != u"." &&
+    return (entry.fileAttributes & platform::kFileAttributeDirectory) != 0 && entry.fileName != u"." &&
            entry.fileName != u"..";
 }
 
