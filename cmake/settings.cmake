@@ -47,7 +47,7 @@ if(TAVI_CCACHE)
 endif()
 
 if(MINGW)
-    # The same sources give the same bytes, whenever they are built.
-    add_link_options(-Wl,--no-insert-timestamp -Wl,--gc-sections)
+    # A program needs no DLL but Windows' own; and the same sources give the same bytes, whenever they are built.
+    add_link_options(-static -Wl,--no-insert-timestamp -Wl,--gc-sections)
     add_compile_options(-ffunction-sections -fdata-sections "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.")
 endif()

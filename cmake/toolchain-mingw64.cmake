@@ -1,6 +1,5 @@
-# Cross-builds for Windows x64 with MinGW-w64. The posix thread model brings std::thread; everything is linked statically,
-# so that a program needs nothing but Windows' own DLLs. Third-party libraries come from the cache folder that
-# scripts/build_windows_dependencies.sh fills.
+# Cross-builds for Windows x64 with MinGW-w64. The posix thread model brings std::thread. Third-party libraries come from
+# the cache folder that scripts/build_windows_dependencies.sh fills.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -21,6 +20,3 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 set(CMAKE_CROSSCOMPILING_EMULATOR /usr/lib/wine/wine64)
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
-set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static")
