@@ -7,15 +7,24 @@ namespace PathHelper {
 
 std::u16string FuzzyFilePath(std::u16string_view path) {
     std::u16string out(path);
-    for (std::size_t begin = 0; begin <= out.size();) {
-        const std::size_t end = std::min(out.find_first_of(u"\\/", begin), out.size());
-        const std::size_t point = std::u16string_view(out).substr(begin, end - begin).rfind(u'.');
-        const std::size_t stem = point == std::u16string_view::npos ? end - begin : point;
-        for (std::size_t i = 1; i + 1 < stem; ++i) {
-            out[begin + i] = u'*';
+    const auto obscure = [&out](std::size_t begin, std::size_t end) {
+        for (std::size_t at = begin + 1; at + 1 < end; ++at) {
+            out[at] = u'*';
         }
-        begin = end + 1;
+    };
+    std::size_t begin = 0;                          // of the component
+    std::size_t point = std::u16string_view::npos;  // the component's last
+    for (std::size_t at = 0; at < path.size(); ++at) {
+        const char16_t unit = path[at];
+        if (unit == u'.') {
+            point = at;
+        } else if (unit == u'\\' || unit == u'/') {
+            obscure(begin, std::min(point, at));
+            begin = at + 1;
+            point = std::u16string_view::npos;
+        }
     }
+    obscure(begin, std::min(point, path.size()));
     return out;
 }
 

@@ -1,5 +1,7 @@
 #include "records/data_format_conversion.h"
 
+#include <algorithm>
+#include <memory_resource>
 #include <optional>
 #include <string_view>
 #include <unordered_set>
@@ -81,7 +83,11 @@ StepRecord MakeRecord(const UsnRecord& source, NameClass nameClass, FileChangeRe
 }  // namespace
 
 void AppendConverted(const UsnRecordList& records, const TemporaryFileRules& rules, StepRecordList& output) {
-    std::unordered_set<RenameHalf, RenameHalfHash> emittedHalves;
+    // The set only grows and ends with this call: its nodes need no memory management of their own.
+    std::pmr::monotonic_buffer_resource nodes;
+    std::pmr::unordered_set<RenameHalf, RenameHalfHash> emittedHalves(&nodes);
+    emittedHalves.reserve(static_cast<std::size_t>(
+        std::ranges::count_if(records, [](const UsnRecord& record) { return RenameKind(record.reason).has_value(); })));
     const UsnRecord* previous = nullptr;
     for (const UsnRecord& record : records) {
         const UsnRecord* const before = std::exchange(previous, &record);

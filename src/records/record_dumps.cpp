@@ -1,6 +1,8 @@
 #include "records/record_dumps.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <string_view>
 #include <utility>
@@ -33,26 +35,34 @@ constexpr std::size_t LongestReasonColumn() {
 }
 static_assert(LongestReasonColumn() < kReasonColumnLimit, "no combination of flags needs the column to be left empty");
 
-// Room for one line apart from its paths; only a first guess.
-constexpr std::size_t kLineRoom = 128;
+// What the columns other than paths need at most, and more.
+constexpr std::size_t kColumnRoom = 32;
+// What most lines need.
+constexpr std::size_t kLineRoom = 224;
 
+// Collects the lines in a small buffer that stays in the processor's cache; the text grows by whole buffers.
 class Lines {
 public:
-    Lines(std::string_view header, DumpPaths paths, std::size_t records) : paths_(paths) {
-        text_.reserve(header.size() + records * kLineRoom);
-        text_ += header;
+    // Growing step by step would copy the text several times.
+    Lines(std::string_view header, DumpPaths paths, std::size_t lines) : paths_(paths) {
+        text_.reserve(header.size() + lines * kLineRoom);
+        Text(header);
     }
 
     Lines& Text(std::string_view text) {
-        text_ += text;
+        while (text.size() > buffer_.size()) {
+            Text(text.substr(0, buffer_.size()));
+            text.remove_prefix(buffer_.size());
+        }
+        Reserve(text.size());
+        next_ += text.copy(next_, text.size());
         return *this;
     }
 
     template <typename Number>
     Lines& Decimal(Number number) {
-        std::array<char, 24> digits;
-        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-        text_.append(digits.data(), end);
+        Reserve(kColumnRoom);
+        next_ = std::to_chars(next_, next_ + kColumnRoom, number).ptr;
         return *this;
     }
 
@@ -63,35 +73,82 @@ public:
         return paths_ == DumpPaths::kClear ? Utf8(path) : Utf8(PathHelper::FuzzyFilePath(path));
     }
 
-    Lines& Tab() {
-        text_.push_back('\t');
+    // An old number that is none, as almost every one is, needs no division.
+    Lines& OldFrn(std::uint64_t frn) { return frn == kNoFrn ? Text("18446744073709551615") : Decimal(frn); }
+
+    Lines& Reasons(std::uint32_t reason) {
+        for (std::string_view separator; reason != 0; reason &= reason - 1, separator = kSeparator) {
+            Text(separator).Text(kReasonFlagNames[static_cast<std::size_t>(std::countr_zero(reason))]);
+        }
         return *this;
     }
 
-    void End() { text_.push_back('\n'); }
+    Lines& Tab() { return Character('\t'); }
+    void End() { Character('\n'); }
 
-    std::string Take() { return std::move(text_); }
+    std::string Take() {
+        Flush();
+        return std::move(text_);
+    }
 
 private:
-    // Most paths begin with much ASCII, which needs no conversion.
-    Lines& Utf8(std::u16string_view path) {
-        std::size_t ascii = 0;
-        while (ascii < path.size() && path[ascii] < 0x80) {
-            ++ascii;
-        }
-        const std::size_t begin = text_.size();
-        text_.resize(begin + ascii);
-        for (std::size_t index = 0; index < ascii; ++index) {
-            text_[begin + index] = static_cast<char>(path[index]);
-        }
-        if (ascii < path.size()) {
-            text_ += TypeConvert::UnicodeToUTF8(path.substr(ascii));
-        }
+    Lines& Character(char character) {
+        Reserve(1);
+        *next_++ = character;
         return *this;
+    }
+
+    // Most paths are ASCII or begin so, which needs no conversion.
+    Lines& Utf8(std::u16string_view path) {
+        while (!path.empty() && path.front() < 0x80) {
+            const std::u16string_view part = path.substr(0, buffer_.size());
+            Reserve(part.size());
+            const std::size_t ascii = NarrowAscii(part, next_);
+            next_ += ascii;
+            path.remove_prefix(ascii);
+        }
+        return path.empty() ? *this : Text(TypeConvert::UnicodeToUTF8(path));
+    }
+
+    // Writes the ASCII units that the text begins with and returns how many. In blocks, for which compilers use
+    // vectors.
+    static std::size_t NarrowAscii(std::u16string_view text, char* out) {
+        constexpr std::size_t kBlock = 16;
+        std::size_t done = 0;
+        for (; done + kBlock <= text.size(); done += kBlock) {
+            unsigned bits = 0;
+            for (std::size_t index = 0; index < kBlock; ++index) {
+                bits |= text[done + index];
+            }
+            if (bits >= 0x80) {
+                break;
+            }
+            for (std::size_t index = 0; index < kBlock; ++index) {
+                out[done + index] = static_cast<char>(text[done + index]);
+            }
+        }
+        for (; done < text.size() && text[done] < 0x80; ++done) {
+            out[done] = static_cast<char>(text[done]);
+        }
+        return done;
+    }
+
+    // Makes room for so many bytes, at most a buffer full.
+    void Reserve(std::size_t bytes) {
+        if (static_cast<std::size_t>(buffer_.data() + buffer_.size() - next_) < bytes) {
+            Flush();
+        }
+    }
+
+    void Flush() {
+        text_.append(buffer_.data(), next_);
+        next_ = buffer_.data();
     }
 
     std::string text_;
     DumpPaths paths_;
+    std::array<char, 16'384> buffer_;
+    char* next_ = buffer_.data();
 };
 
 template <typename Records>
@@ -103,7 +160,7 @@ std::string FormatChanges(const Records& records, DumpPaths paths) {
                 paths, records.size());
     for (const FileChangeInfo& record : records) {
         lines.Path(record.fileName).Tab().Path(record.originalFileName).Tab();
-        lines.Decimal(record.frn).Tab().Decimal(record.oldfrn).Tab().Decimal(record.fileAttributes).Tab();
+        lines.Decimal(record.frn).Tab().OldFrn(record.oldfrn).Tab().Decimal(record.fileAttributes).Tab();
         lines.Text(record.isTempFile ? "1" : "0").Tab().Text(ReasonName(record.reason)).Tab();
         lines.Decimal(record.delayCount).Tab().Decimal(record.timestamp).End();
     }
@@ -113,17 +170,7 @@ std::string FormatChanges(const Records& records, DumpPaths paths) {
 }  // namespace
 
 std::string FormatReasonFlags(std::uint32_t reason) {
-    std::string text;
-    for (std::size_t bit = 0; bit < kReasonFlagNames.size(); ++bit) {
-        if ((reason >> bit & 1) == 0) {
-            continue;
-        }
-        if (!text.empty()) {
-            text += kSeparator;
-        }
-        text += kReasonFlagNames[bit];
-    }
-    return text;
+    return Lines({}, DumpPaths::kClear, 0).Reasons(reason).Take();
 }
 
 std::string FormatUsnRecords(const UsnRecordList& records, DumpPaths paths) {
@@ -132,10 +179,10 @@ std::string FormatUsnRecords(const UsnRecordList& records, DumpPaths paths) {
     }
     Lines lines("usn\treason\tfileAttributes\ttimestamp\tfilename\tfrn\toldfrn\n", paths, records.size());
     for (const UsnRecord& record : records) {
-        lines.Decimal(record.usn).Tab().Text(FormatReasonFlags(record.reason)).Tab();
+        lines.Decimal(record.usn).Tab().Reasons(record.reason).Tab();
         lines.Decimal(static_cast<std::int32_t>(record.fileAttributes)).Tab().Decimal(record.timestamp).Tab();
         lines.Path(record.filename).Tab().Decimal(record.frn).Tab();
-        lines.Decimal(static_cast<std::uint64_t>(record.oldfrn)).End();
+        lines.OldFrn(static_cast<std::uint64_t>(record.oldfrn)).End();
     }
     return lines.Take();
 }
