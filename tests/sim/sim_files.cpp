@@ -39,8 +39,7 @@ std::filesystem::path TemporaryFolder() {
     const std::filesystem::path memory("/dev/shm");
     std::error_code ignored;
     const bool chosen = std::getenv("TMPDIR") != nullptr;
-    return !chosen && std::filesystem::is_directory(memory, ignored) ? memory
-                                                                     : std::filesystem::temp_directory_path();
+    return !chosen && std::filesystem::is_directory(memory, ignored) ? memory : std::filesystem::temp_directory_path();
 }
 
 std::filesystem::path MakeHostRoot() {
@@ -256,6 +255,11 @@ std::uint32_t SimFiles::AttributesOf(const std::u16string& normalised) {
     return std::filesystem::is_directory(status) ? kFileAttributeDirectory : kFileAttributeArchive;
 }
 
+std::uint32_t SimFiles::MissingCode(const std::u16string& normalised) {
+    const std::uint32_t parent = AttributesOf(ParentOf(normalised));
+    return parent == kInvalidFileAttributes ? kErrorPathNotFound : kErrorFileNotFound;
+}
+
 Handle SimFiles::CreateFileW(const std::u16string& path, std::uint32_t access, std::uint32_t shareMode,
                              std::uint32_t disposition, std::uint32_t flagsAndAttributes) {
     Call call(core_, "Files.CreateFileW", kErrorAccessDenied);
@@ -442,8 +446,9 @@ std::uint32_t SimFiles::GetFileAttributesW(const std::u16string& path) {
     if (call.failed()) {
         return call.Fail(kInvalidFileAttributes);
     }
-    const std::uint32_t attributes = AttributesOf(Normalise(path));
-    return attributes != kInvalidFileAttributes ? attributes : call.Fail(kErrorFileNotFound, kInvalidFileAttributes);
+    const std::u16string normal = Normalise(path);
+    const std::uint32_t attributes = AttributesOf(normal);
+    return attributes != kInvalidFileAttributes ? attributes : call.Fail(MissingCode(normal), kInvalidFileAttributes);
 }
 
 bool SimFiles::DeleteFileW(const std::u16string& path) {
@@ -454,7 +459,7 @@ bool SimFiles::DeleteFileW(const std::u16string& path) {
     const std::u16string normal = Normalise(path);
     const std::uint32_t attributes = AttributesOf(normal);
     if (attributes == kInvalidFileAttributes) {
-        return call.Fail(kErrorFileNotFound, false);
+        return call.Fail(MissingCode(normal), false);
     }
     if ((attributes & (kFileAttributeDirectory | kFileAttributeReadOnly)) != 0) {
         return call.Fail(kErrorAccessDenied, false);

@@ -102,6 +102,7 @@ public:
 private:
     std::filesystem::path Resolve(const std::u16string& normalised) const;
     std::uint32_t AttributesOf(const std::u16string& normalised);
+    std::uint32_t MissingCode(const std::u16string& normalised);  // file or path not found
     bool HasConflict(const std::u16string& key, std::uint32_t access, std::uint32_t share) const;
     platform::Handle OpenVolumeFile(Call& call, NtfsVolume& volume, const std::u16string& path, std::uint32_t access,
                                     std::uint32_t share, std::uint32_t disposition, std::uint32_t flags);
