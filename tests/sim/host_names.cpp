@@ -76,7 +76,7 @@ void ListHostFolder(const std::filesystem::path& folder, std::vector<platform::F
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         const std::uint32_t attributes =
             entry.is_directory() ? platform::kFileAttributeDirectory : platform::kFileAttributeArchive;
-        entries.push_back({attributes, DecodeHostName(entry.path().filename().string())});
+        entries.push_back({attributes, DecodeHostName(entry.path().filename().string()), 0});
     }
     std::sort(entries.begin() + static_cast<std::ptrdiff_t>(first), entries.end(),
               [](const auto& a, const auto& b) { return NtfsVolume::Fold(a.fileName) < NtfsVolume::Fold(b.fileName); });

@@ -10,6 +10,8 @@ using namespace platform;
 
 namespace {
 
+constexpr std::uint32_t kReparseTagCloud = 0x9000001A;
+
 // Components of a path, the drive and empty ones left out.
 std::vector<std::u16string> Split(std::u16string_view path) {
     if (path.size() >= 2 && path[1] == u':') {
@@ -129,7 +131,7 @@ void NtfsVolume::Finish(const Node& node) {
 Frn NtfsVolume::Add(Node& parent, std::u16string name, std::uint32_t attributes, std::string contents) {
     const Frn frn = TakeNumber();
     Node& node = nodes_[frn];
-    node.info = {frn, parent.info.frn, std::move(name), attributes, false, std::move(contents)};
+    node.info = {frn, parent.info.frn, std::move(name), attributes, false, 0, std::move(contents)};
     parent.children[Fold(node.info.name)] = frn;
     Record(node, kReasonFileCreate);
     if (!node.info.contents.empty()) {
@@ -301,6 +303,17 @@ bool NtfsVolume::SetAttributes(std::u16string_view path, std::uint32_t attribute
     return true;
 }
 
+void NtfsVolume::MarkReparse(Node& node, std::uint32_t tag) {
+    node.info.reparseTag = tag;
+    if (tag != 0) {
+        node.info.attributes |= kFileAttributeReparsePoint;
+    } else {
+        node.info.attributes &= ~kFileAttributeReparsePoint;
+    }
+    Record(node, kReasonReparsePointChange);
+    Finish(node);
+}
+
 bool NtfsVolume::SetPlaceholder(std::u16string_view path, bool placeholder) {
     const std::lock_guard lock(mutex_);
     Node* node = Lookup(path);
@@ -308,13 +321,17 @@ bool NtfsVolume::SetPlaceholder(std::u16string_view path, bool placeholder) {
         return false;
     }
     node->info.placeholder = placeholder;
-    if (placeholder) {
-        node->info.attributes |= kFileAttributeReparsePoint;
-    } else {
-        node->info.attributes &= ~kFileAttributeReparsePoint;
+    MarkReparse(*node, placeholder ? kReparseTagCloud : 0);
+    return true;
+}
+
+bool NtfsVolume::SetReparseTag(std::u16string_view path, std::uint32_t tag) {
+    const std::lock_guard lock(mutex_);
+    Node* node = Lookup(path);
+    if (node == nullptr) {
+        return false;
     }
-    Record(*node, kReasonReparsePointChange);
-    Finish(*node);
+    MarkReparse(*node, tag);
     return true;
 }
 
@@ -392,7 +409,8 @@ std::vector<NodeInfo> NtfsVolume::List(std::u16string_view path) const {
     if (const Node* node = Lookup(path); node != nullptr) {
         for (const auto& [name, frn] : node->children) {
             const NodeInfo& info = Get(frn)->info;
-            entries.push_back({info.frn, info.parent, info.name, info.attributes, info.placeholder, {}});
+            entries.push_back(
+                {info.frn, info.parent, info.name, info.attributes, info.placeholder, info.reparseTag, {}});
         }
     }
     return entries;

@@ -36,6 +36,7 @@ struct NodeInfo {
     std::u16string name;
     std::uint32_t attributes = 0;
     bool placeholder = false;
+    std::uint32_t reparseTag = 0;
     std::string contents;
 
     bool IsDirectory() const { return (attributes & 0x10U) != 0; }
@@ -72,6 +73,8 @@ public:
     bool SetAttributes(std::u16string_view path, std::uint32_t attributes);
     // Marks a file or directory as cloud placeholder or takes the mark away, with the reparse attribute.
     bool SetPlaceholder(std::u16string_view path, bool placeholder);
+    // Makes it a reparse point of that kind (a link has the bit 0x20000000); 0 makes it none.
+    bool SetReparseTag(std::u16string_view path, std::uint32_t tag);
     // Any other change of a file: the given reasons.
     bool Touch(std::u16string_view path, std::uint32_t reasons);
 
@@ -118,6 +121,7 @@ private:
     Frn Add(Node& parent, std::u16string name, std::uint32_t attributes, std::string contents);
     void Record(const Node& node, std::uint32_t reason);
     void Finish(const Node& node);
+    void MarkReparse(Node& node, std::uint32_t tag);
     bool RemoveNode(Node& node);
     bool MoveNode(Node& node, Place place);
     bool RemoveBelow(Frn frn);

@@ -57,7 +57,9 @@ std::shared_ptr<SimThread> Scheduler::Current(Lock& lock) {
 }
 
 bool Scheduler::EndsByDeath(const SimThread& thread) const {
-    return (dead_ && thread.side == Side::kProduct && thread.cancellable != Cancellable::kNo) || collapsed_;
+    const bool dies = thread.cancellable == Cancellable::kByDeath || thread.cancellable == Cancellable::kYes;
+    return (dead_ && thread.side == Side::kProduct && dies) ||
+           (collapsed_ && thread.cancellable != Cancellable::kNever);
 }
 
 bool Scheduler::IsSatisfied(const SimThread& thread) const {
@@ -292,8 +294,8 @@ void Scheduler::JoinThose(Lock& lock, const std::function<bool(const SimThread&)
             return thread == self || !which(*thread) || thread->state == SimThread::State::kEnded;
         });
     };
-    while (!ended()) {
-        Wait(lock, what, kForEver, ended);
+    if (!ended()) {
+        Wait(lock, what, kForEver, ended, Cancellable::kNever);
     }
     std::vector<std::shared_ptr<SimThread>> done;
     std::erase_if(threads_, [&](const auto& thread) {

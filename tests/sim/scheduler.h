@@ -25,8 +25,9 @@ namespace tavi::sim {
 
 enum class Concurrency { kBaton, kFree };
 enum class WaitResult { kReady, kTimedOut, kCancelled, kDead };
-// What, besides its own reason, may end a product thread's wait: nothing, its process's death, or that and a cancel.
-enum class Cancellable { kNo, kByDeath, kYes };
+// What, besides its own reason, may end a wait: nothing at all (the machine waiting for its
+// threads), a deadlock, its process's death too, or a cancel too.
+enum class Cancellable { kNever, kNo, kByDeath, kYes };
 // Threads of the product die with its process; threads of the test do not.
 enum class Side { kProduct, kTest };
 

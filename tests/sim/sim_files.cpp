@@ -492,12 +492,12 @@ FindHandle SimFiles::FindFirstFileW(const std::u16string& pattern, FindData& dat
     }
     auto object = std::make_shared<FindObject>();
     if (folder.size() > 2) {  // a drive's root has no entries for itself and its parent
-        object->entries.push_back({kFileAttributeDirectory, u"."});
-        object->entries.push_back({kFileAttributeDirectory, u".."});
+        object->entries.push_back({kFileAttributeDirectory, u".", 0});
+        object->entries.push_back({kFileAttributeDirectory, u"..", 0});
     }
     if (const NtfsVolume* volume = VolumeFor(folder); volume != nullptr) {
         for (const NodeInfo& info : volume->List(folder)) {
-            object->entries.push_back({info.attributes, info.name});
+            object->entries.push_back({info.attributes, info.name, info.reparseTag});
         }
     } else {
         ListHostFolder(Resolve(folder), object->entries);

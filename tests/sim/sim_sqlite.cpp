@@ -118,6 +118,7 @@ int SimSqlite::CloseV2(sqlite3* database) {
     }
     if (!connection->statements.empty()) {
         // The library keeps such a connection until its last statement goes, and so does the account of what is open.
+        connection->closed = true;
         return native_.CloseV2(database);
     }
     call.lock().unlock();
@@ -272,15 +273,18 @@ int SimSqlite::Finalize(sqlite3_stmt* statement) {
     if (call.dead()) {
         return SQLITE_OK;
     }
-    if (const auto found = statements_.find(statement); found != statements_.end()) {
-        if (Connection* connection = Find(found->second); connection != nullptr) {
-            connection->statements.erase(statement);
-        }
-        statements_.erase(found);
-    }
+    Connection* connection = FindByStatement(statement);
+    sqlite3* database = connection == nullptr ? nullptr : statements_[statement];
+    statements_.erase(statement);
     call.lock().unlock();
     const int result = native_.Finalize(statement);
     call.lock().lock();
+    if (connection != nullptr) {
+        connection->statements.erase(statement);
+        if (connection->closed && connection->statements.empty()) {
+            Forget(database);
+        }
+    }
     return call.failed() ? static_cast<int>(call.code()) : result;
 }
 
@@ -343,7 +347,9 @@ void SimSqlite::CloseAll() {
                 files_.ReleasePath(connection->path + TypeConvert::UTF8ToUnicode(suffix));
             }
         }
-        native_.CloseV2(database);
+        if (!connection->closed) {
+            native_.CloseV2(database);
+        }
     }
     statements_.clear();
     for (void* message : std::exchange(messages_, {})) {

@@ -61,6 +61,7 @@ private:
         int injected = 0;  // what Errcode answers instead of the library
         std::set<sqlite3_stmt*> statements;
         SimSqlite* owner = nullptr;
+        bool closed = false;  // but kept by the library for its statements
     };
 
     static int OnBusy(void* connection, int count);
