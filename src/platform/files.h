@@ -44,7 +44,7 @@ public:
 
     // WideCharToMultiByte(CP_ACP): the text in the system's ANSI code page, with the system's stand-in for what that
     // page lacks. Empty on failure.
-    virtual std::string WideCharToMultiByteAcp(const std::u16string&) { return {}; }
+    virtual std::string WideCharToMultiByteAcp(const std::u16string& text) = 0;
 
     // An empty span is passed as a null buffer of length 0.
     virtual bool DeviceIoControl(Handle handle, std::uint32_t controlCode, std::span<const std::byte> input,

@@ -17,7 +17,7 @@ public:
     virtual ~Sqlite() = default;
 
     // sqlite3_config for the options that take one int. Only before the library's first use in the process.
-    virtual int Config(int /*option*/, int /*value*/) { return 1; }
+    virtual int Config(int option, int value) = 0;
 
     virtual int OpenV2(const std::string& utf8Path, sqlite3** database, int flags) = 0;
     virtual int CloseV2(sqlite3* database) = 0;

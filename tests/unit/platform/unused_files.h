@@ -40,6 +40,9 @@ public:
     bool FindClose(FindHandle) override { return Unexpected("FindClose", false); }
     int SHCreateDirectoryExW(const std::u16string&) override { return Unexpected("SHCreateDirectoryExW", -1); }
     std::int32_t SHGetFolderPathW(std::int32_t, std::u16string&) override { return Unexpected("SHGetFolderPathW", -1); }
+    std::string WideCharToMultiByteAcp(const std::u16string&) override {
+        return Unexpected("WideCharToMultiByteAcp", std::string());
+    }
     bool GetVolumeInformationW(const std::u16string&, std::uint32_t&, std::u16string&) override {
         return Unexpected("GetVolumeInformationW", false);
     }
