@@ -104,6 +104,42 @@ TEST_F(Initialisation, TablesThatCannotBeMadeAreReported) {
                      "SqLite3Operator/InitSqLiteDb/Failed to create the database table"}));
 }
 
+TEST_F(Initialisation, DatabaseThatCannotBeWrittenIsReported) {
+    sqlite_.OnOpened([](sqlite3* handle) { sqlite3_exec(handle, "PRAGMA query_only=ON;", nullptr, nullptr, nullptr); });
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors().back(), "SqLite3Operator/InitSqLiteDb/Failed to create the database table");
+    EXPECT_EQ(Errors()[Errors().size() - 2],
+              "SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 8");
+}
+
+TEST_F(Initialisation, FullDiskIsReportedAndMadeUpLater) {
+    sqlite_.OnOpened(
+        [](sqlite3* handle) { sqlite3_exec(handle, "PRAGMA max_page_count=2;", nullptr, nullptr, nullptr); });
+    EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(),
+              (Lines{"SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 13",
+                     "SqLite3Operator/InitSqLiteDb/Failed to create the database table"}));
+    sqlite_.OnOpened(nullptr);
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+}
+
+TEST_F(Initialisation, DatabaseLockedForAWhileIsWaitedFor) {
+    Init();
+    OtherConnection other(HostPath());
+    other.Run("DROP TABLE pathMapping;BEGIN IMMEDIATE;");
+    const std::int64_t start = Now();
+    const platform::Handle thread = platform_.threads.StartThread([&] {
+        platform_.threads.Sleep(3000);
+        other.Run("COMMIT;");
+    });
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_GE(Now() - start, 3000);
+    EXPECT_EQ(Rows("SELECT name FROM sqlite_master WHERE name='pathMapping';"), Lines{"pathMapping"});
+    EXPECT_TRUE(platform_.threads.WaitForThread(thread, platform::kInfinite));
+    platform_.threads.CloseThread(thread);
+    EXPECT_EQ(Errors(), Lines{});
+}
+
 TEST_F(Initialisation, ColumnChecksThatCannotBePreparedAreReported) {
     sqlite_.Answer("PrepareV2 select * from sqlite_master where name = 'delayRecord'", SQLITE_ERROR);
     EXPECT_FALSE(database_.InitSqLiteDb(kPath));
