@@ -27,8 +27,7 @@ TEST_F(Recovery, AnotherFolderAnswers0WithoutATaskAnd3WithOne) {
 TEST_F(Recovery, StatusAnswers0WithoutATaskAnd2WithOne) {
     EXPECT_EQ(Status(), 0);
     ASSERT_EQ(Start(), 4);
-    Sleep(500);  // the task becomes the current one once its cycle is initialised
-    EXPECT_EQ(Status(), 2);
+    EXPECT_TRUE(WaitForStatus(2));
     ASSERT_EQ(Finish(), 6);
     EXPECT_EQ(Status(), 0);
 }
@@ -47,6 +46,7 @@ TEST_F(Recovery, DeletedJournalIsCreatedAgainAndAnswers1) {
         GTEST_SKIP() << "deleting the machine's own journal is left to a volume of the test's own";
     }
     ASSERT_EQ(Start(), 4);
+    ASSERT_TRUE(WaitForStatus(2));
     store().Update([](sim::EmulatedJournal& journal) { journal.Delete(); });
     EXPECT_EQ(Status(), 1);
     ASSERT_EQ(Finish(), 6);

@@ -63,14 +63,14 @@ void Scenario::SetUp() {
     files_ = std::make_unique<emulation::FileChanges>(store_.get());
     database_ = std::make_unique<DatabaseReader>(databaseFolder_);
     ASSERT_TRUE(IsInstalled() || InstallService()) << Logs();
-    ASSERT_TRUE(ServiceState() == SERVICE_RUNNING || StartInstalledService()) << Logs();
+    ASSERT_TRUE(IsServiceRunning() || StartInstalledService()) << Logs();
 }
 
 void Scenario::TearDown() {
     if (HasFailure()) {
         std::fputs(Logs().c_str(), stderr);
     }
-    if (ServiceState() == SERVICE_RUNNING) {
+    if (IsServiceRunning()) {
         Finish();
     }
     std::error_code error;
@@ -90,6 +90,10 @@ int Scenario::Finish() {
 
 int Scenario::Status() {
     return Request(2);
+}
+
+bool Scenario::WaitForStatus(int status) {
+    return WaitUntil([&] { return Status() == status; }, 10000);
 }
 
 Finished Scenario::Client(const std::vector<std::wstring>& arguments, const wchar_t* program) {

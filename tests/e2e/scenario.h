@@ -26,6 +26,8 @@ protected:
     int Start(const std::wstring& folder = {}, const std::wstring& user = {});
     int Finish();
     int Status();
+    // A task becomes the current one only once its cycle is initialised.
+    bool WaitForStatus(int status);
     Finished Client(const std::vector<std::wstring>& arguments, const wchar_t* program = L"TaviListenClient.exe");
 
     std::wstring Path(const std::wstring& relative) const { return folder_ + L'\\' + relative; }

@@ -28,6 +28,13 @@ SERVICE_STATUS_PROCESS Status() {
     return status;
 }
 
+bool IsRunning(DWORD processId) {
+    HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, processId);
+    const bool running = process != nullptr && WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
+    CloseHandle(process);
+    return running;
+}
+
 template <typename Condition>
 bool WaitUntil(Condition condition, DWORD milliseconds) {
     for (const ULONGLONG end = GetTickCount64() + milliseconds; !condition();) {
@@ -63,13 +70,22 @@ DWORD ServiceProcessId() {
     return Status().dwProcessId;
 }
 
+bool IsServiceRunning() {
+    return ServiceState() == SERVICE_RUNNING && IsRunning(ServiceProcessId());
+}
+
 bool StartInstalledService() {
-    const Service service = OpenInstalled(SERVICE_START | SERVICE_QUERY_STATUS);
+    const Service service = OpenInstalled(SERVICE_START | SERVICE_STOP | SERVICE_QUERY_STATUS);
     if (!service) {
         return false;
     }
+    SERVICE_STATUS status{};
+    if (ServiceState() == SERVICE_RUNNING && !IsServiceRunning()) {
+        // Wine's service manager does not see by itself that a service's process has died, only when it talks to it.
+        ControlService(service.get(), SERVICE_CONTROL_STOP, &status);
+    }
     StartServiceW(service.get(), 0, nullptr);
-    return WaitUntil([] { return ServiceState() == SERVICE_RUNNING; }, 30000);
+    return WaitUntil(IsServiceRunning, 30000);
 }
 
 int StopInstalledService() {
@@ -89,9 +105,9 @@ bool KillService() {
         return false;
     }
     TerminateProcess(process, 9);
-    WaitForSingleObject(process, 10000);
+    const bool ended = WaitForSingleObject(process, 10000) == WAIT_OBJECT_0;
     CloseHandle(process);
-    return WaitUntil([] { return ServiceState() == SERVICE_STOPPED; }, 30000);
+    return ended;
 }
 
 std::wstring ServiceDescription() {

@@ -12,12 +12,14 @@ inline constexpr wchar_t kServiceName[] = L"TaviLumbraService";
 bool InstallService();    // runs the executable with its switch; true when the service is registered afterwards
 bool UninstallService();  // likewise; true when it no longer is
 bool IsInstalled();
-bool StartInstalledService();  // waits until it runs
+bool IsServiceRunning();  // as the manager says, and in a process that lives
+// Waits until it runs, in a process that lives.
+bool StartInstalledService();
 // Waits until it has stopped; milliseconds that took, or -1 after 30 seconds.
 int StopInstalledService();
 DWORD ServiceState();      // 0 when it is not installed
 DWORD ServiceProcessId();  // 0 when it does not run
-bool KillService();        // ends the process at once and waits until the manager knows
+bool KillService();        // ends the process at once
 std::wstring ServiceDescription();
 std::wstring ServiceBinaryPath();
 
