@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string_view>
 
 #include "records/automaton_builder.h"
@@ -48,12 +49,15 @@ private:
 };
 
 ExpressionGraph MakeGraph(std::span<const NameAutomaton::Expression> expressions) {
-    const Lowering lowering;
+    std::optional<Lowering> lowering;
     ExpressionGraph graph;
     for (const NameAutomaton::Expression& expression : expressions) {
         ExpressionNode tree = ParseNameExpression(expression.text);
         if (expression.letters == NameAutomaton::Case::kLowered) {
-            lowering.Apply(tree);
+            if (!lowering) {
+                lowering.emplace();
+            }
+            lowering->Apply(tree);
         }
         graph.Add(tree, expression.group);
     }

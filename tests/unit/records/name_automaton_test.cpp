@@ -125,6 +125,7 @@ TEST(NameAutomaton, MalformedExpressionsAreRefused) {
 
 TEST(NameAutomaton, MeasurelessExpressionIsRefusedInsteadOfFillingTheMemory) {
     EXPECT_THROW(One(u"^((a{1000}){1000}){1000}$"), std::regex_error);
+    EXPECT_THROW(One(u"^[ab]*a[ab]{30}$"), std::regex_error) << "two to the power of thirty states";
 }
 
 }  // namespace
