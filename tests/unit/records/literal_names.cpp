@@ -120,6 +120,26 @@ bool MatchesAny(const std::vector<std::wregex>& expressions, std::u16string_view
     return false;
 }
 
+// Remembers an answer per name, and forgets all when they become many.
+class KnownNames {
+public:
+    explicit KnownNames(const std::vector<std::wregex>& expressions) : expressions_(expressions) {}
+
+    bool Match(const std::u16string& name) {
+        if (known_.size() > kMostNames) {
+            known_.clear();
+        }
+        const auto found = known_.find(name);
+        return found != known_.end() ? found->second : known_[name] = MatchesAny(expressions_, name);
+    }
+
+private:
+    static constexpr std::size_t kMostNames = 100'000;
+
+    const std::vector<std::wregex>& expressions_;
+    std::map<std::u16string, bool> known_;
+};
+
 bool HasExtensionIn(const std::set<std::u16string>& extensions, std::u16string_view path) {
     const std::size_t dot = path.rfind(u'.');
     if (dot == std::u16string_view::npos) {
@@ -162,10 +182,8 @@ std::u16string LowerCase(std::u16string_view text) {
 
 bool IsTemporaryFileName(std::u16string_view path) {
     static const std::vector<std::wregex> expressions = Compile(kTemporaryPatterns);
-    static std::map<std::u16string, bool> known;
-    const std::u16string name = LastComponent(path);
-    const auto found = known.find(name);
-    return found != known.end() ? found->second : known.emplace(name, MatchesAny(expressions, name)).first->second;
+    static KnownNames known(expressions);
+    return known.Match(LastComponent(path));
 }
 
 bool IsHydrationName(std::u16string_view lastComponent) {
@@ -175,12 +193,8 @@ bool IsHydrationName(std::u16string_view lastComponent) {
 
 bool IsSpecialTemporaryFile(std::u16string_view name) {
     static const std::vector<std::wregex> expressions = Compile(kSpecialPatterns);
-    static std::map<std::u16string, bool> known;
-    const auto found = known.find(std::u16string(name));
-    const bool matches = found != known.end()
-                             ? found->second
-                             : known.emplace(std::u16string(name), MatchesAny(expressions, name)).first->second;
-    if (matches) {
+    static KnownNames known(expressions);
+    if (known.Match(std::u16string(name))) {
         return true;
     }
     if (name.size() < 4) {
