@@ -1,20 +1,14 @@
 // The conversion and the filtering steps on 100,000 records, ordinary and hostile: against one pass that inserts every
 // name into a hash map, and against themselves on 10,000 records.
-#include <functional>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "batches.h"
-#include "ratio_table.h"
+#include "step_ratios.h"
 
 namespace {
 
 using namespace tavi::bench;
 using namespace tavi::records;
-
-constexpr std::size_t kMany = 100'000;
-constexpr std::size_t kFew = 10'000;
 
 UsnRecord Usn(std::uint32_t reason, std::u16string name, std::uint64_t frn, std::uint32_t attributes = 0x20) {
     UsnRecord record;
@@ -23,11 +17,6 @@ UsnRecord Usn(std::uint32_t reason, std::u16string name, std::uint64_t frn, std:
     record.frn = frn;
     record.fileAttributes = attributes;
     return record;
-}
-
-std::u16string Numbered(std::size_t number, std::u16string_view extension) {
-    const std::string digits = std::to_string(number);
-    return std::u16string(digits.begin(), digits.end()).append(extension);
 }
 
 // Releases and hydrations that fail at their last record.
@@ -58,15 +47,6 @@ PipelineBatch RenameHalves(std::size_t count, const TemporaryFileRules&) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::size_t which = i < count / 2 ? i : i % 100;
         batch.usnRecords.push_back(Usn(i % 2 == 0 ? 0x1000 : 0x2000, Numbered(which, u".txt"), which));
-    }
-    return batch;
-}
-
-PipelineBatch Changes(std::size_t count, const TemporaryFileRules& rules,
-                      const std::function<FileChangeInfo(std::size_t)>& make) {
-    PipelineBatch batch;
-    for (std::size_t i = 0; i < count; ++i) {
-        batch.changes.push_back(rules.ToStepRecord(make(i)));
     }
     return batch;
 }
@@ -105,46 +85,15 @@ PipelineBatch MatlabRenames(std::size_t count, const TemporaryFileRules& rules) 
     });
 }
 
-struct Subject {
-    std::string name;
-    std::size_t step;
-    PipelineBatch (*hostile)(std::size_t count, const TemporaryFileRules& rules);
-};
-
-std::vector<std::u16string> NamesOf(const PipelineBatch& batch) {
-    std::vector<std::u16string> names;
-    for (const UsnRecord& record : batch.usnRecords) {
-        names.push_back(record.filename);
-    }
-    for (const StepRecord& record : batch.changes) {
-        names.push_back(record.fileName);
-    }
-    return names;
-}
-
-void Measure(RatioTable& table, const TemporaryFileRules& rules, const Subject& subject, const std::string& kind,
-             const std::function<PipelineBatch(std::size_t)>& make) {
-    const auto run = [&rules, step = subject.step](PipelineBatch batch) {
-        OwnedContext owned(rules, true);
-        kPipeline[step].run(batch, owned.context);
-        return batch;
-    };
-    const std::string name = subject.name + ", " + kind;
-    const PipelineBatch many = make(kMany);
-    const PipelineBatch few = make(kFew);
-    table.Measure(
-        name, [many] { return many; }, run);
-    table.Measure(
-        name + ", 10,000", [few] { return few; }, run);
-    table.AtMost(name, "names into a hash map", 25);
-    table.AtMost(name, name + ", 10,000", 25);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     const TemporaryFileRules rules;
-    const Subject subjects[] = {
+    const struct {
+        std::string name;
+        std::size_t index;
+        PipelineBatch (*hostile)(std::size_t count, const TemporaryFileRules& rules);
+    } steps[] = {
         {"placeholder filter", 1, AlmostPlaceholders},
         {"hidden-attribute correction", 2, HiddenOverAndOver},
         {"conversion", 3, RenameHalves},
@@ -152,18 +101,11 @@ int main(int argc, char** argv) {
         {"special-file deletion check", 6, DeletionsOverAndOver},
         {"special-file rename check", 8, MatlabRenames},
     };
-    const UsnRecordList ordinaryMany = OrdinaryBatch(kMany);
-    const UsnRecordList ordinaryFew = OrdinaryBatch(kFew);
-    const std::vector<std::u16string> names = NamesOf({ordinaryMany, {}});
-
     RatioTable table;
-    table.Measure(
-        "names into a hash map", [] { return 0; }, [&](int) { return InsertNames(names); });
-    for (const Subject& subject : subjects) {
-        Measure(table, rules, subject, "ordinary", [&](std::size_t count) {
-            return BeforeStep(subject.step, count == kMany ? ordinaryMany : ordinaryFew, rules);
-        });
-        Measure(table, rules, subject, "hostile", [&](std::size_t count) { return subject.hostile(count, rules); });
+    StepRatios ratios(table, rules);
+    for (const auto& step : steps) {
+        ratios.AddOrdinary(step.name, step.index);
+        ratios.AddHostile(step.name, step.index, "hostile", step.hostile);
     }
     return table.Run(argc, argv);
 }

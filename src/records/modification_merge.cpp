@@ -18,7 +18,9 @@ namespace {
 // one needs to know of a name, and the maximum over the later renames all one needs to know of a number.
 class CreateAfterDelete {
 public:
-    explicit CreateAfterDelete(const StepRecordList& records);
+    // `deletions` and `newNames` are the indexes of the records of those kinds, ascending.
+    CreateAfterDelete(const StepRecordList& records, const std::vector<std::size_t>& deletions,
+                      const std::vector<std::size_t>& newNames);
 
     bool HoldsFor(const StepRecord& create) const;
 
@@ -30,15 +32,17 @@ private:
     };
     using FirstIndex = std::unordered_map<NumberedName, std::size_t, NumberedNameHash>;
 
-    void CollectCopies(const StepRecordList& records);
+    void CollectCopies(const StepRecordList& records, const std::vector<std::size_t>& deletions,
+                       const std::vector<std::size_t>& newNames);
 
     std::vector<Copy> copies_;  // by number, then by index
     FirstIndex firstModification_;
     FirstIndex firstRenameAway_;
 };
 
-CreateAfterDelete::CreateAfterDelete(const StepRecordList& records) {
-    CollectCopies(records);
+CreateAfterDelete::CreateAfterDelete(const StepRecordList& records, const std::vector<std::size_t>& deletions,
+                                     const std::vector<std::size_t>& newNames) {
+    CollectCopies(records, deletions, newNames);
     if (copies_.empty()) {
         return;
     }
@@ -52,23 +56,17 @@ CreateAfterDelete::CreateAfterDelete(const StepRecordList& records) {
     }
 }
 
-void CreateAfterDelete::CollectCopies(const StepRecordList& records) {
+void CreateAfterDelete::CollectCopies(const StepRecordList& records, const std::vector<std::size_t>& deletions,
+                                      const std::vector<std::size_t>& newNames) {
     std::unordered_map<std::u16string_view, std::size_t> latestDeletion;
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        if (records[i].reason == FileChangeReason::kDelete) {
-            latestDeletion[records[i].fileName] = i;
-        }
+    latestDeletion.reserve(deletions.size());
+    for (const std::size_t index : deletions) {
+        latestDeletion[records[index].fileName] = index;
     }
-    if (latestDeletion.empty()) {
-        return;
-    }
-    for (std::size_t i = 0; i < records.size(); ++i) {
-        if (records[i].reason != FileChangeReason::kRenameNewName) {
-            continue;
-        }
-        const auto deletion = latestDeletion.find(records[i].fileName);
+    for (const std::size_t index : newNames) {
+        const auto deletion = latestDeletion.find(records[index].fileName);
         if (deletion != latestDeletion.end()) {
-            copies_.push_back({records[i].frn, i, deletion->second});
+            copies_.push_back({records[index].frn, index, deletion->second});
         }
     }
     std::sort(copies_.begin(), copies_.end(), [](const Copy& left, const Copy& right) {
@@ -97,14 +95,24 @@ bool CreateAfterDelete::HoldsFor(const StepRecord& create) const {
 // The indexes of the created records that are really modifications, ascending. Asked of the whole list before any of it
 // changes, because the answer rests on the list as it came in.
 std::vector<std::size_t> CreatesThatModify(const StepRecordList& records) {
-    const CreateAfterDelete test(records);
-    std::vector<std::size_t> indexes;
+    std::vector<std::size_t> creates;
+    std::vector<std::size_t> deletions;
+    std::vector<std::size_t> newNames;
     for (std::size_t i = 0; i < records.size(); ++i) {
-        if (records[i].reason == FileChangeReason::kCreate && test.HoldsFor(records[i])) {
-            indexes.push_back(i);
+        if (records[i].reason == FileChangeReason::kCreate) {
+            creates.push_back(i);
+        } else if (records[i].reason == FileChangeReason::kDelete) {
+            deletions.push_back(i);
+        } else if (records[i].reason == FileChangeReason::kRenameNewName) {
+            newNames.push_back(i);
         }
     }
-    return indexes;
+    if (creates.empty() || deletions.empty() || newNames.empty()) {
+        return {};
+    }
+    const CreateAfterDelete test(records, deletions, newNames);
+    std::erase_if(creates, [&](std::size_t index) { return !test.HoldsFor(records[index]); });
+    return creates;
 }
 
 }  // namespace

@@ -31,10 +31,12 @@ std::u16string WithBackslash(std::u16string directory) {
 
 }  // namespace
 
-void MovedInEntries::AppendBelow(const StepRecord& directory, StepRecordList& output) {
-    const std::u16string below = WithBackslash(directory.fileName);
-    const std::int64_t timestamp = directory.timestamp;  // `directory` may be an element of the output
-    const Place place = Find(directory.fileName);
+void MovedInEntries::AppendBelow(const std::u16string& directory, std::int64_t timestamp, StepRecordList& output) {
+    const Place place = Find(directory);
+    if (place.listing == listings_.size()) {
+        return;
+    }
+    const std::u16string below = WithBackslash(directory);
     const StepRecordList& listing = listings_[place.listing];
     for (std::size_t i = place.first; i < listing.size() && listing[i].fileName.starts_with(below); ++i) {
         output.push_back(listing[i]);
@@ -42,15 +44,26 @@ void MovedInEntries::AppendBelow(const StepRecord& directory, StepRecordList& ou
     }
 }
 
+// A place past the last listing when there is nothing below the directory. That is not remembered: asking again costs
+// little.
 MovedInEntries::Place MovedInEntries::Find(const std::u16string& directory) {
     if (const auto found = places_.find(directory); found != places_.end()) {
         return found->second;
     }
+    const std::u16string fullPath = context_.world.ListenPath() + u"\\" + directory;
+    const std::vector<std::u16string> entries = context_.world.ListAllEntries(fullPath);
+    if (entries.empty()) {
+        return {listings_.size(), 0};
+    }
+    return List(directory, entries, fullPath);
+}
+
+MovedInEntries::Place MovedInEntries::List(const std::u16string& directory, const std::vector<std::u16string>& entries,
+                                           const std::u16string& fullPath) {
     const Place place{listings_.size(), 0};
     StepRecordList& listing = listings_.emplace_back();
     places_.emplace(directory, place);
-    const std::u16string fullPath = context_.world.ListenPath() + u"\\" + directory;
-    for (const std::u16string& entry : context_.world.ListAllEntries(fullPath)) {
+    for (const std::u16string& entry : entries) {
         if (context_.stop.load()) {
             break;
         }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -17,9 +18,9 @@ class MovedInEntries {
 public:
     explicit MovedInEntries(StepContext& context) : context_(context) {}
 
-    // Appends a CREATE with the directory's time stamp for every entry below it, in the order of the listing. Ends
+    // Appends a CREATE with this time stamp for every entry below the directory, in the order of the listing. Ends
     // early once the batch is abandoned.
-    void AppendBelow(const StepRecord& directory, StepRecordList& output);
+    void AppendBelow(const std::u16string& directory, std::int64_t timestamp, StepRecordList& output);
 
 private:
     // Where a directory's entries begin: they follow one another, because a listing puts a directory's content right
@@ -30,6 +31,8 @@ private:
     };
 
     Place Find(const std::u16string& directory);
+    Place List(const std::u16string& directory, const std::vector<std::u16string>& entries,
+               const std::u16string& fullPath);
     StepRecord Describe(std::u16string relativePath, const std::u16string& fullPath);
 
     StepContext& context_;

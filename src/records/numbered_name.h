@@ -3,6 +3,7 @@
 // key.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -14,7 +15,7 @@ struct NumberedName {
     std::uint64_t frn = 0;
     std::u16string_view name;
 
-    friend bool operator==(const NumberedName&, const NumberedName&) = default;
+    friend auto operator<=>(const NumberedName&, const NumberedName&) = default;
 };
 
 struct NumberedNameHash {

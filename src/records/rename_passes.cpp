@@ -1,6 +1,8 @@
 #include "records/rename_passes.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -9,13 +11,6 @@
 
 namespace tavi::records {
 namespace {
-
-using Indexes = std::vector<std::size_t>;
-using IndexesByName = std::unordered_map<std::u16string_view, Indexes>;
-
-bool Is(const OutputSlot& slot, FileChangeReason reason) {
-    return slot.present && slot.reason == reason;
-}
 
 // The text from the last point of the whole path on, point included; empty when there is none.
 std::u16string_view Suffix(std::u16string_view path) {
@@ -28,177 +23,208 @@ bool EqualsLowered(std::u16string_view text, std::u16string_view lowered) {
                       [](char16_t unit, char16_t expected) { return ToLowerUnit(unit) == expected; });
 }
 
-// Adds the index where its name is among the wanted ones.
-void AddIfWanted(IndexesByName& wanted, std::u16string_view name, std::size_t index) {
-    if (const auto found = wanted.find(name); found != wanted.end()) {
-        found->second.push_back(index);
-    }
-}
-
-// First pass. A file number is used up by its first success: from then on the output holds no CREATE of that number,
-// and nothing makes new ones. So every record is visited once.
+// First pass. A file number is used up by its first success: the walk leaves no CREATE and no RENAME of that number,
+// and nothing makes new ones. So it is enough to find out which numbers are resolved, in the order of the temporary
+// renames, and to walk once at the end.
 class TemporaryRenamePass {
 public:
-    TemporaryRenamePass(const RenameList& temporaryRenames, OutputSlots output);
-    void Use(const SeenRename& temporaryRename);
+    TemporaryRenamePass(const RenameList& temporaryRenames, RenameOutput& output);
+    void Use(const StepRecord& temporaryRename);
+    void Apply();
 
 private:
-    using NumberAndIndex = std::pair<std::uint64_t, std::size_t>;
+    const StepRecord* FirstRenameTo(const std::u16string& name);
 
-    const OutputSlot* FirstRenameTo(std::u16string_view name);
-    void Resolve(std::uint64_t frn, ClassedName name);
-
-    OutputSlots output_;
-    IndexesByName renames_;  // only those whose name is asked for; the last one is the first in the output
+    RenameOutput& output_;
+    // By the names that are asked for; the last one is the first in the output.
+    std::unordered_map<std::u16string_view, std::vector<const StepRecord*>> renames_;
     std::unordered_set<std::uint64_t> createdNumbers_;
-    std::vector<NumberAndIndex> byNumber_;  // CREATE, RENAME and MODIFY, sorted
+    std::unordered_map<std::uint64_t, const StepRecord*> resolved_;  // to the temporary rename that did it
 };
 
-TemporaryRenamePass::TemporaryRenamePass(const RenameList& temporaryRenames, OutputSlots output) : output_(output) {
+TemporaryRenamePass::TemporaryRenamePass(const RenameList& temporaryRenames, RenameOutput& output) : output_(output) {
     for (const SeenRename& rename : temporaryRenames) {
-        renames_.try_emplace(rename.originalName.text);
+        renames_.try_emplace(rename.record->originalFileName);
     }
     for (std::size_t i = output.size(); i-- > 0;) {
-        const OutputSlot& slot = output[i];
-        if (Is(slot, FileChangeReason::kRename)) {
-            AddIfWanted(renames_, slot.name.text, i);
-        } else if (Is(slot, FileChangeReason::kCreate)) {
-            createdNumbers_.insert(slot.frn);
+        if (output.Is(i, FileChangeReason::kCreate)) {
+            createdNumbers_.insert(output[i].frn);
+        } else if (output.Is(i, FileChangeReason::kRename)) {
+            if (const auto wanted = renames_.find(output[i].fileName); wanted != renames_.end()) {
+                wanted->second.push_back(&output[i]);
+            }
         }
     }
-    if (createdNumbers_.empty()) {
+}
+
+const StepRecord* TemporaryRenamePass::FirstRenameTo(const std::u16string& name) {
+    std::vector<const StepRecord*>& renames = renames_.find(name)->second;
+    while (!renames.empty() && resolved_.contains(renames.back()->frn)) {
+        renames.pop_back();
+    }
+    return renames.empty() ? nullptr : renames.back();
+}
+
+void TemporaryRenamePass::Use(const StepRecord& temporaryRename) {
+    const StepRecord* rename = FirstRenameTo(temporaryRename.originalFileName);
+    if (rename != nullptr && createdNumbers_.contains(rename->frn)) {
+        resolved_.emplace(rename->frn, &temporaryRename);
+    }
+}
+
+void TemporaryRenamePass::Apply() {
+    if (resolved_.empty()) {
         return;
     }
-    for (std::size_t i = 0; i < output.size(); ++i) {
-        const OutputSlot& slot = output[i];
-        if (Is(slot, FileChangeReason::kCreate) || Is(slot, FileChangeReason::kRename) ||
-            Is(slot, FileChangeReason::kModify)) {
-            byNumber_.emplace_back(slot.frn, i);
+    for (std::size_t i = 0; i < output_.size(); ++i) {
+        const auto resolved = resolved_.find(output_[i].frn);
+        if (resolved == resolved_.end()) {
+            continue;
         }
-    }
-    std::sort(byNumber_.begin(), byNumber_.end());
-}
-
-const OutputSlot* TemporaryRenamePass::FirstRenameTo(std::u16string_view name) {
-    Indexes& indexes = renames_.find(name)->second;
-    while (!indexes.empty() && !output_[indexes.back()].present) {
-        indexes.pop_back();
-    }
-    return indexes.empty() ? nullptr : &output_[indexes.back()];
-}
-
-void TemporaryRenamePass::Use(const SeenRename& temporaryRename) {
-    const OutputSlot* rename = FirstRenameTo(temporaryRename.originalName.text);
-    if (rename != nullptr && createdNumbers_.erase(rename->frn) != 0) {
-        Resolve(rename->frn, rename->name);
-    }
-}
-
-void TemporaryRenamePass::Resolve(std::uint64_t frn, ClassedName name) {
-    auto entry = std::lower_bound(byNumber_.begin(), byNumber_.end(), NumberAndIndex(frn, 0));
-    for (; entry != byNumber_.end() && entry->first == frn; ++entry) {
-        OutputSlot& slot = output_[entry->second];
-        if (slot.reason == FileChangeReason::kCreate) {
-            slot.name = name;
-            slot.reason = FileChangeReason::kModify;
-        } else {
-            slot.present = false;
+        if (output_.Is(i, FileChangeReason::kCreate)) {
+            // The name of the rename that was found, which is the temporary rename's old name.
+            output_.TakeNameFromOriginal(i, *resolved->second);
+            output_.SetReason(i, FileChangeReason::kModify);
+        } else if (output_.Is(i, FileChangeReason::kRename) || output_.Is(i, FileChangeReason::kModify)) {
+            output_.Remove(i);
         }
     }
 }
 
-// Second pass. A backup's name is used up by its first success: no CREATE of that name is left. The deletions of a
-// name are used up likewise.
+// Second pass. A backup's name is used up by its first rename that finds a CREATE of it: no such CREATE is left. So the
+// renames that have an effect are known beforehand, and one walk does for all.
 class BackupRenamePass {
 public:
-    BackupRenamePass(const RenameList& backupRenames, OutputSlots output);
-    void Use(const SeenRename& backupRename);
+    // `backupRenames`: those with the backup's suffix, in order.
+    BackupRenamePass(const RenameList& backupRenames, const RenameOutput& output);
+    void Apply(RenameOutput& output) const;
 
 private:
-    OutputSlots output_;
-    IndexesByName creates_;    // by the backup's name
-    IndexesByName renames_;    // by the backup's name as the original one
-    IndexesByName deletions_;  // by the name that the backup was renamed to
+    struct Backup {
+        const StepRecord* rename = nullptr;  // the first one from this name
+        bool isCreated = false;              // the output holds a CREATE of this name
+    };
+
+    const StepRecord* EffectiveRenameFrom(const std::u16string& oldName) const;
+
+    std::unordered_map<std::u16string_view, Backup> backups_;  // by the backup's name
+    std::unordered_set<std::u16string_view> names_;            // that backups were renamed to with effect
 };
 
-BackupRenamePass::BackupRenamePass(const RenameList& backupRenames, OutputSlots output) : output_(output) {
+BackupRenamePass::BackupRenamePass(const RenameList& backupRenames, const RenameOutput& output) {
+    backups_.reserve(backupRenames.size());
     for (const SeenRename& rename : backupRenames) {
-        creates_.try_emplace(rename.originalName.text);
-        renames_.try_emplace(rename.originalName.text);
-        deletions_.try_emplace(rename.name.text);
+        backups_.try_emplace(rename.record->originalFileName, Backup{rename.record, false});
     }
     for (std::size_t i = 0; i < output.size(); ++i) {
-        const OutputSlot& slot = output[i];
-        if (Is(slot, FileChangeReason::kCreate)) {
-            AddIfWanted(creates_, slot.name.text, i);
-        } else if (Is(slot, FileChangeReason::kRename)) {
-            AddIfWanted(renames_, slot.originalName.text, i);
-        } else if (Is(slot, FileChangeReason::kDelete)) {
-            AddIfWanted(deletions_, slot.name.text, i);
+        if (!output.Is(i, FileChangeReason::kCreate)) {
+            continue;
+        }
+        if (const auto backup = backups_.find(output[i].fileName); backup != backups_.end()) {
+            backup->second.isCreated = true;
+            names_.insert(backup->second.rename->fileName);
         }
     }
 }
 
-void BackupRenamePass::Use(const SeenRename& backupRename) {
-    const Indexes creates = std::exchange(creates_[backupRename.originalName.text], {});
-    if (creates.empty()) {
+const StepRecord* BackupRenamePass::EffectiveRenameFrom(const std::u16string& oldName) const {
+    const auto backup = backups_.find(oldName);
+    return backup != backups_.end() && backup->second.isCreated ? backup->second.rename : nullptr;
+}
+
+void BackupRenamePass::Apply(RenameOutput& output) const {
+    if (names_.empty()) {
         return;
     }
-    for (std::size_t index : creates) {
-        output_[index].name = backupRename.name;
-        output_[index].reason = FileChangeReason::kModify;
-    }
-    for (std::size_t index : renames_[backupRename.originalName.text]) {
-        if (output_[index].name.text == backupRename.name.text) {
-            output_[index].reason = FileChangeReason::kModify;
+    for (std::size_t i = 0; i < output.size(); ++i) {
+        if (output.Is(i, FileChangeReason::kCreate)) {
+            if (const StepRecord* rename = EffectiveRenameFrom(output[i].fileName)) {
+                output.TakeName(i, *rename);
+                output.SetReason(i, FileChangeReason::kModify);
+            }
+        } else if (output.Is(i, FileChangeReason::kRename)) {
+            const StepRecord* rename = EffectiveRenameFrom(output[i].originalFileName);
+            if (rename != nullptr && rename->fileName == output[i].fileName) {
+                output.SetReason(i, FileChangeReason::kModify);
+            }
+        } else if (output.Is(i, FileChangeReason::kDelete) && names_.contains(output[i].fileName)) {
+            output.Remove(i);
         }
     }
-    for (std::size_t index : std::exchange(deletions_[backupRename.name.text], {})) {
-        output_[index].present = false;
+}
+
+// Copies the new names first, then assigns them: they may be those of records that get new ones themselves.
+void ApplyNewNames(StepRecordList& records, const std::vector<RenameOutput::NewName>& newNames) {
+    std::vector<std::u16string> texts;
+    texts.reserve(newNames.size());
+    for (const RenameOutput::NewName& newName : newNames) {
+        texts.push_back(newName.source == nullptr ? std::u16string() : *newName.source);
+    }
+    for (std::size_t i = 0; i < newNames.size(); ++i) {
+        StepRecord& record = records[newNames[i].index];
+        const bool isName = newNames[i].field == RenameOutput::Field::kName;
+        (isName ? record.fileName : record.originalFileName) = std::move(texts[i]);
+        (isName ? record.nameClass : record.originalNameClass) = newNames[i].nameClass;
     }
 }
 
 }  // namespace
 
-void UseTemporaryRenames(const RenameList& temporaryRenames, OutputSlots output) {
+StepRecordList RenameOutput::TakeRecords() {
+    std::erase_if(newNames_, [this](const NewName& newName) { return !IsPresent(newName.index); });
+    ApplyNewNames(records_, newNames_);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < records_.size(); ++i) {
+        if (!IsPresent(i)) {
+            continue;
+        }
+        if (kept != i) {
+            records_[kept] = std::move(records_[i]);
+        }
+        ++kept;
+    }
+    records_.resize(kept);
+    return std::move(records_);
+}
+
+void UseTemporaryRenames(const RenameList& temporaryRenames, RenameOutput& output) {
     if (temporaryRenames.empty()) {
         return;
     }
     TemporaryRenamePass pass(temporaryRenames, output);
     for (const SeenRename& rename : temporaryRenames) {
-        pass.Use(rename);
+        pass.Use(*rename.record);
     }
+    pass.Apply();
 }
 
-void UseBackupRenames(const RenameList& renames, OutputSlots output) {
+void UseBackupRenames(const RenameList& renames, RenameOutput& output) {
     RenameList backupRenames;
-    std::copy_if(renames.begin(), renames.end(), std::back_inserter(backupRenames),
-                 [](const SeenRename& rename) { return EqualsLowered(Suffix(rename.originalName.text), u".igbak"); });
+    std::copy_if(renames.begin(), renames.end(), std::back_inserter(backupRenames), [](const SeenRename& rename) {
+        return EqualsLowered(Suffix(rename.record->originalFileName), u".igbak");
+    });
     if (backupRenames.empty()) {
         return;
     }
-    BackupRenamePass pass(backupRenames, output);
-    for (const SeenRename& rename : backupRenames) {
-        pass.Use(rename);
-    }
+    BackupRenamePass(backupRenames, output).Apply(output);
 }
 
-void UseTemporaryToBackupRenames(const RenameList& renames, OutputSlots output) {
+void UseTemporaryToBackupRenames(const RenameList& renames, RenameOutput& output) {
     std::unordered_set<std::u16string_view> bases;
     for (const SeenRename& rename : renames) {
-        const std::u16string_view suffix = Suffix(rename.name.text);
-        if (EqualsLowered(suffix, u".bak") && EqualsLowered(Suffix(rename.originalName.text), u".tmp")) {
-            bases.insert(rename.name.text.substr(0, rename.name.text.size() - suffix.size()));
+        const std::u16string_view name = rename.record->fileName;
+        if (EqualsLowered(Suffix(name), u".bak") && EqualsLowered(Suffix(rename.record->originalFileName), u".tmp")) {
+            bases.insert(name.substr(0, name.rfind(u'.')));
         }
     }
     if (bases.empty()) {
         return;
     }
-    for (OutputSlot& slot : output) {
-        const std::u16string_view suffix = Suffix(slot.name.text);
-        if (Is(slot, FileChangeReason::kCreate) && !suffix.empty() &&
-            bases.contains(slot.name.text.substr(0, slot.name.text.size() - suffix.size()))) {
-            slot.reason = FileChangeReason::kModify;
+    for (std::size_t i = 0; i < output.size(); ++i) {
+        const std::u16string_view name = output[i].fileName;
+        if (output.Is(i, FileChangeReason::kCreate) && name.find(u'.') != std::u16string_view::npos &&
+            bases.contains(name.substr(0, name.rfind(u'.')))) {
+            output.SetReason(i, FileChangeReason::kModify);
         }
     }
 }

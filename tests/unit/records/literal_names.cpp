@@ -130,7 +130,8 @@ public:
             known_.clear();
         }
         const auto found = known_.find(name);
-        return found != known_.end() ? found->second : known_[name] = MatchesAny(expressions_, name);
+        return found != known_.end() ? found->second
+                                     : known_.emplace(name, MatchesAny(expressions_, name)).first->second;
     }
 
 private:
