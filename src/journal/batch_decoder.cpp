@@ -1,5 +1,6 @@
 #include "journal/batch_decoder.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/constants.h"
@@ -10,6 +11,13 @@ namespace {
 // A name and its terminator fit a buffer of 260 code units; a longer one is not a file's name.
 constexpr std::size_t kNameBufferUnits = platform::kMaxPath;
 
+// For as many records as the whole read will give if it goes on like this, so that a long list is moved but once.
+void MakeRoom(records::UsnRecordList& batch, std::size_t bytes, std::size_t remainingBytes) {
+    constexpr std::size_t kFirstRoom = 64;
+    const std::size_t projected = batch.size() * bytes / (bytes - remainingBytes);
+    batch.reserve(std::max({kFirstRoom, 2 * batch.size(), projected + projected / 16}));
+}
+
 }  // namespace
 
 BatchDecoder::BatchDecoder(std::u16string_view listenPath, platform::Clock& clock)
@@ -17,8 +25,6 @@ BatchDecoder::BatchDecoder(std::u16string_view listenPath, platform::Clock& cloc
 
 BatchDecoder::Result BatchDecoder::Decode(std::span<const std::byte> records, ParentSource& source,
                                           PathMapping* mapping) {
-    parents_.Clear();
-    timestamps_.Reset();
     Result result;
     UsnDecoder decoder(records);
     UsnRecordView record;
@@ -28,6 +34,9 @@ BatchDecoder::Result BatchDecoder::Decode(std::span<const std::byte> records, Pa
         }
         const ParentCache::Entry& parent = Parent(record.parentFileReferenceNumber(), source, mapping);
         if (parent.insideListenFolder) {
+            if (result.records.size() == result.records.capacity()) {
+                MakeRoom(result.records, records.size(), decoder.remainingBytes());
+            }
             Append(record, parent, result.records);
         }
         if (mapping != nullptr) {
@@ -36,6 +45,11 @@ BatchDecoder::Result BatchDecoder::Decode(std::span<const std::byte> records, Pa
     }
     result.malformed = decoder.malformed();
     return result;
+}
+
+void BatchDecoder::EndRead() {
+    parents_.Clear();
+    timestamps_.Reset();
 }
 
 ParentCache::Entry& BatchDecoder::Parent(std::uint64_t number, ParentSource& source, const PathMapping* mapping) {

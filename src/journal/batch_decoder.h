@@ -41,8 +41,10 @@ public:
         bool malformed = false;  // a malformed record ended the decoding
     };
     // `records` is what a read returned, without the leading next USN. `mapping` may be null: then a directory that is
-    // gone has no path. Its pending rows are not flushed here.
+    // gone has no path. Its pending rows are not flushed here. May be called several times within one read.
     Result Decode(std::span<const std::byte> records, ParentSource& source, PathMapping* mapping);
+    // Forgets the parents and the zone's offset: what was true of one read need not be true of the next.
+    void EndRead();
 
 private:
     ParentCache::Entry& Parent(std::uint64_t number, ParentSource& source, const PathMapping* mapping);

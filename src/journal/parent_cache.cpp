@@ -40,8 +40,8 @@ void ParentCache::Replace(Entry& entry, std::u16string_view path) {
     if (entry.pathUnits != 0 && PathOf(entry) == path) {
         return;
     }
-    entry.pathOffset = text_.size();
-    entry.pathUnits = path.size();
+    entry.pathOffset = static_cast<std::uint32_t>(text_.size());
+    entry.pathUnits = static_cast<std::uint32_t>(path.size());
     text_ += path;
     if (!path.ends_with(u'\\')) {
         text_ += u'\\';
@@ -58,9 +58,8 @@ void ParentCache::Judge(Entry& entry, std::u16string_view path) const {
     entry.relativeOffset = entry.pathOffset;
     entry.relativeUnits = 0;
     if (entry.insideListenFolder) {
-        const std::size_t folderAndSeparator = folder_.size() + 1;
-        entry.relativeOffset += folderAndSeparator;
-        entry.relativeUnits = text_.size() - entry.pathOffset - folderAndSeparator;
+        entry.relativeOffset += static_cast<std::uint32_t>(folder_.size() + 1);
+        entry.relativeUnits = static_cast<std::uint32_t>(text_.size() - entry.relativeOffset);
     }
 }
 

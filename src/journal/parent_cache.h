@@ -3,7 +3,8 @@
 // listened folder or not, in the recycle bin or not, the part that goes before a record's name), so that a record costs
 // one look-up. Dropped at the read's end; capacity is kept. Listen thread only.
 //
-// Paths rebuilt from the path mapping are good only for the mapping's version they were built from: the decoder
+// A path has at most kLongestPathUnits code units (path_mapping.h), a read some 17,000 records, so 32 bits count the
+// text. Paths rebuilt from the path mapping are good only for the mapping's version they were built from: the decoder
 // rebuilds them when that has moved on.
 #pragma once
 
@@ -17,12 +18,13 @@ namespace tavi::journal {
 
 class ParentCache {
 public:
+    // Small, so that thousands of them stay close: one is looked at for every record.
     struct Entry {
         std::uint64_t fileReferenceNumber = 0;
-        std::size_t pathOffset = 0;      // in the cache's text
-        std::size_t pathUnits = 0;       // without the backslash that is added to it
-        std::size_t relativeOffset = 0;  // of what goes before the name: "Folder\", or nothing
-        std::size_t relativeUnits = 0;
+        std::uint32_t pathOffset = 0;      // in the cache's text
+        std::uint32_t pathUnits = 0;       // without the backslash that is added to it
+        std::uint32_t relativeOffset = 0;  // of what goes before the name: "Folder\", or nothing
+        std::uint32_t relativeUnits = 0;
         std::uint64_t mappingVersion = 0;  // for rebuilt paths
         bool rebuilt = false;              // from the mapping: the directory itself could not be opened
         bool insideListenFolder = false;

@@ -32,20 +32,25 @@ void PathMapping::Load(std::vector<db::PathMappingEntry> rows) {
     ++version_;
 }
 
-// Collects the names from the directory up to the listened folder. Brent's method: a marker follows the walk in leaps
-// of doubling length, so a loop is met after a few rounds, without a mark on every row.
-bool PathMapping::ChainToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names) const {
+// Collects the names from the directory up to the listened folder, and counts the code units of the path that they
+// make. Brent's method: a marker follows the walk in leaps of doubling length, so that a loop is met after a few
+// rounds, without a mark on every row.
+bool PathMapping::WalkToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names,
+                                   std::size_t& units) const {
     std::uint64_t marker = number;
     std::uint64_t stepsSinceMarker = 0;
     std::uint64_t leap = 2;
+    units = syncFolderPath_.size();
     while (number != syncFolderReferenceNumber_) {
         const auto known = knownDirectories_.find(number);
         if (known == knownDirectories_.end()) {
             return false;
         }
-        names.push_back(&known->second.fileName);
-        number = known->second.parentFileReferenceNumber;
-        if (number == marker) {
+        const db::PathMappingEntry& entry = known->second;
+        names.push_back(&entry.fileName);
+        units += 1 + entry.fileName.size();
+        number = entry.parentFileReferenceNumber;
+        if (number == marker || units > kLongestPathUnits) {
             return false;
         }
         if (++stepsSinceMarker == leap) {
@@ -59,12 +64,9 @@ bool PathMapping::ChainToSyncFolder(std::uint64_t number, std::vector<const std:
 
 std::u16string PathMapping::BuildPathFromMapping(std::uint64_t fileReferenceNumber) const {
     std::vector<const std::u16string*> names;
-    if (!syncFolderLearned() || !ChainToSyncFolder(fileReferenceNumber, names)) {
+    std::size_t units = 0;
+    if (!syncFolderLearned() || !WalkToSyncFolder(fileReferenceNumber, names, units)) {
         return {};
-    }
-    std::size_t units = syncFolderPath_.size();
-    for (const std::u16string* name : names) {
-        units += 1 + name->size();
     }
     std::u16string path;
     path.reserve(units);

@@ -6,6 +6,7 @@
 // meets itself ends in an empty path.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,6 +16,9 @@
 #include "db/sqlite3_operator.h"
 
 namespace tavi::journal {
+
+// The longest path that the file system has; a chain that would give a longer one is none of its directories.
+inline constexpr std::size_t kLongestPathUnits = 32'767;
 
 // What the mapping needs to know of a journal record.
 struct RecordIdentity {
@@ -31,7 +35,8 @@ public:
     // Stored rows; nothing becomes pending.
     void Load(std::vector<db::PathMappingEntry> rows);
 
-    // Empty when the number is unknown, the listened folder's own number is not yet known, or the chain is a loop.
+    // Empty when the number is unknown, the listened folder's own number is not yet known, or the chain is a loop or
+    // longer than any path.
     std::u16string BuildPathFromMapping(std::uint64_t fileReferenceNumber) const;
 
     // For a record inside the listened folder.
@@ -50,7 +55,7 @@ public:
 private:
     using Directories = std::unordered_map<std::uint64_t, db::PathMappingEntry>;
 
-    bool ChainToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names) const;
+    bool WalkToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names, std::size_t& units) const;
 
     db::SqLite3Operator& database_;
     std::u16string listenPath_;

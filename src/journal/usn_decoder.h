@@ -83,6 +83,8 @@ public:
         return next_ == end_ ? false : Stop();
     }
 
+    // What lies behind the record that Next gave last.
+    std::size_t remainingBytes() const { return static_cast<std::size_t>(end_ - next_); }
     // True once a malformed record has ended the walk.
     bool malformed() const { return malformed_; }
 

@@ -160,7 +160,9 @@ records::UsnRecordList VolumeJournal::Decode(std::span<const std::byte> returned
     if (decoder_ == nullptr) {
         decoder_ = std::make_unique<BatchDecoder>(listenPath_, platform_.clock);
     }
+    decoder_->EndRead();  // of one that an exception may have cut short
     BatchDecoder::Result result = decoder_->Decode(returned, directoryNames_, pathMapping_.get());
+    decoder_->EndRead();
     if (result.malformed) {
         SyncPanelLog::WriteErrorLog(kClassTag, "ReadUsnRecords",
                                     "A malformed record ends the decoding of the USN records");

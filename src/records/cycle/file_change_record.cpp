@@ -36,14 +36,20 @@ FileChangeRecord::FileChangeRecord(platform::Platform& platform, db::SqLite3Oper
       service_(service) {}
 
 int FileChangeRecord::Init() {
-    const bool opened = OpenJournal();
-    rules_.emplace();
-    if (service_ == CurrentService::kPresent) {
-        LoadFromDatabase();
+    try {
+        const bool opened = OpenJournal();
+        rules_.emplace();
+        if (service_ == CurrentService::kPresent) {
+            LoadFromDatabase();
+        }
+        journal_.RemoveTrailingBackslashes();
+        EnsureListenPathExists();
+        return opened ? 1 : 0;
+    } catch (const std::exception& exception) {
+        SyncPanelLog::WriteErrorLog(kClassTag, "Init",
+                                    std::string("Failed to initialize the cycle: exception ") + exception.what());
+        return 0;
     }
-    journal_.RemoveTrailingBackslashes();
-    EnsureListenPathExists();
-    return opened ? 1 : 0;
 }
 
 bool FileChangeRecord::OpenJournal() {

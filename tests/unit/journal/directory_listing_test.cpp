@@ -1,0 +1,139 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "unit/journal/journal_rig.h"
+
+namespace tavi::journal {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Paths = std::vector<std::u16string>;
+
+class ListAllEntries : public ::testing::Test, protected testing::JournalRig {
+protected:
+    void SetUp() override {
+        MakeFile(u"C:\\Sync\\In\\a.txt");
+        volume().MakeDirectory(u"C:\\Sync\\In\\b");
+        MakeFile(u"C:\\Sync\\In\\b\\inner.txt");
+        volume().MakeDirectory(u"C:\\Sync\\In\\b\\deep");
+        MakeFile(u"C:\\Sync\\In\\b\\deep\\deepest.txt");
+        MakeFile(u"C:\\Sync\\In\\c.txt");
+    }
+};
+
+const Paths kEverything = {u"C:\\Sync\\In\\a.txt",        u"C:\\Sync\\In\\b",
+                           u"C:\\Sync\\In\\b\\deep",      u"C:\\Sync\\In\\b\\deep\\deepest.txt",
+                           u"C:\\Sync\\In\\b\\inner.txt", u"C:\\Sync\\In\\c.txt"};
+
+TEST_F(ListAllEntries, DirectoryIsFollowedByItsContents) {
+    EXPECT_EQ(MakeClosed()->ListAllEntries(u"C:\\Sync\\In"), kEverything);
+}
+
+TEST_F(ListAllEntries, TrailingBackslashIsNotDoubled) {
+    EXPECT_EQ(MakeClosed()->ListAllEntries(u"C:\\Sync\\In\\"), kEverything);
+}
+
+TEST_F(ListAllEntries, EmptyOrAbsentDirectoryGivesNothing) {
+    volume().MakeDirectory(u"C:\\Sync\\Empty");
+    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\Empty"), IsEmpty());
+    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\Absent"), IsEmpty());
+    EXPECT_EQ(machine.faults().calls("Files.FindFirstFileW"), 1U) << "what is absent is not enumerated";
+}
+
+TEST_F(ListAllEntries, EnumerationThatCannotStartGivesNothing) {
+    machine.faults().Fail({.call = "Files.FindFirstFileW"});
+    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\In"), IsEmpty());
+}
+
+TEST_F(ListAllEntries, InnerDirectoryThatCannotBeListedIsStillAnEntry) {
+    machine.faults().Fail({.call = "Files.FindFirstFileW", .nth = 2});
+    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\In"),
+                ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
+}
+
+TEST_F(ListAllEntries, EnumerationThatBreaksOffEndsThatDirectoryOnly) {
+    // ".", "..", "a.txt", "b", then the entries of "b" from ".." on.
+    machine.faults().Fail({.call = "Files.FindNextFileW", .nth = 4});
+    const Paths entries = MakeClosed()->ListAllEntries(u"C:\\Sync\\In");
+    EXPECT_THAT(entries, ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
+}
+
+TEST_F(ListAllEntries, EveryEnumerationIsClosedWhateverFails) {
+    for (std::uint64_t nth = 1;; ++nth) {
+        machine.faults().Clear();
+        const std::uint64_t fired = machine.faults().fired();
+        machine.faults().Fail({.nth = nth});
+        MakeClosed()->ListAllEntries(u"C:\\Sync\\In");
+        EXPECT_THAT(machine.leaks(), IsEmpty()) << machine.faults().lastFired();
+        if (machine.faults().fired() == fired) {
+            break;
+        }
+        ASSERT_LT(nth, 1000U);
+    }
+    machine.faults().Clear();
+}
+
+TEST_F(ListAllEntries, VeryDeepTreeIsListed) {
+    std::u16string path = u"C:\\Deep";
+    Paths expected;
+    for (int depth = 0; depth < 1500; ++depth) {
+        path += u"\\d";
+        expected.push_back(path);
+    }
+    volume().MakeDirectory(path);
+    EXPECT_EQ(MakeClosed()->ListAllEntries(u"C:\\Deep"), expected);
+}
+
+// A link to a directory further up, answered as the system does.
+class LinkingFiles : public db::ForwardingFiles {
+public:
+    explicit LinkingFiles(platform::Files& files, std::uint32_t tag) : ForwardingFiles(files), tag_(tag) {}
+
+    platform::FindHandle FindFirstFileW(const std::u16string& pattern, platform::FindData& data) override {
+        const platform::FindHandle handle = ForwardingFiles::FindFirstFileW(pattern, data);
+        Mark(data);
+        return handle;
+    }
+    bool FindNextFileW(platform::FindHandle handle, platform::FindData& data) override {
+        const bool found = ForwardingFiles::FindNextFileW(handle, data);
+        Mark(data);
+        return found;
+    }
+
+private:
+    void Mark(platform::FindData& data) const {
+        data.reparseTag = 0;
+        if (data.fileName == u"b") {
+            data.fileAttributes |= platform::kFileAttributeReparsePoint;
+            data.reparseTag = tag_;
+        }
+    }
+
+    std::uint32_t tag_;
+};
+
+Paths ListWithTag(testing::JournalRig& rig, std::uint32_t tag) {
+    LinkingFiles linking(rig.files, tag);
+    platform::Platform platform{rig.real.errors, rig.real.services, rig.real.modules, linking,
+                                rig.real.pipes,  rig.real.threads,  rig.real.clock,   rig.real.heap,
+                                rig.real.trust,  rig.real.sqlite,   rig.real.digest};
+    return VolumeJournal(platform, u"C:\\Sync", 0).ListAllEntries(u"C:\\Sync\\In");
+}
+
+TEST_F(ListAllEntries, LinksAndJunctionsAreListedButNotFollowed) {
+    constexpr std::uint32_t kMountPoint = 0xA0000003;
+    constexpr std::uint32_t kSymbolicLink = 0xA000000C;
+    for (const std::uint32_t tag : {kMountPoint, kSymbolicLink}) {
+        EXPECT_THAT(ListWithTag(*this, tag),
+                    ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
+    }
+}
+
+TEST_F(ListAllEntries, CloudPlaceholderDirectoriesAreFollowed) {
+    constexpr std::uint32_t kCloud = 0x9000001A;
+    EXPECT_EQ(ListWithTag(*this, kCloud), kEverything);
+}
+
+}  // namespace
+}  // namespace tavi::journal

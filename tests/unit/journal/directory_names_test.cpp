@@ -1,0 +1,153 @@
+#include "journal/directory_names.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "unit/journal/journal_rig.h"
+
+namespace tavi::journal {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class DirectoryNamesTest : public ::testing::Test, protected testing::JournalRig {};
+
+// What the system answers: the length in bytes, then the name without a terminator.
+std::int32_t Answer(std::span<std::byte> buffer, std::u16string_view name) {
+    const auto bytes = static_cast<std::uint32_t>(name.size() * sizeof(char16_t));
+    std::memcpy(buffer.data(), &bytes, sizeof bytes);
+    std::memcpy(buffer.data() + sizeof bytes, name.data(), std::min<std::size_t>(bytes, buffer.size() - sizeof bytes));
+    return platform::kStatusSuccess;
+}
+
+TEST_F(DirectoryNamesTest, DirectoryIsOpenedByItsNumberBelowTheVolume) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\Docs");
+    ASSERT_EQ(files.openingsById.size(), 1U);
+    const platform::NtOpenById& request = files.openingsById[0];
+    EXPECT_NE(request.rootDirectory, platform::kInvalidHandle);
+    EXPECT_EQ(request.fileReferenceNumber, frn);
+    EXPECT_EQ(request.objectAttributes, 0x40U);
+    EXPECT_EQ(request.desiredAccess, 0x10000000U);
+    EXPECT_EQ(request.fileAttributes, 0x80U);
+    EXPECT_EQ(request.shareAccess, 3U);
+    EXPECT_EQ(request.createDisposition, 1U);
+    EXPECT_EQ(request.createOptions, 0x2000U);
+    EXPECT_THAT(files.nameQueries, ElementsAre(std::pair(9U, std::size_t{1056})));
+    EXPECT_EQ(machine.clock().locale(), u"chs");
+}
+
+TEST_F(DirectoryNamesTest, NoHandleStaysOpen) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    const std::size_t before = machine.OpenHandles();
+    journal->GetFullPathByFileReferenceNumber(frn);
+    EXPECT_EQ(machine.OpenHandles(), before);
+    machine.faults().Fail({.call = "Files.NtQueryInformationFile"});
+    journal->GetFullPathByFileReferenceNumber(frn);
+    EXPECT_EQ(machine.OpenHandles(), before);
+}
+
+TEST_F(DirectoryNamesTest, NoHandleStaysOpenWhenTheQueryCannotBeFound) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    const std::size_t before = machine.OpenHandles();
+    machine.faults().Fail({.call = "Modules.GetProcAddress", .nth = 2});
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"");
+    EXPECT_EQ(machine.OpenHandles(), before);
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\Docs") << "the next look-up tries again";
+}
+
+TEST_F(DirectoryNamesTest, MissingModuleOrFunctionGivesAnEmptyPathAndAsksNothing) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    for (const char* call : {"Modules.GetModuleHandleW", "Modules.GetProcAddress"}) {
+        machine.faults().Fail({.call = call});
+        EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"");
+        EXPECT_THAT(files.openingsById, IsEmpty());
+    }
+    EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST_F(DirectoryNamesTest, FunctionsAreLookedUpOnce) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    for (int i = 0; i < 3; ++i) {
+        journal->GetFullPathByFileReferenceNumber(frn);
+    }
+    EXPECT_EQ(machine.faults().calls("Modules.GetProcAddress"), 2U);
+}
+
+TEST_F(DirectoryNamesTest, DirectoryThatCannotBeOpenedIsRebuiltFromTheMapping) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    journal->pathMapping()->LearnSyncFolder(1, u"\\Sync");
+    journal->pathMapping()->Load({{frn, 1, false, u"As mapped"}});
+    machine.faults().Fail({.call = "Files.NtCreateFile"});
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\As mapped");
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(4711), u"");
+    EXPECT_THAT(Errors(), IsEmpty());
+}
+
+TEST_F(DirectoryNamesTest, FailedNameQueryIsLoggedAndRebuiltFromTheMapping) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    journal->pathMapping()->LearnSyncFolder(1, u"\\Sync");
+    journal->pathMapping()->Load({{frn, 1, false, u"As mapped"}});
+    machine.faults().Fail({.call = "Files.GetFileAttributesW", .code = 31});
+    EXPECT_EQ(platform.files.GetFileAttributesW(u"C:\\Sync"), platform::kInvalidFileAttributes);
+    files.nameAnswer = [](std::span<std::byte>) { return static_cast<std::int32_t>(0xC0000001); };
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\As mapped");
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/GetFullPathByFileReferenceNumber/"
+                                      "Failed to query the file information, error code is 31"));
+}
+
+TEST_F(DirectoryNamesTest, WithoutAMappingADirectoryThatIsGoneHasNoPath) {
+    const auto journal = Make();
+    journal->ReplacePathMapping(nullptr);
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(4711), u"");
+}
+
+TEST_F(DirectoryNamesTest, NameEndsAtTheFirstZeroWhateverItsLengthSays) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    files.nameAnswer = [](std::span<std::byte> buffer) {
+        Answer(buffer, u"\\Sync\\Docs");
+        std::memset(buffer.data(), 0xFF, 4);
+        return platform::kStatusSuccess;
+    };
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\Docs");
+}
+
+TEST_F(DirectoryNamesTest, NameThatFillsTheBufferIsTakenWhole) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const auto journal = Make();
+    const std::u16string longest = u"\\Sync\\" + std::u16string(520, u'x');
+    files.nameAnswer = [&](std::span<std::byte> buffer) { return Answer(buffer, longest); };
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), longest);
+}
+
+TEST_F(DirectoryNamesTest, PathLongerThanTheBufferComesFromTheMapping) {
+    std::u16string path = u"C:\\Sync";
+    while (path.size() < 600) {
+        path += u"\\" + std::u16string(100, u'x');
+    }
+    const std::uint64_t frn = volume().MakeDirectory(path);
+    const auto journal = Make();
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"");
+    journal->pathMapping()->LearnSyncFolder(1, u"\\Sync");
+    journal->pathMapping()->Load({{frn, 1, false, u"deep"}});
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\deep");
+}
+
+TEST_F(DirectoryNamesTest, RootOfTheVolumeIsABackslash) {
+    const auto journal = Make();
+    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(volume().root()), u"\\");
+}
+
+}  // namespace
+}  // namespace tavi::journal

@@ -1,0 +1,335 @@
+// Reads of a whole volume's journal: positions, what comes back, and what must not.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "unit/journal/journal_rig.h"
+#include "unit/journal/raw_records.h"
+
+namespace tavi::journal {
+namespace {
+
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using testing::FileNames;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using testing::RawRecord;
+using testing::RawRecords;
+
+class ReadUsnRecords : public ::testing::Test, protected testing::JournalRig {
+protected:
+    template <typename Use>
+    auto Emulated(Use use) {
+        return volume().WithJournal(use);
+    }
+    std::int64_t NextUsn() {
+        return Emulated([](sim::EmulatedJournal& journal) { return journal.nextUsn(); });
+    }
+    std::int64_t FirstUsn() {
+        return Emulated([](sim::EmulatedJournal& journal) { return journal.firstUsn(); });
+    }
+    // Lets the next read return these records, after the given next USN.
+    void Return(const RawRecords& raw, std::int64_t nextUsn) {
+        const std::vector<std::byte> bytes(raw.bytes().begin(), raw.bytes().end());
+        files.afterRead = [bytes, nextUsn](std::span<std::byte> output, std::uint32_t& bytesReturned) {
+            std::memcpy(output.data(), &nextUsn, sizeof nextUsn);
+            std::copy(bytes.begin(), bytes.end(), output.begin() + sizeof nextUsn);
+            bytesReturned = static_cast<std::uint32_t>(sizeof nextUsn + bytes.size());
+        };
+    }
+};
+
+TEST_F(ReadUsnRecords, EmptyPageYieldsAnEmptyBatchAndAdvancesThePosition) {
+    const auto journal = Make();
+    Return(RawRecords(), 4711);
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), 4711);
+}
+
+TEST_F(ReadUsnRecords, RecordsOfTheFolderComeWithTheirPathsAndPositions) {
+    const auto journal = Make();
+    const std::int64_t start = journal->startUsn();
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    MakeFile(u"C:\\Other\\b.txt");
+    const records::UsnRecordList batch = journal->ReadUsnRecords();
+    ASSERT_THAT(batch, Not(IsEmpty()));
+    EXPECT_THAT(FileNames(batch), Each(::testing::AnyOf(u"Docs", u"Docs\\a.txt")));
+    EXPECT_EQ(batch.front().usn, start);
+    EXPECT_EQ(batch.back().frn, volume().Find(u"C:\\Sync\\Docs\\a.txt"));
+    EXPECT_EQ(batch.back().oldfrn, -1);
+    EXPECT_EQ(journal->startUsn(), NextUsn());
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+}
+
+TEST_F(ReadUsnRecords, SiblingWhoseNameBeginsLikeTheFoldersIsDropped) {
+    const auto journal = Make();
+    MakeFile(u"C:\\Sync2\\a.txt");
+    MakeFile(u"C:\\Syn\\a.txt");
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+}
+
+TEST_F(ReadUsnRecords, FolderComparisonIsCaseSensitive) {
+    const auto journal = Make(u"C:\\SYNC");
+    MakeFile(u"C:\\Sync\\a.txt");
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+}
+
+TEST_F(ReadUsnRecords, RecordsOfTheFolderItselfAreDropped) {
+    const auto journal = Make();
+    volume().SetAttributes(u"C:\\Sync", 0x12);
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), NextUsn());
+}
+
+TEST_F(ReadUsnRecords, RuntimeLocaleIsSetBeforeEveryRead) {
+    const auto journal = Make();
+    for (int i = 0; i < 2; ++i) {
+        machine.clock().WsetlocaleAll(u"C");
+        files.beforeControl = [&](std::uint32_t) { EXPECT_EQ(machine.clock().locale(), u"chs"); };
+        journal->ReadUsnRecords();
+        files.beforeControl = nullptr;
+    }
+    EXPECT_EQ(files.CountControls(platform::kFsctlReadUsnJournal), 2U);
+}
+
+TEST_F(ReadUsnRecords, TimestampsAreThoseOfTheCalls) {
+    machine.clock().SetOffset(330);
+    machine.clock().SetRuntimeOffset(-480);
+    const auto journal = Make();
+    MakeFile(u"C:\\Sync\\a.txt");
+    const records::UsnRecordList batch = journal->ReadUsnRecords();
+    ASSERT_THAT(batch, Not(IsEmpty()));
+    EXPECT_EQ(batch[0].timestamp, TimestampConverter(platform.clock).ConvertByCalls(machine.clock().NowUtc()));
+}
+
+TEST_F(ReadUsnRecords, DirectoryIsLookedUpOncePerRead) {
+    for (int i = 0; i < 50; ++i) {
+        MakeFile(u"C:\\Sync\\Docs\\" + std::u16string(1 + static_cast<std::size_t>(i), u'f'));
+    }
+    const auto journal = Make();
+    journal->setStartUsn(FirstUsn());
+    EXPECT_THAT(journal->ReadUsnRecords(), Not(IsEmpty()));
+    EXPECT_EQ(files.openingsById.size(), 3U) << "the root, the folder and Docs";
+    MakeFile(u"C:\\Sync\\Docs\\another.txt");
+    EXPECT_THAT(journal->ReadUsnRecords(), Not(IsEmpty()));
+    EXPECT_EQ(files.openingsById.size(), 4U) << "a new read looks again";
+}
+
+TEST_F(ReadUsnRecords, RenamedDirectoryIsSeenUnderItsPresentNameByTheNextRead) {
+    const auto journal = Make();
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Contains(u"Docs\\a.txt"));
+    volume().Rename(u"C:\\Sync\\Docs", u"C:\\Sync\\Papers");
+    MakeFile(u"C:\\Sync\\Papers\\b.txt");
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Contains(u"Papers\\b.txt"));
+}
+
+TEST_F(ReadUsnRecords, DeletedDirectoryIsResolvedOnceTheFolderIsKnown) {
+    const auto journal = Make();
+    MakeFile(u"C:\\Sync\\teaches.txt");
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    volume().RemoveTree(u"C:\\Sync\\Docs");
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Contains(u"Docs\\a.txt"));
+}
+
+TEST_F(ReadUsnRecords, DeletedDirectoryCannotBeResolvedBeforeTheFolderIsSeen) {
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    const auto journal = Make();
+    volume().RemoveTree(u"C:\\Sync\\Docs");
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Each(u"Docs"));
+}
+
+TEST_F(ReadUsnRecords, PendingRowsAreStoredAtTheReadsEnd) {
+    const auto journal = Make();
+    volume().MakeDirectory(u"C:\\Sync\\Docs");
+    volume().MakeDirectory(u"C:\\Sync\\More");
+    const std::uint64_t before = machine.faults().calls("Sqlite.OpenV2");
+    journal->ReadUsnRecords();
+    EXPECT_EQ(machine.faults().calls("Sqlite.OpenV2"), before + 1);
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    journal->ReadUsnRecords();
+    EXPECT_EQ(machine.faults().calls("Sqlite.OpenV2"), before + 1) << "files bring no rows";
+}
+
+TEST_F(ReadUsnRecords, EveryPositionWithinTheBoundsIsRead) {
+    MakeFile(u"C:\\Sync\\a.txt");
+    const auto journal = Make();
+    journal->setStartUsn(FirstUsn());
+    EXPECT_THAT(journal->ReadUsnRecords(), Not(IsEmpty()));
+    journal->setStartUsn(NextUsn());
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), NextUsn());
+    EXPECT_THAT(Errors(), IsEmpty());
+}
+
+TEST_F(ReadUsnRecords, OneAboveTheUpperBoundMovesToTheNextUsn) {
+    const auto journal = Make();
+    journal->setStartUsn(NextUsn() + 1);
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), NextUsn());
+    EXPECT_FALSE(journal->positionLost());
+}
+
+TEST_F(ReadUsnRecords, OneBelowTheUpperBoundIsNoRecordAndMovesToTheNextUsn) {
+    MakeFile(u"C:\\Sync\\a.txt");
+    const auto journal = Make();
+    journal->setStartUsn(NextUsn() - 1);
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), NextUsn());
+}
+
+TEST_F(ReadUsnRecords, PositionsAroundTheLowerBoundOfATrimmedJournal) {
+    for (int i = 0; i < 200; ++i) {
+        MakeFile(u"C:\\Sync\\" + std::u16string(1 + static_cast<std::size_t>(i), u'f'));
+    }
+    Emulated([](sim::EmulatedJournal& journal) { journal.TrimTo(3 * 4096); });
+    const std::int64_t first = FirstUsn();
+    ASSERT_GT(first, 0);
+    const auto journal = Make();
+    journal->setStartUsn(first);
+    EXPECT_THAT(journal->ReadUsnRecords(), Not(IsEmpty()));
+
+    journal->setStartUsn(first - 1);
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), first - 1) << "an expired position is for the start handler to repair";
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/FsctlReadUsnJournal/"
+                                      "Failed to read the USN journal, error code is 1181"));
+
+    Emulated([](sim::EmulatedJournal& emulated) { emulated.behaviour().codeBelowFirst = 87; });
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), NextUsn());
+}
+
+TEST_F(ReadUsnRecords, JournalTrimmedDuringAReadLosesNothingThatWasReturned) {
+    MakeFile(u"C:\\Sync\\before.txt");
+    const auto journal = Make();
+    journal->setStartUsn(FirstUsn());
+    const std::int64_t end = NextUsn();
+    files.afterRead = [&](std::span<std::byte>, std::uint32_t&) {
+        files.afterRead = nullptr;
+        for (int i = 0; i < 200; ++i) {
+            MakeFile(u"C:\\Sync\\" + std::u16string(1 + static_cast<std::size_t>(i), u'f'));
+        }
+        Emulated([&](sim::EmulatedJournal& trimmed) { trimmed.TrimTo(trimmed.nextUsn()); });
+    };
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Contains(u"before.txt"));
+    EXPECT_EQ(journal->startUsn(), end);
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), end) << "what was trimmed away is missed, and the error says so";
+    EXPECT_TRUE(
+        log.HasError("FileChangeRecord", "FsctlReadUsnJournal", "Failed to read the USN journal, error code is 1181"));
+}
+
+TEST_F(ReadUsnRecords, DeletionInProgressIsAQuietJournal) {
+    const auto journal = Make();
+    const std::int64_t start = journal->startUsn();
+    Emulated([](sim::EmulatedJournal& deleted) {
+        deleted.behaviour().deletionTakesCalls = 1;
+        deleted.Delete();
+    });
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(journal->startUsn(), start);
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/FsctlReadUsnJournal/"
+                                      "Failed to read the USN journal, error code is 1178",
+                                      "FileChangeRecord/FsctlReadUsnJournal/"
+                                      "Failed to read the USN journal, error code is 1179"));
+    EXPECT_FALSE(journal->journalLost());
+    EXPECT_FALSE(journal->positionLost());
+}
+
+TEST_F(ReadUsnRecords, RecordsAtPageEndsAllArrive) {
+    const auto journal = Make();
+    const std::uint64_t sync = volume().Find(u"C:\\Sync");
+    std::vector<std::u16string> expected;
+    for (std::size_t i = 0; i < 300; ++i) {
+        const std::u16string name = std::u16string(1 + i % 200, u'p') + u".txt";
+        Emulated([&](sim::EmulatedJournal& emulated) {
+            emulated.AppendRaw(1000 + i, sync, name, 0x20, 0x100, 133'000'000'000'000'000);
+        });
+        expected.push_back(name);
+    }
+    EXPECT_EQ(FileNames(journal->ReadUsnRecords()), expected);
+    EXPECT_GT(NextUsn(), 10 * 4096);
+}
+
+TEST_F(ReadUsnRecords, RecordOf576BytesAndNumberAboveTheSignedRange) {
+    const auto journal = Make();
+    constexpr std::uint64_t kAboveSigned = (std::uint64_t{37224} << 48U) + 115;
+    static_assert(kAboveSigned > 0x7FFFFFFFFFFFFFFF);
+    volume().UseNextFrn(kAboveSigned);
+    MakeFile(u"C:\\Sync\\" + std::u16string(255, u'n'));
+    const records::UsnRecordList batch = journal->ReadUsnRecords();
+    ASSERT_THAT(batch, Not(IsEmpty()));
+    EXPECT_EQ(batch[0].frn, kAboveSigned);
+    EXPECT_EQ(batch[0].filename, std::u16string(255, u'n'));
+}
+
+TEST_F(ReadUsnRecords, MoreThanOneReadFillsTheBufferAndGoesOnWhereItEnded) {
+    const auto journal = Make();
+    constexpr std::size_t kRecords = 3000;
+    const std::uint64_t sync = volume().Find(u"C:\\Sync");
+    for (std::size_t i = 0; i < kRecords; ++i) {
+        Emulated([&](sim::EmulatedJournal& emulated) {
+            emulated.AppendRaw(1000 + i, sync, std::u16string(255, u'n'), 0x20, 0x100, 133'000'000'000'000'000);
+        });
+    }
+    std::size_t total = 0;
+    int reads = 0;
+    for (records::UsnRecordList batch = journal->ReadUsnRecords(); !batch.empty(); batch = journal->ReadUsnRecords()) {
+        total += batch.size();
+        ++reads;
+    }
+    EXPECT_EQ(total, kRecords);
+    EXPECT_EQ(reads, 2);
+}
+
+TEST_F(ReadUsnRecords, MalformedRecordEndsTheReadWithOneLine) {
+    const auto journal = Make();
+    const std::uint64_t sync = volume().Find(u"C:\\Sync");
+    RawRecords raw;
+    raw.Add({.parentFrn = sync, .name = u"before.txt"});
+    const std::size_t spoilt = raw.Add({.parentFrn = sync, .name = u"spoilt.txt"});
+    raw.Add({.parentFrn = sync, .name = u"after.txt"});
+    raw.SetNameLength(spoilt, 0xFFFF);
+    Return(raw, 900);
+    EXPECT_EQ(FileNames(journal->ReadUsnRecords()), std::vector<std::u16string>{u"before.txt"});
+    EXPECT_EQ(journal->startUsn(), 900);
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/ReadUsnRecords/"
+                                      "A malformed record ends the decoding of the USN records"));
+}
+
+TEST_F(ReadUsnRecords, MoreBytesThanTheBufferHasAreNotRead) {
+    const auto journal = Make();
+    files.afterRead = [](std::span<std::byte> output, std::uint32_t& bytesReturned) {
+        std::fill(output.begin() + 8, output.end(), std::byte{0xFF});
+        bytesReturned = 0xFFFFFFFF;
+    };
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+}
+
+TEST_F(ReadUsnRecords, LessThanANextUsnIsNoPosition) {
+    const auto journal = Make();
+    const std::int64_t start = journal->startUsn();
+    for (std::uint32_t bytes = 0; bytes < 8; ++bytes) {
+        files.afterRead = [bytes](std::span<std::byte>, std::uint32_t& bytesReturned) { bytesReturned = bytes; };
+        EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+        EXPECT_EQ(journal->startUsn(), start);
+    }
+}
+
+TEST_F(ReadUsnRecords, ListenPathTrimmedAfterAReadCounts) {
+    const auto journal = Make(u"C:\\Sync\\");
+    MakeFile(u"C:\\Sync\\a.txt");
+    const std::int64_t start = journal->startUsn();
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    journal->RemoveTrailingBackslashes();
+    journal->setStartUsn(start);
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Each(u"a.txt"));
+}
+
+}  // namespace
+}  // namespace tavi::journal
