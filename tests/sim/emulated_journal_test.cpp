@@ -52,11 +52,14 @@ ReadResult ReadFrom(EmulatedJournal& journal, std::int64_t start, std::size_t bu
     return Read(journal, {start, 0xFFFFFFFF, 0, 0, 0, journal.journalId()}, bufferBytes);
 }
 
-std::vector<UsnRecordV2> Records(std::string_view bytes) {
-    std::vector<UsnRecordV2> records;
+// The packed header where its 64-bit fields are aligned, so that assertions may refer to them.
+struct alignas(8) Record : UsnRecordV2 {};
+
+std::vector<Record> Records(std::string_view bytes) {
+    std::vector<Record> records;
     for (std::size_t at = 0; at < bytes.size();) {
-        UsnRecordV2 record;
-        std::memcpy(&record, bytes.data() + at, sizeof record);
+        Record record;
+        std::memcpy(static_cast<UsnRecordV2*>(&record), bytes.data() + at, sizeof(UsnRecordV2));
         records.push_back(record);
         at += record.recordLength;
     }
@@ -106,7 +109,7 @@ TEST(EmulatedJournal, RecordsAreAlignedAndCarryTheirPosition) {
         journal.AppendRaw(7, 5, std::u16string(units, u'x'), 0x20, 0x100, 42);
     }
     std::int64_t position = 0;
-    for (const UsnRecordV2& record : Records(ReadFrom(journal, 0).records)) {
+    for (const Record& record : Records(ReadFrom(journal, 0).records)) {
         EXPECT_EQ(record.usn, position);
         EXPECT_EQ(record.recordLength % 8, 0U);
         EXPECT_GE(record.recordLength, 60U + record.fileNameLength);
@@ -123,9 +126,9 @@ TEST(EmulatedJournal, NoRecordCrossesAPageAndReadsSkipTheGap) {
     journal.Create();
     Fill(journal, 40, 255);  // 576 bytes each, 7 to a page
     const ReadResult read = ReadFrom(journal, 0);
-    const std::vector<UsnRecordV2> records = Records(read.records);
+    const std::vector<Record> records = Records(read.records);
     ASSERT_EQ(records.size(), 40U);
-    for (const UsnRecordV2& record : records) {
+    for (const Record& record : records) {
         EXPECT_EQ(record.recordLength, 576U);
         EXPECT_EQ(record.usn / 4096, (record.usn + 575) / 4096);
     }
