@@ -65,7 +65,8 @@ inline constexpr std::uint32_t kFileAttributeArchive = 0x20;
 inline constexpr std::uint32_t kFileAttributeNormal = 0x80;
 inline constexpr std::uint32_t kFileAttributeReparsePoint = 0x400;
 inline constexpr std::uint32_t kInvalidFileAttributes = 0xFFFFFFFF;
-inline constexpr std::uint32_t kReparseTagNameSurrogate = 0x20000000;  // the bit that links and junctions have in common
+inline constexpr std::uint32_t kReparseTagNameSurrogate =
+    0x20000000;  // the bit that links and junctions have in common
 inline constexpr std::uint32_t kFileBegin = 0;
 inline constexpr std::uint32_t kFileEnd = 2;
 

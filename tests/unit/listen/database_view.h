@@ -22,7 +22,8 @@ inline std::u16string DatabasePath(platform::Platform& platform, std::u16string_
 class DatabaseView {
 public:
     DatabaseView(sim::Machine& machine, std::u16string_view path) {
-        EXPECT_EQ(sqlite3_open_v2(machine.files().HostPath(path).c_str(), &database_, SQLITE_OPEN_READWRITE, nullptr),
+        EXPECT_EQ(sqlite3_open_v2(machine.files().HostPath(path).string().c_str(), &database_, SQLITE_OPEN_READWRITE,
+                                  nullptr),
                   SQLITE_OK);
     }
     ~DatabaseView() { sqlite3_close(database_); }
