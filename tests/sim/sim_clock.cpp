@@ -15,7 +15,6 @@ namespace {
 constexpr std::int64_t kTicksPerMillisecond = 10000;
 constexpr std::int64_t kTicksPerMinute = 60 * 1000 * kTicksPerMillisecond;
 constexpr FileTime kStart = 133594528890000000;  // 2024-05-06 07:08:09 UTC
-constexpr std::int64_t kSecondsFrom1601To1970 = 11644473600;
 
 FileTime Shift(FileTime time, int minutes) {
     return static_cast<FileTime>(static_cast<std::int64_t>(time) + minutes * kTicksPerMinute);
