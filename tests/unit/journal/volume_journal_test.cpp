@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
 
 #include "unit/journal/journal_rig.h"
 
@@ -258,8 +258,11 @@ TEST_F(VolumeJournalTest, Error87LeavesALineInTheReadErrorFile) {
     journal->ReadUsnRecords();
     const auto text = machine.files().ReadText(log.GetLogPath() + u"\\read_usn_journal_err");
     ASSERT_TRUE(text.has_value());
-    // "2024-05-06 07:08:09:000 #1", twice.
-    EXPECT_TRUE(std::regex_match(*text, std::regex("([-0-9]{10} [:0-9]{12} #1\\n){2}"))) << *text;
+    std::string shape = *text;
+    std::replace_if(
+        shape.begin(), shape.end() - 1, [](char c) { return c >= '0' && c <= '9'; }, 'd');
+    EXPECT_EQ(shape, "dddd-dd-dd dd:dd:dd:ddd #d\ndddd-dd-dd dd:dd:dd:ddd #d\n");
+    EXPECT_TRUE(text->ends_with(" #1\n")) << *text;
 }
 
 TEST_F(VolumeJournalTest, Error87WithAFailedQuerySetsThePositionLostFlag) {
