@@ -55,11 +55,20 @@ std::u16string NtfsVolume::Fold(std::u16string_view name) {
 
 NtfsVolume::NtfsVolume(char16_t drive, std::function<std::uint64_t()> now, std::uint64_t seed)
     : drive_(drive), now_(std::move(now)), journal_(seed) {
-    Node& root = nodes_[kRoot];
-    root.info.frn = root.info.parent = kRoot;
+    Node& root = nodes_[root_];
+    root.info.frn = root.info.parent = root_;
     root.info.name = u".";
     root.info.attributes = kFileAttributeDirectory | kFileAttributeHidden | 0x4;
     journal_.Create();
+}
+
+void NtfsVolume::UseRootFrn(Frn frn) {
+    const std::lock_guard lock(mutex_);
+    auto node = nodes_.extract(root_);
+    node.key() = frn;
+    node.mapped().info.frn = node.mapped().info.parent = frn;
+    nodes_.insert(std::move(node));
+    root_ = frn;
 }
 
 NtfsVolume::Node* NtfsVolume::Get(Frn frn) {
@@ -73,7 +82,7 @@ const NtfsVolume::Node* NtfsVolume::Get(Frn frn) const {
 }
 
 const NtfsVolume::Node* NtfsVolume::Lookup(std::u16string_view path) const {
-    const Node* node = Get(kRoot);
+    const Node* node = Get(root_);
     for (const std::u16string& part : Split(path)) {
         const auto child = node->children.find(Fold(part));
         if (child == node->children.end()) {
@@ -94,7 +103,7 @@ NtfsVolume::Place NtfsVolume::PlaceFor(std::u16string_view path) {
     if (parts.empty()) {
         return {};
     }
-    Node* node = Get(kRoot);
+    Node* node = Get(root_);
     for (std::size_t i = 0; i + 1 < parts.size(); ++i) {
         const auto child = node->children.find(Fold(parts[i]));
         if (child == node->children.end()) {
@@ -143,7 +152,7 @@ Frn NtfsVolume::Add(Node& parent, std::u16string name, std::uint32_t attributes,
 
 Frn NtfsVolume::MakeDirectory(std::u16string_view path) {
     const std::lock_guard lock(mutex_);
-    Node* node = Get(kRoot);
+    Node* node = Get(root_);
     for (std::u16string& part : Split(path)) {
         const auto child = node->children.find(Fold(part));
         node = Get(child != node->children.end() ? child->second
@@ -193,7 +202,7 @@ bool NtfsVolume::Write(std::u16string_view path, std::string_view contents, Writ
 }
 
 bool NtfsVolume::MoveNode(Node& node, Place place) {
-    for (const Node* at = place.parent; at->info.frn != kRoot; at = Get(at->info.parent)) {
+    for (const Node* at = place.parent; at->info.frn != root_; at = Get(at->info.parent)) {
         if (at == &node) {
             return false;  // into itself
         }
@@ -211,7 +220,7 @@ bool NtfsVolume::MoveNode(Node& node, Place place) {
 bool NtfsVolume::RenameLocked(std::u16string_view from, std::u16string_view to) {
     Node* node = Lookup(from);
     Place place = PlaceFor(to);
-    if (node == nullptr || node->info.frn == kRoot || place.parent == nullptr) {
+    if (node == nullptr || node->info.frn == root_ || place.parent == nullptr) {
         return false;
     }
     const auto taken = place.parent->children.find(Fold(place.name));
@@ -240,7 +249,7 @@ bool NtfsVolume::Replace(std::u16string_view from, std::u16string_view to) {
 }
 
 bool NtfsVolume::RemoveNode(Node& node) {
-    if (node.info.frn == kRoot || !node.children.empty()) {
+    if (node.info.frn == root_ || !node.children.empty()) {
         return false;
     }
     const Frn frn = node.info.frn;
@@ -268,7 +277,7 @@ bool NtfsVolume::RemoveBelow(Frn frn) {
 bool NtfsVolume::RemoveTree(std::u16string_view path) {
     const std::lock_guard lock(mutex_);
     const Node* node = Lookup(path);
-    return node != nullptr && node->info.frn != kRoot && RemoveBelow(node->info.frn);
+    return node != nullptr && node->info.frn != root_ && RemoveBelow(node->info.frn);
 }
 
 std::u16string NtfsVolume::Recycle(std::u16string_view path) {
@@ -388,11 +397,11 @@ std::u16string NtfsVolume::PathOfLocked(Frn frn) const {
     if (node == nullptr) {
         return {};
     }
-    if (frn == kRoot) {
+    if (frn == root_) {
         return u"\\";
     }
     std::u16string path;
-    for (; node->info.frn != kRoot; node = Get(node->info.parent)) {
+    for (; node->info.frn != root_; node = Get(node->info.parent)) {
         path.insert(0, u"\\" + node->info.name);
     }
     return path;
@@ -428,7 +437,7 @@ std::vector<std::u16string> NtfsVolume::ListTree(std::u16string_view path) const
     const std::lock_guard lock(mutex_);
     std::vector<std::u16string> paths;
     if (const Node* node = Lookup(path); node != nullptr) {
-        ListBelow(*node, node->info.frn == kRoot ? std::u16string() : PathOfLocked(node->info.frn), paths);
+        ListBelow(*node, node->info.frn == root_ ? std::u16string() : PathOfLocked(node->info.frn), paths);
     }
     return paths;
 }

@@ -48,7 +48,7 @@ public:
     NtfsVolume(char16_t drive, std::function<std::uint64_t()> now, std::uint64_t seed = 1);
 
     char16_t drive() const { return drive_; }
-    Frn root() const { return kRoot; }
+    Frn root() const { return root_; }
 
     // Runs `use` on the journal while no operation is under way.
     template <class Use>
@@ -93,13 +93,14 @@ public:
 
     // Lets the next node take this reference number (both parts), for odd numbers in tests.
     void UseNextFrn(Frn frn) { nextFrn_ = frn; }
+    // The root's number; only while nothing is below it.
+    void UseRootFrn(Frn frn);
     // Whether record numbers of deleted files are used again at once (as NTFS does) or never.
     void ReuseNumbers(bool reuse) { reuse_ = reuse; }
 
     static std::u16string Fold(std::u16string_view name);
 
 private:
-    static constexpr Frn kRoot = 0x0005000000000005;
 
     struct Node {
         NodeInfo info;
@@ -136,6 +137,7 @@ private:
     std::map<Frn, Node> nodes_;
     std::map<std::uint64_t, std::uint16_t> freed_;  // record number -> last sequence
     std::uint64_t nextRecord_ = 40;
+    Frn root_ = 0x0005000000000005;
     Frn nextFrn_ = 0;
     bool reuse_ = true;
     std::uint32_t recycled_ = 0;

@@ -99,6 +99,10 @@ public:
     std::vector<std::string> LiveProductThreads(Lock&) const;
     bool HasThreads(Lock&) const;  // started and not yet forgotten
     // Called, instead of failing the test, when everything waits for ever.
+    // What happens when nobody was set to be told of a deadlock. In test programs it fails the test.
+    using DeadlockReport = void (*)(const std::string& text);
+    static DeadlockReport deadlockReport;
+
     void OnDeadlock(Lock&, std::function<void(const std::string&)> handler) { onDeadlock_ = std::move(handler); }
     std::uint64_t switches(Lock&) const { return switches_; }
 

@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
-#include <filesystem>
 #include <fstream>
+
+#include "replay/file_path.h"
+#include "replay/journal_command.h"
 
 namespace tavi::replay {
 namespace {
@@ -26,14 +28,16 @@ const char* const kRecordsDescription =
     "oldfrn, delay and env may be missing. A name with a lone surrogate is an array of its UTF-16 code units.\n"
     "Prints the label of each step and the list it leaves.";
 
+const char* const kJournalDescription =
+    "Runs the whole path on raw journal bytes: decoding, resolving of paths, batches, steps. FILE is an extract of a\n"
+    "volume's $J stream. The directories are lines of number, parent's number and name, tab-separated, the root being\n"
+    "its own parent. Prints, per batch, the label of each step and the list it leaves; or saves the records in a "
+    "database.";
+
 struct RecordsOptions {
     std::string file;
     bool json = false;
 };
-
-std::filesystem::path ToPath(const std::string& utf8) {
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
 
 int RunRecordsOn(const RecordsOptions& options, const Streams& standard, bool errorsAreTerminal) {
     Progress progress(standard.errors, errorsAreTerminal);
@@ -49,6 +53,38 @@ int RunRecordsOn(const RecordsOptions& options, const Streams& standard, bool er
     return RunRecords({file, standard.output, standard.errors}, options.file, form, progress);
 }
 
+int RunJournalOn(const JournalOptions& options, const Streams& standard, bool errorsAreTerminal) {
+    Progress progress(standard.errors, errorsAreTerminal);
+    return RunJournal(options, standard.output, standard.errors, progress);
+}
+
+CLI::App* AddRecordsCommand(CLI::App& app, RecordsOptions& options) {
+    CLI::App* command = app.add_subcommand("records", kRecordsDescription);
+    command->add_option("FILE", options.file, "the batches; - for standard input")->required();
+    command->add_flag("--json", options.json, "one line of JSON per batch instead of tables");
+    command->footer(kExitCodes);
+    return command;
+}
+
+CLI::App* AddJournalCommand(CLI::App& app, JournalOptions& options) {
+    CLI::App* command = app.add_subcommand("journal", kJournalDescription);
+    command->add_option("FILE", options.journalFile, "the journal's bytes")->required();
+    command->add_option("--listen-path", options.listenPath, "the listened folder, with its drive letter")->required();
+    command->add_option("--directories", options.directoriesFile, "the volume's directories")->required();
+    command->add_option("--start-usn", options.startUsn,
+                        "position of the first record to read; else the first there is");
+    command
+        ->add_option("--split-interval", options.splitInterval,
+                     "changes further apart than this many seconds are in different batches")
+        ->check(CLI::Range(0u, kLongestSplitInterval))
+        ->capture_default_str();
+    const auto setJson = [&options](std::int64_t) { options.form = Form::kJson; };
+    command->add_flag("--json", setJson, "one line of JSON per batch instead of tables");
+    command->add_option("--database", options.databaseFile, "save the records in this new file instead");
+    command->footer(kExitCodes);
+    return command;
+}
+
 }  // namespace
 
 int RunCommandLine(std::vector<std::string> arguments, const Streams& standard, bool errorsAreTerminal) {
@@ -60,15 +96,15 @@ int RunCommandLine(std::vector<std::string> arguments, const Streams& standard, 
     app.require_subcommand(1);
 
     RecordsOptions recordsOptions;
-    CLI::App* records = app.add_subcommand("records", kRecordsDescription);
-    records->add_option("FILE", recordsOptions.file, "the batches; - for standard input")->required();
-    records->add_flag("--json", recordsOptions.json, "one line of JSON per batch instead of tables");
-    records->footer(kExitCodes);
+    JournalOptions journalOptions;
+    const CLI::App* records = AddRecordsCommand(app, recordsOptions);
+    AddJournalCommand(app, journalOptions);
 
     try {
         std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the back
         app.parse(arguments);
-        return RunRecordsOn(recordsOptions, standard, errorsAreTerminal);
+        return records->parsed() ? RunRecordsOn(recordsOptions, standard, errorsAreTerminal)
+                                 : RunJournalOn(journalOptions, standard, errorsAreTerminal);
     } catch (const CLI::ParseError& error) {
         return app.exit(error, standard.output, standard.errors) == 0 ? kExitDone : kExitUsage;
     } catch (const std::exception& error) {

@@ -56,9 +56,9 @@ public:
         records::StepContext context{rules_, world, delay, temporaryFiles, neverStop_};
         records::PipelineBatch pipelineBatch{std::move(batch.records), {}};
         WatchedOutput watched(*output_, progress_, Where(number, bytesRead));
-        output_->Begin(number, document.line);
+        output_->Begin("Batch " + std::to_string(number) + " (line " + std::to_string(document.line) + ")");
         records::RunPipeline(pipelineBatch, context, watched);
-        output_->End(pipelineBatch.changes, delay, temporaryFiles);
+        output_->End(records::TakeFileChangeInfos(std::move(pipelineBatch.changes)), delay, temporaryFiles);
     }
 
 private:

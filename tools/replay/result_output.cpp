@@ -17,16 +17,14 @@ class TextResult : public ResultOutput {
 public:
     explicit TextResult(std::ostream& output) : output_(output) {}
 
-    void Begin(std::uint64_t number, std::uint64_t line) override {
-        output_ << "Batch " << number << " (line " << line << ")\n\n";
-    }
+    void Begin(const std::string& heading) override { output_ << heading << "\n\n"; }
     void OnUsnRecords(std::string_view label, const records::UsnRecordList& list) override {
         output_ << label << '\n' << records::FormatUsnRecords(list, DumpPaths::kClear) << '\n';
     }
     void OnChanges(std::string_view label, const records::StepRecordList& list) override {
         output_ << label << '\n' << records::FormatFileChangeRecords(list, DumpPaths::kClear) << '\n';
     }
-    void End(const records::StepRecordList&, const records::FileChangeInfoList& delay,
+    void End(const records::FileChangeInfoList&, const records::FileChangeInfoList& delay,
              const records::TemporaryFileList& temporaryFiles) override {
         output_ << "Held back for a later batch\n"
                 << records::FormatFileChangeRecords(delay, DumpPaths::kClear) << "\nTemporary files\n";
@@ -45,13 +43,13 @@ class JsonResult : public ResultOutput {
 public:
     explicit JsonResult(std::ostream& output) : output_(output), json_(text_) {}
 
-    void Begin(std::uint64_t, std::uint64_t) override {
+    void Begin(const std::string&) override {
         json_.Append("{\"steps\":[");
         isFirstStep_ = true;
     }
     void OnUsnRecords(std::string_view label, const records::UsnRecordList& list) override { AppendStep(label, list); }
     void OnChanges(std::string_view label, const records::StepRecordList& list) override { AppendStep(label, list); }
-    void End(const records::StepRecordList& result, const records::FileChangeInfoList& delay,
+    void End(const records::FileChangeInfoList& result, const records::FileChangeInfoList& delay,
              const records::TemporaryFileList& temporaryFiles) override {
         json_.Append("],\"final\":");
         json_.AppendList(result);

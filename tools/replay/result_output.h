@@ -3,10 +3,9 @@
 // {"steps":[[label,[records...]]...],"final":[...],"delay":[...],"temporaryFiles":[...]}
 #pragma once
 
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <ostream>
+#include <string>
 
 #include "records/step_pipeline.h"
 
@@ -16,9 +15,8 @@ enum class Form { kText, kJson };
 
 class ResultOutput : public records::PipelineObserver {
 public:
-    // The number of the batch and the line of the input that it began on, for a heading.
-    virtual void Begin(std::uint64_t number, std::uint64_t line) = 0;
-    virtual void End(const records::StepRecordList& result, const records::FileChangeInfoList& delay,
+    virtual void Begin(const std::string& heading) = 0;  // JSON has none
+    virtual void End(const records::FileChangeInfoList& result, const records::FileChangeInfoList& delay,
                      const records::TemporaryFileList& temporaryFiles) = 0;
 };
 

@@ -11,29 +11,41 @@ using Drive::SyncPanelLog;
 // Dumps every step's list to the sync log, unless it is empty.
 class SyncLogObserver : public PipelineObserver {
 public:
+    explicit SyncLogObserver(PipelineObserver* next) : next_(next) {}
+
     void OnUsnRecords(std::string_view label, const UsnRecordList& records) override {
         if (!records.empty()) {
             SyncPanelLog::WriteSyncLog("WriteUSNLog", label, FormatUsnRecords(records));
+        }
+        if (next_ != nullptr) {
+            next_->OnUsnRecords(label, records);
         }
     }
     void OnChanges(std::string_view label, const StepRecordList& records) override {
         if (!records.empty()) {
             SyncPanelLog::WriteSyncLog("WriteUSNLog", label, FormatFileChangeRecords(records));
         }
+        if (next_ != nullptr) {
+            next_->OnChanges(label, records);
+        }
     }
+
+private:
+    PipelineObserver* next_;
 };
 
 }  // namespace
 
-std::optional<FileChangeRecord::CycleResult> FileChangeRecord::RunSteps(UsnRecordList batch) {
+std::optional<FileChangeRecord::CycleResult> FileChangeRecord::RunSteps(UsnRecordList batch,
+                                                                        PipelineObserver* observer) {
     if (!rules_) {
         rules_.emplace();
     }
     CycleResult result;
     PipelineBatch pipelineBatch{std::move(batch), {}};
     StepContext context{*rules_, world_, delayRecords_, result.temporaryFiles, abandonBatch_};
-    SyncLogObserver observer;
-    if (RunPipeline(pipelineBatch, context, observer) == PipelineResult::kAbandoned) {
+    SyncLogObserver logging(observer);
+    if (RunPipeline(pipelineBatch, context, logging) == PipelineResult::kAbandoned) {
         return std::nullopt;
     }
     result.changes = TakeFileChangeInfos(std::move(pipelineBatch.changes));

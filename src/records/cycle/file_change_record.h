@@ -17,6 +17,7 @@
 #include "platform/platform.h"
 #include "records/change_record.h"
 #include "records/cycle/system_step_world.h"
+#include "records/step_pipeline.h"
 #include "records/temporary_file_rules.h"
 
 namespace tavi::records {
@@ -47,8 +48,9 @@ public:
         TemporaryFileList temporaryFiles;
     };
     UsnRecordList GatherBatch();
-    // Nothing when the batch was abandoned. What the steps hold back goes to the delay records.
-    std::optional<CycleResult> RunSteps(UsnRecordList batch);
+    // Nothing when the batch was abandoned. What the steps hold back goes to the delay records. The observer, if any,
+    // sees every step's list besides the sync log.
+    std::optional<CycleResult> RunSteps(UsnRecordList batch, PipelineObserver* observer = nullptr);
     bool Store(const CycleResult& result);
     const FileChangeInfoList& delayRecords() const { return delayRecords_; }
 
