@@ -18,10 +18,21 @@ function(tavi_library name)
     endif()
 endfunction()
 
+# tavi_quick_to_build(target): for code that is compiled often and runs briefly.
+function(tavi_quick_to_build target)
+    if(MSVC)
+        return()
+    elseif(TAVI_SANITIZE)
+        target_compile_options(${target} PRIVATE -O0 -g1)
+    else()
+        target_compile_options(${target} PRIVATE -O1 -g1)
+    endif()
+endfunction()
+
 # tavi_test(name SOURCES ... DEPENDS ... [LABELS ...] [TIMEOUT seconds] [SHARED_DATA]): a GoogleTest program, run by ctest
 # as one test. SHARED_DATA: it looks for the recorded journals in the folder TAVI_SHARED_DATA (defined only where it is
-# asked for: a definition that differs per clone costs the compiler cache its hits). Label it `threads` when threads meet in it (it then also runs under ThreadSanitizer), `e2e` when it drives the shipped
-# programs (it then runs alone).
+# asked for: a definition that differs per clone costs the compiler cache its hits). Label it `threads` when threads meet
+# in it (it then also runs under ThreadSanitizer), `e2e` when it drives the shipped programs (it then runs alone).
 function(tavi_test name)
     cmake_parse_arguments(ARG "SHARED_DATA" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
@@ -32,10 +43,7 @@ function(tavi_test name)
     if(ARG_SHARED_DATA)
         target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
     endif()
-    if(NOT MSVC)
-        # Test code is compiled often and run briefly.
-        target_compile_options(${name} PRIVATE -O1 -g1)
-    endif()
+    tavi_quick_to_build(${name})
     target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS} GTest::gmock_main)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT ${ARG_TIMEOUT})

@@ -1,6 +1,5 @@
 #include "commands/ask.h"
 
-#include <CLI/CLI.hpp>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -11,8 +10,6 @@
 namespace tavi::client {
 
 namespace {
-
-constexpr std::uint32_t kMaxTimeoutSeconds = 3600;
 
 int ExitCodeOfReply(Command command, std::uint32_t status) {
     if (command == Command::kStart && status == kReplyStartFailed) {
@@ -67,13 +64,6 @@ Complaint Explain(const Answer& answer, std::uint32_t timeoutSeconds) {
 }
 
 }  // namespace
-
-void AddAskOptions(CLI::App& command, AskOptions& options) {
-    command.add_option("--timeout", options.timeoutSeconds, "How long to wait for the service, in seconds")
-        ->check(CLI::Range(std::uint32_t{1}, kMaxTimeoutSeconds))
-        ->capture_default_str();
-    command.add_flag("--exit-with-reply", options.exitWithReply, "Exit with 10 plus the number of the service's reply");
-}
 
 int AskAndReport(const Surroundings& surroundings, Command command, const Frame& frame, const AskOptions& options) {
     const Answer answer = Ask(surroundings.pipe, frame, options.timeoutSeconds * 1000);

@@ -1,17 +1,27 @@
-// The commands of TaviListenClient, one source file each. Each function declares its command with its options; the
-// command runs while the arguments are parsed and leaves its exit code in `exitCode`, which outlives the parsing.
+// The commands of TaviListenClient, one source file each: what they do once their options are known. client.cpp
+// declares the options. Each returns the exit code.
 #pragma once
 
-#include "client.h"
+#include <cstdint>
 
-namespace CLI {
-class App;
-}
+#include "client.h"
+#include "protocol/request.h"
 
 namespace tavi::client {
 
-void AddStartCommand(CLI::App& app, const Surroundings& surroundings, int& exitCode);
-void AddFinishCommand(CLI::App& app, const Surroundings& surroundings, int& exitCode);
-void AddStatusCommand(CLI::App& app, const Surroundings& surroundings, int& exitCode);
+// What the commands that ask the service have in common.
+struct AskOptions {
+    std::uint32_t timeoutSeconds = 60;  // starting a task may take the service this long
+    bool exitWithReply = false;
+};
+
+struct StartOptions {
+    StartRequest request;
+    AskOptions ask;
+};
+
+int Start(const StartOptions& options, const Surroundings& surroundings);
+int Finish(const AskOptions& options, const Surroundings& surroundings);
+int Status(const AskOptions& options, const Surroundings& surroundings);
 
 }  // namespace tavi::client
