@@ -70,6 +70,19 @@ bool GetImagePath(Platform& platform, std::uint32_t processId, const OwnedHandle
     return true;
 }
 
+// Nobody can open the file of a running program for writing. One that lets itself be opened was put in the place of the
+// one that runs. (A system that names images by their files' present names shows the exchange in the name as well; not
+// every system does.)
+bool IsFileInUse(Platform& platform, std::uint32_t processId, const std::u16string& path) {
+    const OwnedHandle writer(
+        platform.files,
+        platform.files.CreateFileW(FileHepler::FormatLongFileName(path), platform::kGenericWrite,
+                                   platform::kFileShareRead | platform::kFileShareWrite | platform::kFileShareDelete,
+                                   platform::kOpenExisting,
+                                   platform::kFileAttributeNormal | platform::kFileFlagOpenReparsePoint));
+    return !writer.IsValid() || Refuse(processId, "the file in its executable's place is not the one that runs");
+}
+
 // Nobody can write, rename or delete the file, or rename a folder above it, as long as `file` is open. A file that
 // somebody has open for that already cannot be opened.
 bool HoldFile(Platform& platform, std::uint32_t processId, const std::u16string& path, OwnedHandle& file) {
@@ -148,8 +161,8 @@ bool IsValidClient(Platform& platform, std::uint32_t processId, std::u16string_v
     OwnedHandle process(platform.files, handle);
     std::u16string path;
     OwnedHandle file;
-    const bool valid = GetImagePath(platform, processId, process, path) && HoldFile(platform, processId, path, file) &&
-                       HasNoLinks(platform, processId, path) &&
+    const bool valid = GetImagePath(platform, processId, process, path) && IsFileInUse(platform, processId, path) &&
+                       HoldFile(platform, processId, path, file) && HasNoLinks(platform, processId, path) &&
                        IsSignedBy(platform, processId, path, file, publisher) &&
                        IsStillImage(platform, processId, process, path);
     if (valid) {

@@ -3,10 +3,10 @@
 // with its reason in the error log (class tag "DigitalSignature", function "IsValidClient"), one line per client.
 // Called on the IPC thread, once per client.
 //
-// What is checked is what runs: the process is held before anything is asked about it, its file is held open without
-// sharing writes or deletes while it is checked, and only then is it made sure that the path leads to that file without
-// links and that the process still calls it its image. Revocation is not asked over the network: the service works
-// offline.
+// What is checked is what runs: the process is held before anything is asked about it; its file must be one that runs,
+// and is held open without sharing writes or deletes while it is checked; only then is it made sure that the path leads
+// to that file without links and that the process still calls it its image. Revocation is not asked over the network:
+// the service works offline.
 #pragma once
 
 #include <cstdint>

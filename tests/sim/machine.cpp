@@ -14,7 +14,7 @@ Machine::Machine(MachineOptions options)
       pipes_(core_, files_),
       services_(core_),
       modules_(core_, files_),
-      trust_(core_),
+      trust_(core_, files_),
       sqlite_(core_, files_),
       digest_(core_) {
     core_.onDeath.emplace_back([this](Scheduler::Lock&) { sqlite_.KeepFiles(); });

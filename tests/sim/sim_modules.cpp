@@ -29,6 +29,9 @@ std::u16string KeyOf(std::u16string_view path) {
     return NtfsVolume::Fold(SimFiles::Normalise(path));
 }
 
+// How a running program holds its file: others may read and rename it.
+constexpr ShareEntry kImageShare{kGenericRead, kFileShareRead | kFileShareDelete};
+
 }  // namespace
 
 SimModules::SimModules(Core& core, SimFiles& files) : core_(core), files_(files) {
@@ -215,12 +218,21 @@ void SimTrust::CloseTrustState(TrustState state) {
 
 void SimTrust::AddProcess(std::uint32_t processId, std::u16string imagePath) {
     const Scheduler::Lock lock = core_.scheduler.Enter();
+    ReleaseImage(processId);
+    files_.AddShare(KeyOf(imagePath), kImageShare);
     processes_[processId] = std::move(imagePath);
 }
 
 void SimTrust::RemoveProcess(std::uint32_t processId) {
     const Scheduler::Lock lock = core_.scheduler.Enter();
+    ReleaseImage(processId);
     processes_.erase(processId);
+}
+
+void SimTrust::ReleaseImage(std::uint32_t processId) {
+    if (const auto found = processes_.find(processId); found != processes_.end()) {
+        files_.RemoveShare(KeyOf(found->second), kImageShare);
+    }
 }
 
 void SimTrust::SetSignature(std::u16string_view path, std::int32_t result, std::optional<std::u16string> signer) {

@@ -65,7 +65,7 @@ private:
 
 class SimTrust final : public platform::Trust {
 public:
-    explicit SimTrust(Core& core) : core_(core) {}
+    SimTrust(Core& core, SimFiles& files) : core_(core), files_(files) {}
 
     platform::Handle OpenProcess(std::uint32_t access, std::uint32_t processId) override;
     bool QueryFullProcessImageNameW(platform::Handle process, std::u16string& path) override;
@@ -74,6 +74,7 @@ public:
     bool SignerCommonName(platform::TrustState state, std::u16string& commonName) override;
     void CloseTrustState(platform::TrustState state) override;
 
+    // The image's file, whether it is there yet or not, cannot be opened for writing while the process lives.
     void AddProcess(std::uint32_t processId, std::u16string imagePath);
     void RemoveProcess(std::uint32_t processId);
     // How a file's signature verifies: 0 or the error, and the signer (none: cannot be read). A file without an entry
@@ -86,7 +87,10 @@ private:
         std::optional<std::u16string> signer;
     };
 
+    void ReleaseImage(std::uint32_t processId);
+
     Core& core_;
+    SimFiles& files_;
     std::map<std::uint32_t, std::u16string> processes_;
     std::map<std::u16string, Signature> signatures_;
 };

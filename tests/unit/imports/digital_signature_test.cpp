@@ -30,6 +30,9 @@ public:
     }
     bool QueryFullProcessImageNameW(platform::Handle process, std::u16string& path) override {
         const bool done = trust_.QueryFullProcessImageNameW(process, path);
+        if (!alwaysPath.empty()) {
+            path = alwaysPath;
+        }
         if (++queries > 1 && !laterPath.empty()) {
             path = laterPath;
         }
@@ -48,6 +51,7 @@ public:
     void CloseTrustState(platform::TrustState state) override { trust_.CloseTrustState(state); }
 
     std::function<void(platform::Handle)> whileVerifying;
+    std::u16string alwaysPath;
     std::u16string laterPath;
     int queries = 0;
     std::uint32_t askedAccess = 0;
@@ -157,13 +161,25 @@ TEST(IsValidClient, NobodyCanWriteOrDeleteTheFileWhileItIsChecked) {
     EXPECT_EQ(looked, 1);
 }
 
-TEST(IsValidClient, AFileThatSomebodyCanStillWriteIsRefused) {
+TEST(IsValidClient, AFileThatDoesNotRunIsRefusedWhateverItsSignature) {
+    ClientMachine client;
+    // The process has another image, whose path now leads to a file with the publisher's signature.
+    client.machine.trust().AddProcess(kClient, u"C:\\Apps\\Client\\renamed.exe");
+    client.machine.volume().MakeFile(u"C:\\Apps\\Client\\exchanged.exe");
+    client.machine.trust().SetSignature(u"C:\\Apps\\Client\\exchanged.exe", 0, kPublisher);
+    client.trust.alwaysPath = u"C:\\Apps\\Client\\exchanged.exe";
+    EXPECT_FALSE(client.Check());
+    EXPECT_THAT(client.Reason(), HasSubstr("the file in its executable's place is not the one that runs"));
+    EXPECT_THAT(client.machine.leaks(), IsEmpty());
+}
+
+TEST(IsValidClient, AFileThatSomebodyHasOpenToDeleteIsRefused) {
     ClientMachine client;
     platform::Platform platform = client.Platform();
-    const platform::OwnedHandle writer(
-        platform.files, platform.files.CreateFileW(kImage, platform::kGenericWrite, 7, platform::kOpenExisting,
+    const platform::OwnedHandle deleter(
+        platform.files, platform.files.CreateFileW(kImage, platform::kDelete, 7, platform::kOpenExisting,
                                                    platform::kFileAttributeNormal));
-    ASSERT_TRUE(writer.IsValid());
+    ASSERT_TRUE(deleter.IsValid());
     EXPECT_FALSE(client.Check());
     EXPECT_THAT(client.Reason(), HasSubstr("failed to open its executable, error code is 32"));
 }
@@ -243,6 +259,7 @@ TEST(IsValidClient, WithoutAPublisherNobodyIsAccepted) {
 }
 
 TEST(IsValidClient, ACallThatFailsIsARefusalWhicheverItIs) {
+    constexpr std::uint64_t kOpeningForWriting = 3;  // after opening the process and asking for its path
     for (const bool forEver : {false, true}) {
         std::uint64_t nth = 1;
         for (;; ++nth) {
@@ -254,9 +271,14 @@ TEST(IsValidClient, ACallThatFailsIsARefusalWhicheverItIs) {
                 break;
             }
             SCOPED_TRACE(client.machine.faults().lastFired() + (forEver ? " for ever" : " once"));
+            EXPECT_THAT(client.machine.leaks(), IsEmpty());
+            if (nth == kOpeningForWriting && !forEver) {
+                EXPECT_TRUE(accepted)
+                    << "that a running program's file cannot be opened for writing is as it should be";
+                continue;
+            }
             EXPECT_FALSE(accepted);
             EXPECT_FALSE(client.Reason().empty());
-            EXPECT_THAT(client.machine.leaks(), IsEmpty());
         }
         EXPECT_GT(nth, 8u);
     }

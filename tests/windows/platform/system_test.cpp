@@ -1,0 +1,90 @@
+// What only the real system can show of single calls.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "contract/world.h"
+#include "imports/file_helper.h"
+#include "imports/type_convert.h"
+#include "platform/windows/wide_text.h"
+#include "windows/platform/windows_world.h"
+
+namespace tavi::contract {
+namespace {
+
+class SystemTest : public testing::Test {
+protected:
+    WindowsWorld world;
+    platform::Platform parts = world.Parts();
+};
+
+TEST_F(SystemTest, AnExceptionDoesNotLeaveAThread) {
+    const platform::Handle thread = parts.threads.StartThread([] { throw std::runtime_error("not caught"); });
+    EXPECT_TRUE(parts.threads.WaitForThread(thread, 10000));
+    DWORD code = 99;
+    EXPECT_TRUE(::GetExitCodeThread(reinterpret_cast<HANDLE>(thread), &code));
+    EXPECT_EQ(code, 1u);
+    parts.threads.CloseThread(thread);
+}
+
+TEST_F(SystemTest, ADatabaseAtALongPathIsSharedByTwoConnections) {
+    const std::u16string path = FileHepler::FormatLongFileName(world.LongFolder() + u"\\ListenService.dat");
+    ASSERT_TRUE(path.starts_with(u"\\\\?\\"));
+    sqlite3* writer = nullptr;
+    sqlite3* reader = nullptr;
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    ASSERT_EQ(parts.sqlite.OpenV2(TypeConvert::UnicodeToUTF8(path), &writer, flags), SQLITE_OK);
+    ASSERT_EQ(parts.sqlite.Exec(writer, "PRAGMA journal_mode=WAL; CREATE TABLE t(x); BEGIN; INSERT INTO t VALUES(7)",
+                                nullptr),
+              SQLITE_OK);
+    ASSERT_EQ(parts.sqlite.OpenV2(TypeConvert::UnicodeToUTF8(path), &reader, SQLITE_OPEN_READONLY), SQLITE_OK);
+    sqlite3_stmt* statement = nullptr;
+    ASSERT_EQ(parts.sqlite.PrepareV2(reader, "SELECT x FROM t", -1, &statement), SQLITE_OK);
+    EXPECT_EQ(parts.sqlite.Step(statement), SQLITE_DONE) << "not committed yet";
+    EXPECT_EQ(parts.sqlite.Reset(statement), SQLITE_OK);
+    EXPECT_EQ(parts.sqlite.Exec(writer, "COMMIT", nullptr), SQLITE_OK);
+    EXPECT_EQ(parts.sqlite.Step(statement), SQLITE_ROW);
+    EXPECT_EQ(parts.sqlite.ColumnInt(statement, 0), 7);
+    EXPECT_EQ(parts.sqlite.Finalize(statement), SQLITE_OK);
+    EXPECT_EQ(parts.sqlite.CloseV2(reader), SQLITE_OK);
+    EXPECT_EQ(parts.sqlite.CloseV2(writer), SQLITE_OK);
+    EXPECT_TRUE(parts.files.PathFileExistsW(path));
+}
+
+// Whether the shell takes the prefix differs between systems; what it reports must be true on all.
+TEST_F(SystemTest, TheShellMakesDirectoriesInThePlainFormAndSaysTheTruthOfThePrefixedOne) {
+    const std::u16string plain = world.Folder() + u"\\plain\\a\\b";
+    EXPECT_EQ(parts.files.SHCreateDirectoryExW(plain), 0);
+    EXPECT_TRUE(parts.files.PathFileExistsW(plain));
+    const std::u16string prefixed = u"\\\\?\\" + world.Folder() + u"\\prefixed\\a\\b";
+    const int result = parts.files.SHCreateDirectoryExW(prefixed);
+    EXPECT_EQ(result == 0, parts.files.PathFileExistsW(prefixed)) << result;
+}
+
+TEST_F(SystemTest, ALinkCarriesItsTagWhenItIsListed) {
+    const std::u16string link = world.Folder() + u"\\link";
+    if (!::CreateSymbolicLinkW(platform::ToWide(link).c_str(), platform::ToWide(world.Folder()).c_str(),
+                               SYMBOLIC_LINK_FLAG_DIRECTORY) ||
+        !parts.files.PathFileExistsW(link)) {
+        GTEST_SKIP() << "this system or account makes no symbolic links";
+    }
+    platform::FindData data;
+    const platform::FindHandle find = parts.files.FindFirstFileW(link, data);
+    ASSERT_NE(find, platform::kInvalidFindHandle);
+    EXPECT_TRUE(parts.files.FindClose(find));
+    EXPECT_NE(data.fileAttributes & platform::kFileAttributeReparsePoint, 0u);
+    EXPECT_NE(data.reparseTag & platform::kReparseTagNameSurrogate, 0u);
+}
+
+TEST_F(SystemTest, TextOutsideTheCodePageIsNarrowedWithAStandIn) {
+    const std::string narrow = parts.files.WideCharToMultiByteAcp(u"C:\\a\\\u540C\u6B65");
+    EXPECT_TRUE(narrow.starts_with("C:\\a\\")) << narrow;
+    EXPECT_GT(narrow.size(), 5u);
+}
+
+}  // namespace
+}  // namespace tavi::contract
