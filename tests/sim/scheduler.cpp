@@ -9,21 +9,8 @@
 
 namespace tavi::sim {
 
-namespace {
-
-std::atomic<std::uint64_t> nextIdentity{1};
-
-// Which thread of which machine this thread is. An adopted thread that ends leaves its machine.
-struct Membership {
-    std::uint64_t scheduler = 0;
-    std::shared_ptr<SimThread> thread;
-};
-thread_local std::vector<Membership> memberships;
-
-}  // namespace
-
 Scheduler::Scheduler(Concurrency concurrency, std::uint64_t seed)
-    : concurrency_(concurrency), seeded_(seed != 0), random_(seed), identity_(nextIdentity++) {}
+    : concurrency_(concurrency), seeded_(seed != 0), random_(seed) {}
 
 Scheduler::~Scheduler() {
     Lock lock(mutex_);
@@ -31,21 +18,19 @@ Scheduler::~Scheduler() {
         Kill(lock);
         JoinAll(lock);
     }
-    std::erase_if(memberships, [this](const Membership& member) { return member.scheduler == identity_; });
 }
 
 std::shared_ptr<SimThread> Scheduler::Current(Lock& lock) {
-    for (const Membership& member : memberships) {
-        if (member.scheduler == identity_) {
-            return member.thread;
-        }
+    std::shared_ptr<SimThread>& member = members_[std::this_thread::get_id()];
+    if (member) {
+        return member;
     }
     auto self = std::make_shared<SimThread>();
     self->id = nextId_;
     nextId_ += 4;
     self->name = "adopted";
     threads_.push_back(self);
-    memberships.push_back({identity_, self});
+    member = self;
     if (concurrency_ == Concurrency::kFree || !running_) {
         running_ = self;
         self->state = SimThread::State::kRunning;
@@ -258,9 +243,9 @@ std::shared_ptr<SimThread> Scheduler::Start(Lock& lock, std::string name, Side s
 }
 
 void Scheduler::Run(const std::shared_ptr<SimThread>& thread, std::function<void()>& entry) {
-    memberships.push_back({identity_, thread});
     {
         Lock lock(mutex_);
+        members_[std::this_thread::get_id()] = thread;
         if (concurrency_ == Concurrency::kFree) {
             thread->state = SimThread::State::kRunning;
         } else {
@@ -273,8 +258,8 @@ void Scheduler::Run(const std::shared_ptr<SimThread>& thread, std::function<void
         // The process is gone; so is its thread.
     }
     entry = nullptr;  // what it holds may call in, and may do so only while this thread counts
-    memberships.clear();
     Lock lock(mutex_);
+    members_.erase(std::this_thread::get_id());
     thread->state = SimThread::State::kEnded;
     if (concurrency_ == Concurrency::kFree) {
         anyone_.notify_all();

@@ -14,6 +14,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -122,10 +123,10 @@ private:
     const Concurrency concurrency_;
     const bool seeded_;
     std::mt19937_64 random_;
-    const std::uint64_t identity_;
     std::mutex mutex_;
     std::condition_variable anyone_;
     std::vector<std::shared_ptr<SimThread>> threads_;
+    std::map<std::thread::id, std::shared_ptr<SimThread>> members_;  // which of the threads a running one is
     std::shared_ptr<SimThread> running_;  // kBaton: who holds the baton
     std::uint32_t nextId_ = 4;
     std::atomic<std::int64_t> now_ = 0;

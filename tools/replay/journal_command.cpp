@@ -166,7 +166,7 @@ void JournalReplay::ReplayBatch(records::FileChangeRecord& record) {
         shown->Begin("Batch " + std::to_string(batches_ + 1) + " (USN " + std::to_string(batch.front().usn) + " to " +
                      std::to_string(batch.back().usn) + ")");
     }
-    batches_ += batch.empty() ? 0 : 1;
+    batches_ += batch.empty() ? 0U : 1U;
     const auto result = record.RunSteps(std::move(batch), shown);
     changes_ += result->changes.size();
     if (shown != nullptr) {

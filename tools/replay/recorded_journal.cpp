@@ -118,7 +118,7 @@ std::optional<std::vector<Directory>> ReadDirectoryList(std::istream& input, std
             error = place + "the number " + std::to_string(directory->frn) + " stands there twice";
             return std::nullopt;
         }
-        roots += directory->frn == directory->parentFrn ? 1 : 0;
+        roots += directory->frn == directory->parentFrn ? 1U : 0U;
         directories.push_back(*directory);
     }
     if (roots != 1) {

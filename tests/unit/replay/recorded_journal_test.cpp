@@ -55,7 +55,7 @@ TEST(RecordedJournal, LeadingPagesOfZerosAreSkipped) {
 }
 
 TEST(RecordedJournal, AStreamWithoutARecordIsRefused) {
-    for (const std::size_t size : {0, 8, 55, 4096, 10'000}) {
+    for (const std::size_t size : {0U, 8U, 55U, 4096U, 10'000U}) {
         std::string error;
         EXPECT_FALSE(ReadStream(std::string(size, '\0'), error));
         EXPECT_EQ(error, "holds no journal record");

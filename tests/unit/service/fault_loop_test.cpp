@@ -55,7 +55,7 @@ void Install(test::ServiceMachine& bench) {
 
 // With a user's database to delete, and a service that runs.
 void Uninstall(test::ServiceMachine& bench) {
-    bench.machine.services().Register({.serviceName = u"TaviLumbraService"});
+    bench.machine.services().Register({u"TaviLumbraService", u"", 0, 0, 0, 0, u""});
     sim::RegisteredService* registered = bench.machine.services().Registered(u"TaviLumbraService");
     registered->status.currentState = platform::kServiceRunning;
     bench.machine.services().OnControl([](sim::RegisteredService& service, std::uint32_t) {

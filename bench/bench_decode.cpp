@@ -1,0 +1,113 @@
+// Decoding reads of the change journal against the bare walk over the record lengths of the same bytes. The records own
+// their names; directory look-ups are answered from a table, so that only the product's own work is measured.
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "journal/batch_decoder.h"
+#include "ratio_table.h"
+#include "sim/machine.h"
+#include "unit/journal/raw_records.h"
+
+namespace {
+
+using namespace tavi;
+using journal::BatchDecoder;
+using journal::testing::RawRecords;
+
+constexpr std::size_t kReadBytes = 1 << 20;
+constexpr std::size_t kReads = 8;
+constexpr std::size_t kDirectories = 5000;
+constexpr std::uint64_t kFirstDirectory = 1000;
+
+class TableSource : public journal::ParentSource {
+public:
+    TableSource() {
+        for (std::size_t i = 0; i < kDirectories; ++i) {
+            paths_.push_back(u"\\Sync\\Project " + std::u16string(1 + i % 9, u'p') + u"\\Documents " +
+                             std::u16string(1 + i % 7, u'd'));
+        }
+    }
+    Answer AskForPath(std::uint64_t number, std::u16string& path) override {
+        path = paths_[number - kFirstDirectory];
+        return Answer::kPath;
+    }
+
+private:
+    std::vector<std::u16string> paths_;
+};
+
+// One read's worth of ordinary records: nine files to one directory, spread over all directories.
+RawRecords MakeRead(std::mt19937& random) {
+    constexpr std::size_t kLongestRecord = 128;
+    RawRecords raw;
+    while (raw.bytes().size() + kLongestRecord < kReadBytes) {
+        const std::size_t directory = random() % kDirectories;
+        const bool isDirectory = random() % 10 == 0;
+        raw.Add({.frn = isDirectory ? kFirstDirectory + directory : random(),
+                 .parentFrn = kFirstDirectory + random() % kDirectories,
+                 .usn = static_cast<std::int64_t>(raw.bytes().size()),
+                 .attributes = isDirectory ? 0x10U : 0x20U,
+                 .name = std::u16string(6 + directory % 18, u'n') + u".docx"});
+    }
+    return raw;
+}
+
+std::size_t Walk(std::span<const std::byte> bytes) {
+    std::size_t records = 0;
+    for (std::size_t at = 0; at < bytes.size(); ++records) {
+        std::uint32_t length = 0;
+        std::memcpy(&length, bytes.data() + at, sizeof length);
+        at += length;
+    }
+    return records;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::mt19937 random(1);
+    std::vector<RawRecords> reads;
+    for (std::size_t i = 0; i < kReads; ++i) {
+        reads.push_back(MakeRead(random));
+    }
+    sim::Machine machine;
+    platform::Platform platform = machine.platform();
+    db::SqLite3Operator database(platform);
+    journal::PathMapping mapping(database, u"C:\\Sync");
+    mapping.LearnSyncFolder(5, u"\\Sync");
+    TableSource source;
+    BatchDecoder decoder(u"C:\\Sync", platform.clock);
+
+    const auto walk = [&] {
+        std::size_t records = 0;
+        for (const RawRecords& read : reads) {
+            records += Walk(read.bytes());
+        }
+        return records;
+    };
+    const auto decode = [&](bool forget) {
+        std::vector<records::UsnRecordList> batches;
+        for (const RawRecords& read : reads) {
+            batches.push_back(decoder.Decode(read.bytes(), source, &mapping).records);
+            if (forget) {
+                decoder.EndRead();
+            }
+        }
+        return batches;
+    };
+    decode(false);
+
+    bench::RatioTable table;
+    table.Measure(
+        "walk over the record lengths", [&] { return walk(); }, [&](std::size_t) { return walk(); });
+    table.Measure(
+        "decoding, parents known", [&] { return decode(false).size(); }, [&](std::size_t) { return decode(false); });
+    table.Measure(
+        "decoding, 5000 parents a MiB", [&] { return walk(); }, [&](std::size_t) { return decode(true); });
+    table.AtMost("decoding, parents known", "walk over the record lengths", 14);
+    table.AtMost("decoding, 5000 parents a MiB", "walk over the record lengths", 18);
+    return table.Run(argc, argv);
+}
