@@ -101,7 +101,6 @@ public:
     static std::u16string Fold(std::u16string_view name);
 
 private:
-
     struct Node {
         NodeInfo info;
         std::map<std::u16string, Frn> children;  // by folded name

@@ -127,7 +127,7 @@ private:
     std::condition_variable anyone_;
     std::vector<std::shared_ptr<SimThread>> threads_;
     std::map<std::thread::id, std::shared_ptr<SimThread>> members_;  // which of the threads a running one is
-    std::shared_ptr<SimThread> running_;  // kBaton: who holds the baton
+    std::shared_ptr<SimThread> running_;                             // kBaton: who holds the baton
     std::uint32_t nextId_ = 4;
     std::atomic<std::int64_t> now_ = 0;
     std::uint64_t switches_ = 0;

@@ -106,6 +106,7 @@ void JournalReplay::SetUp() {
     if (listenPath_.size() > 2 && !machine_.HasDirectory(listenPath_)) {
         throw ReplayFailure{"--listen-path: " + options_.directoriesFile + " has no such directory"};
     }
+    machine_.KeepOnVolume(listenPath_);
     if (!machine_.LoadJournal(stream)) {
         throw ReplayFailure{options_.journalFile + ": a record's length leads out of its page"};
     }

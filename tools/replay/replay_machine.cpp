@@ -9,10 +9,7 @@ namespace tavi::replay {
 ReplayMachine::ReplayMachine(const std::u16string& listenPath)
     : volume_(listenPath[0] == u'C' || listenPath[0] == u'c' ? &machine_.volume()
                                                              : &machine_.files().AddVolume(listenPath[0])),
-      drive_(listenPath[0]) {
-    // Some folders of the simulated machine are on this computer's disk; the recorded one never is.
-    machine_.files().AddVolumeFolder(listenPath);
-}
+      drive_(listenPath[0]) {}
 
 std::size_t ReplayMachine::AddDirectories(std::vector<Directory> directories) {
     std::unordered_map<std::uint64_t, std::vector<const Directory*>> byParent;

@@ -21,6 +21,9 @@ public:
 
     // Makes the directories. Those whose chain of parents does not lead to the root are left out; their number.
     std::size_t AddDirectories(std::vector<Directory> directories);
+    // Some folders of the simulated machine are on this computer's disk; the listened one, which exists by now, never
+    // is.
+    void KeepOnVolume(const std::u16string& path) { machine_.files().AddVolumeFolder(path); }
     // False when the bytes are no journal.
     bool LoadJournal(const JournalStream& stream);
 
