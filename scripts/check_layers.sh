@@ -13,9 +13,19 @@ including() {
     grep -rnEi "^[[:space:]]*#[[:space:]]*include[[:space:]]*[<\"]${names}\.h[>\"]" --include='*.h' --include='*.cpp' "$@" || true
 }
 
-found="$(including "$windows" src tools tests/unit tests/sim bench fuzz | grep -vE '^(src/platform/windows|tools/[a-z]+/windows)/' || true)"
-found+="$(including "$posix" src tests/unit tests/sim)"
+found="$(including "$windows" src client tools examples tests/unit tests/sim bench fuzz | grep -vE '^(src/platform/windows|client/windows|tools/[a-z]+/windows)/' || true)"
+found+="$(including "$posix" src client tests/unit tests/sim)"
 if [ -n "$found" ]; then
     printf 'System headers outside the folders that may include them:\n%s\n' "$found"
+    exit 1
+fi
+
+# The library for the client's makers goes to others: of ours it may use the text helpers, and its public headers nothing.
+inside='^[[:space:]]*#[[:space:]]*include[[:space:]]*"'
+foreign="$(grep -rnE "$inside" --include='*.h' --include='*.cpp' client | grep -vE "\"(tavi_client/|imports/(type_convert|file_helper)\.h|windows/|read_connection\.h|platform/constants\.h)" || true)"
+foreign+="$(grep -rnE "$inside" client/include | grep -v '"tavi_client/' || true)"
+foreign+="$(grep -rnE "$inside" examples | grep -v '"tavi_client/' || true)"
+if [ -n "$foreign" ]; then
+    printf 'The client library and its examples include what they may not:\n%s\n' "$foreign"
     exit 1
 fi

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "protocol/service_pipe.h"
+#include "tavi_client/service_pipe.h"
 
 namespace tavi::client {
 

@@ -4,8 +4,8 @@
 
 #include <sstream>
 
-#include "protocol/request.h"
-#include "unit/client/scripted_pipe.h"
+#include "tavi_client/request.h"
+#include "unit/client_library/scripted_pipe.h"
 
 namespace tavi::client {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "protocol/conversation.h"
+#include "tavi_client/conversation.h"
 
 namespace tavi::client {
 namespace {

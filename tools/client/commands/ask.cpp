@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "protocol/conversation.h"
-#include "protocol/reply.h"
+#include "tavi_client/conversation.h"
+#include "tavi_client/reply.h"
 
 namespace tavi::client {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "client.h"
-#include "protocol/request.h"
+#include "tavi_client/request.h"
 
 namespace tavi::client {
 

@@ -6,7 +6,7 @@
 
 #include "client.h"
 #include "imports/type_convert.h"
-#include "windows/windows_pipe.h"
+#include "tavi_client/service_pipe.h"
 
 namespace {
 
@@ -29,6 +29,6 @@ std::vector<std::string> Arguments() {
 
 int main() {
     SetConsoleOutputCP(CP_UTF8);
-    tavi::client::WindowsPipe pipe;
-    return tavi::client::RunClient(Arguments(), {pipe, std::cout, std::cerr});
+    const auto pipe = tavi::client::MakeServicePipe();
+    return tavi::client::RunClient(Arguments(), {*pipe, std::cout, std::cerr});
 }

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "protocol/request.h"
-#include "protocol/service_pipe.h"
+#include "tavi_client/request.h"
+#include "tavi_client/service_pipe.h"
 
 namespace tavi::client {
 

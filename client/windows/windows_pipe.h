@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "protocol/service_pipe.h"
+#include "tavi_client/service_pipe.h"
 
 namespace tavi::client {
 

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "protocol/request.h"
+#include "tavi_client/request.h"
 
 namespace tavi::client {
 

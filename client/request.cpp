@@ -1,4 +1,4 @@
-#include "protocol/request.h"
+#include "tavi_client/request.h"
 
 #include <json/json.h>
 

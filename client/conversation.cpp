@@ -1,9 +1,9 @@
-#include "protocol/conversation.h"
+#include "tavi_client/conversation.h"
 
 #include <algorithm>
 
 #include "platform/constants.h"
-#include "protocol/reply.h"
+#include "tavi_client/reply.h"
 
 namespace tavi::client {
 

@@ -1,8 +1,8 @@
-#include "protocol/conversation.h"
+#include "tavi_client/conversation.h"
 
 #include <gtest/gtest.h>
 
-#include "unit/client/scripted_pipe.h"
+#include "unit/client_library/scripted_pipe.h"
 
 namespace tavi::client {
 namespace {

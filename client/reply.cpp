@@ -1,4 +1,4 @@
-#include "protocol/reply.h"
+#include "tavi_client/reply.h"
 
 #include <algorithm>
 #include <array>

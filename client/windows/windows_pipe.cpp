@@ -91,4 +91,8 @@ void WindowsPipe::Sleep(std::uint32_t milliseconds) {
     ::Sleep(milliseconds);
 }
 
+std::unique_ptr<ServicePipe> MakeServicePipe() {
+    return std::make_unique<WindowsPipe>();
+}
+
 }  // namespace tavi::client

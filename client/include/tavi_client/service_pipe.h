@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -26,5 +27,8 @@ public:
     virtual std::uint64_t NowMilliseconds() = 0;  // since any fixed moment, never backwards
     virtual void Sleep(std::uint32_t milliseconds) = 0;
 };
+
+// The service's own pipe. On Windows only.
+std::unique_ptr<ServicePipe> MakeServicePipe();
 
 }  // namespace tavi::client
