@@ -105,6 +105,12 @@ NameAutomaton MakeAutomaton(const LockFileMap& lockFileMap) {
     return NameAutomaton(expressions);
 }
 
+// The expressions never change, and every new task builds rules.
+const NameAutomaton& SharedAutomaton(const LockFileMap& lockFiles) {
+    static const NameAutomaton automaton = MakeAutomaton(lockFiles);
+    return automaton;
+}
+
 // Whether the text's lower-cased form ends with the (lower-case) suffix.
 bool EndsWithLowered(std::u16string_view text, std::u16string_view suffix) {
     return text.size() >= suffix.size() &&
@@ -139,10 +145,10 @@ TemporaryFileRules::TemporaryFileRules()
                           u"aepx", u"aet", u"pptx", u"mmap", u"ait", u"js",   u"html", u"7z"},
       matlabExtensions_{u"mlx", u"mlapp"},
       shortcutExtensions_{u"lnk", u"rdp"},
-      automaton_(MakeAutomaton(lockFileMap_)) {}
+      automaton_(&SharedAutomaton(lockFileMap_)) {}
 
 NameClass TemporaryFileRules::Classify(std::u16string_view path) const {
-    const std::uint8_t groups = automaton_.Match(LastComponent(path));
+    const std::uint8_t groups = automaton_->Match(LastComponent(path));
     const auto has = [groups](Group group) { return ((groups >> group) & 1) != 0; };
     return {.temporary = has(kTemporary),
             .lock = has(kLock),

@@ -1,10 +1,10 @@
-// Decides which names are temporary, lock, special or placeholder-filling names. One object per FileChangeRecord, built
-// once (about as long as compiling a few regular expressions; a malformed expression surfaces as std::regex_error) and
-// constant from then on; every operation may run on any thread.
+// Decides which names are temporary, lock, special or placeholder-filling names. One object per FileChangeRecord,
+// constant once it is built; every operation may run on any thread.
 //
 // The expressions are case-sensitive and match whole names. They are compiled into one automaton, so that a name is
-// read once, whatever the number of expressions. Except for HasExtensionIn, the tests look at the last component of a
-// path.
+// read once, whatever the number of expressions. The process's first object compiles it (some 30 ms; a malformed
+// expression surfaces as std::regex_error), all share it. Except for HasExtensionIn, the tests look at the last
+// component of a path.
 #pragma once
 
 #include <span>
@@ -66,7 +66,7 @@ private:
     ExtensionSet documentExtensions_;
     ExtensionSet matlabExtensions_;
     ExtensionSet shortcutExtensions_;
-    NameAutomaton automaton_;
+    const NameAutomaton* automaton_;  // the process's; never null
 };
 
 }  // namespace tavi::records

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "unit/records/step_fixture.h"
 
 namespace tavi::records {
@@ -253,6 +255,17 @@ TEST_F(TemporaryFileRulesTest, LastComponentIsWhatFollowsTheLastBackslash) {
     EXPECT_EQ(LastComponent(u"a\\"), u"");
     EXPECT_EQ(LastComponent(u""), u"");
     EXPECT_EQ(LastComponent(u"a/b"), u"a/b");
+}
+
+TEST_F(TemporaryFileRulesTest, RulesBuiltLaterAnswerTheSameAndOutliveTheFirst) {
+    auto first = std::make_unique<TemporaryFileRules>();
+    const TemporaryFileRules second;
+    for (const char16_t* name : {u"~$a.docx", u"a.dwl", u"base.db.bak", u"~Nuvexa_a.tmp", u"a.txt"}) {
+        EXPECT_EQ(first->Classify(name), second.Classify(name));
+    }
+    first.reset();
+    EXPECT_EQ(second.Classify(u"~$a.docx"), (NameClass{.temporary = true, .lock = true}));
+    EXPECT_EQ(second.Classify(u"a.txt"), NameClass{});
 }
 
 TEST_F(TemporaryFileRulesTest, StepRecordCarriesTheClassesOfBothNames) {
