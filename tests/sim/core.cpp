@@ -32,6 +32,9 @@ Call::Call(Core& core, const char* name, std::uint32_t usualCode, CallKind kind)
         core_.Kill(lock_);
     }
     dead_ = core_.scheduler.dead(lock_);
+    if (dead_) {
+        core_.scheduler.OutliveOthers(lock_, *thread_);
+    }
     failed_ = verdict.fails || dead_;
     code_ = verdict.fails && !dead_ ? verdict.code : usualCode;
 }

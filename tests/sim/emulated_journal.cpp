@@ -138,6 +138,9 @@ std::uint32_t EmulatedJournal::Read(std::span<const std::byte> input, std::span<
         return kErrorInvalidParameter;
     }
 
+    if (behaviour_.mostBytesPerRead != 0) {
+        output = output.first(std::min(output.size(), behaviour_.mostBytesPerRead));
+    }
     std::size_t used = sizeof(std::int64_t);
     const std::string_view stream = stream_;
     while ((position = SkipGap(position)) < nextUsn()) {
@@ -357,10 +360,10 @@ bool EmulatedJournal::LoadRecorded(std::span<const std::byte> bytes, std::int64_
     return true;
 }
 
-std::vector<JournalEntry> EmulatedJournal::Entries() const {
+std::vector<JournalEntry> EmulatedJournal::EntriesFrom(std::int64_t first) const {
     std::vector<JournalEntry> entries;
     const std::string_view stream = stream_;
-    for (std::int64_t usn = SkipGap(firstUsn_); usn < nextUsn(); usn = SkipGap(usn)) {
+    for (std::int64_t usn = SkipGap(first); usn < nextUsn(); usn = SkipGap(usn)) {
         const auto offset = static_cast<std::size_t>(usn - base_);
         const std::uint32_t length = LengthAt(stream, offset);
         JournalEntry entry;

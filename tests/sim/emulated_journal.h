@@ -26,6 +26,7 @@ struct JournalBehaviour {
     std::uint32_t codeBelowFirst = 1181;  // start position below FirstUsn: 1181 or 87
     std::uint32_t codeBeyondNext = 87;    // start position above NextUsn
     std::uint32_t failReadsWith = 0;      // every read gives this code, 21 for one, while it is not 0
+    std::size_t mostBytesPerRead = 0;     // a read gives no more bytes than this, 0: as many as fit
     int deletionTakesCalls = 0;           // this many calls after a deletion still answer 1178
     PositionAfterRecreation recreation = PositionAfterRecreation::kGoesOn;
 };
@@ -82,8 +83,9 @@ public:
     std::int64_t nextUsn() const { return base_ + static_cast<std::int64_t>(stream_.size()); }
     std::uint64_t maximumSize() const { return maximumSize_; }
     std::uint64_t allocationDelta() const { return allocationDelta_; }
-    // All records from FirstUsn on.
-    std::vector<JournalEntry> Entries() const;
+    // All records from FirstUsn on, or from a record's position on that is not below it.
+    std::vector<JournalEntry> Entries() const { return EntriesFrom(firstUsn_); }
+    std::vector<JournalEntry> EntriesFrom(std::int64_t usn) const;
 
     // The saved state is a header of kHeaderBytes and the stream. The stream only grows at its end while
     // streamBase() stays the same, so a file is kept up to date by writing what is new and then the header.

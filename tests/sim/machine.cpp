@@ -41,6 +41,7 @@ platform::Platform Machine::platform() {
 Machine::ThreadId Machine::StartThread(std::string name, Side side, std::function<void()> body) {
     Scheduler::Lock lock = core_.scheduler.Enter();
     auto thread = core_.scheduler.Start(lock, std::move(name), side, std::move(body));
+    thread->owner = side == Side::kProduct;
     std::erase_if(started_, [](const auto& entry) { return entry.second->state == SimThread::State::kEnded; });
     started_[thread->id] = thread;
     return thread->id;

@@ -334,6 +334,21 @@ bool NtfsVolume::SetPlaceholder(std::u16string_view path, bool placeholder) {
     return true;
 }
 
+Frn NtfsVolume::MakePlaceholder(std::u16string_view path) {
+    const std::lock_guard lock(mutex_);
+    Place place = PlaceFor(path);
+    if (place.parent == nullptr || place.parent->children.contains(Fold(place.name))) {
+        return 0;
+    }
+    const Frn frn = TakeNumber();
+    Node& node = nodes_[frn];
+    node.info = {frn, place.parent->info.frn, std::move(place.name), 0x20, true, 0, {}};
+    place.parent->children[Fold(node.info.name)] = frn;
+    Record(node, kReasonFileCreate);
+    MarkReparse(node, kReparseTagCloud);
+    return frn;
+}
+
 bool NtfsVolume::SetReparseTag(std::u16string_view path, std::uint32_t tag) {
     const std::lock_guard lock(mutex_);
     Node* node = Lookup(path);

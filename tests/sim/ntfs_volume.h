@@ -73,6 +73,8 @@ public:
     bool SetAttributes(std::u16string_view path, std::uint32_t attributes);
     // Marks a file or directory as cloud placeholder or takes the mark away, with the reparse attribute.
     bool SetPlaceholder(std::u16string_view path, bool placeholder);
+    // A new cloud placeholder, as its provider makes it: created and marked before it is closed.
+    Frn MakePlaceholder(std::u16string_view path);
     // Makes it a reparse point of that kind (a link has the bit 0x20000000); 0 makes it none.
     bool SetReparseTag(std::u16string_view path, std::uint32_t tag);
     // Any other change of a file: the given reasons.

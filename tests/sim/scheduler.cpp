@@ -42,8 +42,21 @@ std::shared_ptr<SimThread> Scheduler::Current(Lock& lock) {
 
 bool Scheduler::EndsByDeath(const SimThread& thread) const {
     const bool dies = thread.cancellable == Cancellable::kByDeath || thread.cancellable == Cancellable::kYes;
-    return (dead_ && thread.side == Side::kProduct && dies) ||
+    return (dead_ && thread.side == Side::kProduct && dies && !(thread.owner && OthersLive(thread))) ||
            (collapsed_ && thread.cancellable != Cancellable::kNever);
+}
+
+bool Scheduler::OthersLive(const SimThread& thread) const {
+    return std::any_of(threads_.begin(), threads_.end(), [&](const auto& other) {
+        return other.get() != &thread && other->side == Side::kProduct && other->state != SimThread::State::kEnded;
+    });
+}
+
+void Scheduler::OutliveOthers(Lock& lock, const SimThread& self) {
+    const std::function<bool()> alone = [&] { return !OthersLive(self); };
+    if (self.owner && !alone()) {
+        Wait(lock, "the end of the process's other threads", kForEver, alone, Cancellable::kNever);
+    }
 }
 
 bool Scheduler::IsSatisfied(const SimThread& thread) const {

@@ -44,6 +44,7 @@ struct SimThread {
     std::uint32_t id = 0;
     std::string name;
     Side side = Side::kTest;
+    bool owner = false;  // of what the process's other threads use: when it dies, this thread ends last
     State state = State::kReady;
     std::uint32_t lastError = 0;
     int callbackDepth = 0;  // inside a callback of SQLite: nothing may be thrown
@@ -89,6 +90,8 @@ public:
 
     // From now on every wait of the product's threads ends with kDead, and dead() is true until Revive.
     void Kill(Lock& lock);
+    // When this thread owns what the others use: waits until they have ended.
+    void OutliveOthers(Lock& lock, const SimThread& self);
     void Revive(Lock&) { dead_ = false; }
     bool dead(Lock&) const { return dead_; }
     // Waits until the product's threads (or all started ones) have ended, and forgets them.
@@ -110,6 +113,7 @@ public:
 private:
     bool IsSatisfied(const SimThread& thread) const;
     bool EndsByDeath(const SimThread& thread) const;
+    bool OthersLive(const SimThread& thread) const;
     std::shared_ptr<SimThread> Choose();
     void HandOn(Lock& lock, SimThread& self);
     void AwaitTurn(Lock& lock, SimThread& self);

@@ -8,6 +8,7 @@
 
 #include "imports/type_convert.h"
 #include "platform/constants.h"
+#include "sim/sqlite_disk.h"
 
 namespace tavi::sim {
 
@@ -318,6 +319,10 @@ void SimSqlite::AddLeaks(std::vector<std::string>& leaks) const {
 
 void SimSqlite::KeepFiles() {
     kept_.clear();
+    if (losePower_) {
+        kept_ = SqliteDisk::Synchronised();
+        return;
+    }
     for (const auto& [database, connection] : connections_) {
         if (connection->path.empty()) {
             continue;
@@ -355,8 +360,12 @@ void SimSqlite::CloseAll() {
     for (void* message : std::exchange(messages_, {})) {
         native_.Free(message);
     }
-    for (const auto& [path, bytes] : std::exchange(kept_, {})) {
+    const auto kept = std::exchange(kept_, {});
+    for (const auto& [path, bytes] : kept) {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    }
+    if (losePower_.exchange(false)) {
+        SqliteDisk::Reset(kept);
     }
 }
 

@@ -5,9 +5,12 @@
 // A failed open gives a connection all the same, which has to be closed, as SQLite's does. After an injected failure
 // Errcode answers the injected code.
 //
-// When the process dies, the database files stay as they were at that moment: what was not committed is gone.
+// When the process dies, the database files stay as they were at that moment: what was not committed is gone. When the
+// machine loses power (LosePowerAtDeath), they are set back to what was synchronised (sqlite_disk.h, whose tracking has
+// to be on from before the first connection).
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -47,6 +50,9 @@ public:
     std::int32_t ColumnInt(sqlite3_stmt* statement, int column) override;
     std::int64_t ColumnInt64(sqlite3_stmt* statement, int column) override;
 
+    // The next death of the process is one of the whole machine.
+    void LosePowerAtDeath(bool lose) { losePower_ = lose; }
+
     void AddLeaks(std::vector<std::string>& leaks) const;
     // For the machine. At the process's death: keep the files as they are; later, with no thread left: close all.
     void KeepFiles();
@@ -78,6 +84,7 @@ private:
     std::map<sqlite3_stmt*, sqlite3*> statements_;
     std::multiset<void*> messages_;
     std::map<std::filesystem::path, std::string> kept_;
+    std::atomic<bool> losePower_ = false;
 };
 
 class SimDigest final : public platform::Digest {

@@ -1,0 +1,53 @@
+// What another program sees when it opens a user's database: everything that a cycle stores, read in one transaction.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+
+namespace tavi::lives {
+
+struct ChangeRow {
+    std::int64_t timestamp = 0;
+    std::u16string path;
+    std::u16string original;
+    std::int64_t attributes = 0;
+    int reason = 0;
+    std::uint64_t frn = 0;
+    std::uint64_t oldFrn = 0;
+};
+
+struct Image {
+    bool hasUser = false;
+    std::u16string listenPath;
+    std::int64_t position = 0;
+    std::vector<ChangeRow> changes;        // in the client's order
+    std::vector<std::string> delayed;      // without their time, which reading back shortens
+    std::vector<std::string> temporaries;  //
+
+    // Everything but the position, for comparing.
+    std::string Contents() const;
+};
+
+struct CloseDatabase {
+    void operator()(sqlite3* database) const;
+};
+using Database = std::unique_ptr<sqlite3, CloseDatabase>;
+
+// Null when the file is not there or is no database yet.
+Database OpenDatabase(const std::filesystem::path& file);
+// Nothing when the tables are not there yet, or the file cannot be read.
+std::optional<Image> Look(const std::filesystem::path& file);
+std::optional<Image> Look(sqlite3* database);
+// A copy in memory, and back into a file that does not exist yet.
+Database CopyToMemory(const std::filesystem::path& file);
+bool CopyToFile(sqlite3* from, const std::filesystem::path& file);
+
+std::string Describe(const ChangeRow& row);
+
+}  // namespace tavi::lives

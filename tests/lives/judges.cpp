@@ -1,0 +1,151 @@
+#include "lives/judges.h"
+
+#include <set>
+
+#include "records/temporary_file_rules.h"
+
+namespace tavi::lives {
+
+namespace {
+
+constexpr int kDelete = 2;
+constexpr int kMove = 4;
+constexpr int kRename = 5;
+
+const records::TemporaryFileRules& Rules() {
+    static const records::TemporaryFileRules rules;
+    return rules;
+}
+
+std::u16string LastComponent(const std::u16string& path) {
+    return path.substr(path.rfind(u'\\') + 1);
+}
+
+// The first lines in which two texts differ.
+std::string FirstDifference(const std::string& expected, const std::string& actual) {
+    const auto lineAt = [](const std::string& text, std::size_t at) {
+        return at >= text.size() ? std::string("(nothing)") : text.substr(at, text.find('\n', at) - at);
+    };
+    std::size_t line = 0;
+    for (std::size_t i = 0; i < expected.size() && i < actual.size() && expected[i] == actual[i]; ++i) {
+        line = expected[i] == '\n' ? i + 1 : line;
+    }
+    return "undisturbed: " + lineAt(expected, line) + "\n    disturbed:   " + lineAt(actual, line);
+}
+
+}  // namespace
+
+void Judges::Find(char judge, std::string text, std::string knownLimit) {
+    report_.findings.push_back({judge, std::move(text), std::move(knownLimit)});
+}
+
+void Judges::CompareWithReference(const Stretch& stretch, const Reference& reference,
+                                  const std::vector<std::int64_t>& inside) {
+    ++report_.compared;
+    for (std::size_t i = 0; i < stretch.looks.size(); ++i) {
+        const Image& look = stretch.looks[i];
+        const std::int64_t position = Reference::Normalise(inside, look.position);
+        const char judge = i + 1 == stretch.looks.size() ? 'a' : 'e';
+        const auto states = reference.states.find(position);
+        if (states == reference.states.end()) {
+            Find(judge, "position " + std::to_string(look.position) + " is none at which an undisturbed life stores");
+            return;
+        }
+        if (!states->second.contains(look.Contents())) {
+            Find(judge, "rows at position " + std::to_string(look.position) + " differ\n    " +
+                            FirstDifference(*states->second.rbegin(), look.Contents()));
+            return;
+        }
+    }
+}
+
+void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
+    std::set<std::u16string> paths;
+    std::set<std::uint64_t> numbers = {~std::uint64_t{0}};
+    std::set<std::int64_t> times;
+    for (const TrueRecord& record : truth_.records()) {
+        // Where directories move, a record's directory is the one of a later moment.
+        if (!plan_.steady) {
+            paths.insert(record.name);
+        } else if (Truth::IsInside(record, kFolders[stretch.folder])) {
+            paths.insert(Truth::RelativePath(record, kFolders[stretch.folder]));
+        }
+        if (!plan_.steady || Truth::IsInside(record, kFolders[stretch.folder])) {
+            numbers.insert(record.frn);
+            times.insert(record.timestamp);
+        }
+    }
+    if (!plan_.steady) {
+        numbers.insert(0);  // an entry below a directory that moved in, gone before its number was asked for
+    }
+    for (const ChangeRow& row : image.changes) {
+        const auto known = [&](const std::u16string& path) {
+            return paths.contains(plan_.steady ? path : LastComponent(path));
+        };
+        if (!known(row.path) || (!row.original.empty() && !known(row.original)) || !numbers.contains(row.frn) ||
+            !times.contains(row.timestamp)) {
+            Find('c', "no journal record inside the folder explains the row " + Describe(row));
+        }
+    }
+}
+
+// A row has the path, or a directory above it came to where it is with the file in it.
+bool Judges::IsExplained(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
+                         int depth) const {
+    for (const ChangeRow& row : image.changes) {
+        if (row.path == path && row.reason != kDelete) {
+            return true;
+        }
+    }
+    if (depth > 0) {
+        const auto before = stretch.folderAtStart.find(path);
+        if (before != stretch.folderAtStart.end() && before->second.contents == state.contents) {
+            return true;
+        }
+    }
+    if (depth > 6) {
+        return false;
+    }
+    for (const ChangeRow& row : image.changes) {
+        if ((row.reason == kMove || row.reason == kRename) && path.starts_with(row.path + u"\\") &&
+            IsExplained(stretch, image, row.original + path.substr(row.path.size()), state, depth + 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string Judges::WhereDropped(const Reference* reference, const std::u16string& path) const {
+    std::string where = "in no batch";
+    if (reference == nullptr) {
+        return where;
+    }
+    for (const auto& steps : reference->batches) {
+        bool there = false;
+        for (const StepTrace& step : steps) {
+            const bool here = std::find(step.paths.begin(), step.paths.end(), path) != step.paths.end();
+            if (there && !here) {
+                where = step.label;
+            }
+            there = here;
+        }
+    }
+    return where;
+}
+
+void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const FolderState& now,
+                              const Reference* reference) {
+    for (const auto& [path, state] : now) {
+        if (state.directory || Rules().IsTemporaryFileName(path)) {
+            continue;
+        }
+        const auto before = stretch.folderAtStart.find(path);
+        const bool changed = before == stretch.folderAtStart.end() || before->second.contents != state.contents;
+        const bool cloud = state.contents.empty() && state.placeholder;
+        if (changed && !cloud && !IsExplained(stretch, image, path, state, 0)) {
+            Find('d', Narrow(path) + " changed and has no row; dropped by: " + WhereDropped(reference, path));
+        }
+    }
+}
+
+}  // namespace tavi::lives

@@ -1,0 +1,50 @@
+// The judges that look at a life's end: see life.h for their letters.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lives/database_image.h"
+#include "lives/life.h"
+#include "lives/reference.h"
+#include "lives/truth.h"
+
+namespace tavi::lives {
+
+// A stretch of a user's life between two starts after which the client begins anew.
+struct Stretch {
+    std::size_t user = 0;
+    std::size_t folder = 0;
+    Database base;  // as the start left it
+    std::int64_t position = 0;
+    std::uint64_t journal = 0;
+    bool comparable = true;  // its journal is whole and no position was given up
+    FolderState folderAtStart;
+    std::vector<Image> looks;
+};
+
+class Judges {
+public:
+    Judges(const Plan& plan, const Truth& truth, Report& report) : plan_(plan), truth_(truth), report_(report) {}
+
+    void Find(char judge, std::string text, std::string knownLimit = {});
+    // a and e, for a stretch that can be compared.
+    void CompareWithReference(const Stretch& stretch, const Reference& reference,
+                              const std::vector<std::int64_t>& inside);
+    // c and d, for the stretch that is under way at the end.
+    void CheckOrigins(const Stretch& stretch, const Image& image);
+    void CheckNothingLost(const Stretch& stretch, const Image& image, const FolderState& now,
+                          const Reference* reference);
+
+private:
+    bool IsExplained(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
+                     int depth) const;
+    std::string WhereDropped(const Reference* reference, const std::u16string& path) const;
+
+    const Plan& plan_;
+    const Truth& truth_;
+    Report& report_;
+};
+
+}  // namespace tavi::lives

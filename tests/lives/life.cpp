@@ -1,0 +1,400 @@
+#include "lives/life.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "lives/judges.h"
+#include "lives/world.h"
+
+namespace tavi::lives {
+
+namespace {
+
+constexpr std::uint32_t kReplyFailed = 5;
+constexpr std::uint32_t kReplyReplaced = 3;
+constexpr std::int64_t kQuickStopMs = 3000;
+constexpr std::size_t kUsers = 2;
+
+class Life {
+public:
+    explicit Life(const Plan& plan) : plan_(plan), world_(plan), judges_(plan, world_.truth(), report_) {}
+
+    Report Run();
+
+private:
+    void Perform(const Event& event);
+    void PerformControl(const Event& event);
+    void PerformMishap(const Event& event);
+    void NoticeDeath();
+    void StartTask();
+    void JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Image>& before);
+    void BeginStretch();
+    void LookAtAll();
+    void Look(std::size_t user);
+    void Stop();
+    void JournalBroken();
+    void ComeToRest();
+    void End();
+    void JudgeStretches();
+
+    Stretch* Current() { return stretches_.at(user_).empty() ? nullptr : &stretches_.at(user_).back(); }
+
+    const Plan& plan_;
+    Report report_;
+    World world_;
+    Judges judges_;
+    std::size_t user_ = 0;
+    std::size_t folder_ = 0;
+    std::array<std::vector<Stretch>, kUsers> stretches_;
+    bool listening_ = false;  // a start was answered well and nothing has ended the task since
+    bool mustGoOn_ = false;   // and nothing happened that may end it
+    std::int64_t startedAt_ = 0;
+    int eventsWhileDown_ = 0;
+    int positionsGivenUp_ = 0;
+};
+
+// A look that cannot be had (the file is locked, or not there yet) is no look.
+void Life::Look(std::size_t user) {
+    if (stretches_.at(user).empty()) {
+        return;
+    }
+    if (auto image = lives::Look(world_.DatabaseFile(user))) {
+        ++report_.looks;
+        stretches_.at(user).back().looks.push_back(std::move(*image));
+    }
+}
+
+void Life::LookAtAll() {
+    for (std::size_t user = 0; user < kUsers; ++user) {
+        Look(user);
+    }
+}
+
+// From here on rows and position have to be those of an undisturbed life that begins with what is there now.
+void Life::BeginStretch() {
+    Stretch stretch;
+    stretch.user = user_;
+    stretch.folder = folder_;
+    stretch.base = CopyToMemory(world_.DatabaseFile(user_));
+    if (!stretch.base) {
+        return;
+    }
+    const auto image = lives::Look(stretch.base.get());
+    stretch.comparable = image && image->hasUser;
+    stretch.position = image ? image->position : 0;
+    stretch.journal = world_.journalId();
+    stretch.folderAtStart = StateOf(world_.volume(), kFolders[folder_]);
+    stretches_.at(user_).push_back(std::move(stretch));
+}
+
+void Life::StartTask() {
+    if (world_.dead()) {
+        NoticeDeath();
+    }
+    if (!world_.processStarted()) {
+        world_.StartProcess();
+    }
+    if (world_.dead()) {
+        return;
+    }
+    ++report_.starts;
+    const auto before = lives::Look(world_.DatabaseFile(user_));
+    const bool troubled = world_.inTrouble();
+    const auto reply = world_.AskStart(user_, folder_);
+    listening_ = reply && *reply < kReplyFailed;
+    mustGoOn_ = listening_ && !troubled;
+    startedAt_ = world_.machine().NowMilliseconds();
+    JudgeStart(reply, before);
+}
+
+void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Image>& before) {
+    const StartWay way = world_.log().startWay();
+    const bool continues = way == StartWay::kContinue && !world_.log().tablesCleared();
+    const bool known = before && before->hasUser && before->listenPath == kFolders[folder_];
+    Stretch* current = Current();
+    if (reply && (*reply == 0 || *reply == kReplyReplaced) && known) {
+        const bool valid = world_.journalActive() && before->position >= world_.journalFirst() &&
+                           before->position <= world_.journalNext();
+        if (!valid) {
+            judges_.Find('b', "reply " + std::to_string(*reply) + " although the position was lost");
+        } else if (current != nullptr && current->journal != world_.journalId()) {
+            judges_.Find('b', "reply " + std::to_string(*reply) + " although the journal is another one",
+                         "journal-recreated-unnoticed");
+            return BeginStretch();
+        }
+    }
+    if (way == StartWay::kNone || (continues && current != nullptr)) {
+        return;  // nothing was changed, or it goes on where it was
+    }
+    BeginStretch();
+}
+
+void Life::NoticeDeath() {
+    ++report_.deaths;
+    world_.Restart();
+    listening_ = mustGoOn_ = false;
+    // An unanswered start may have changed what is stored: whoever reads begins with that.
+    LookAtAll();
+}
+
+void Life::Stop() {
+    if (!world_.processStarted() || world_.dead()) {
+        return;
+    }
+    const bool troubled = world_.inTrouble();
+    const auto took = world_.Stop();
+    listening_ = mustGoOn_ = false;
+    if (!took) {
+        return;
+    }
+    if (*took > kQuickStopMs && !troubled) {
+        judges_.Find('g', "stopping took " + std::to_string(*took) + " ms");
+    }
+    for (const std::string& leak : world_.machine().leaks()) {
+        judges_.Find('f', "left behind by the process: " + leak);
+    }
+}
+
+void Life::JournalBroken() {
+    for (auto& stretches : stretches_) {
+        if (!stretches.empty()) {
+            stretches.back().comparable = false;
+        }
+    }
+    mustGoOn_ = false;
+}
+
+void Life::PerformControl(const Event& event) {
+    switch (event.act) {
+        case Act::kStop:
+            return Stop();
+        case Act::kFinish:
+            if (world_.processStarted() && !world_.dead()) {
+                const auto reply = world_.AskFinish();
+                listening_ = mustGoOn_ = false;
+                if (reply && *reply != 6) {
+                    judges_.Find('g', "reply " + std::to_string(*reply) + " to a finish request");
+                }
+            }
+            return;
+        case Act::kStart:
+            return StartTask();
+        case Act::kSwitchUser:
+            user_ = event.number % kUsers;
+            return StartTask();
+        case Act::kSwitchFolder:
+            folder_ = event.number % std::size(kFolders);
+            return StartTask();
+        case Act::kStatus:
+            if (world_.processStarted() && !world_.dead()) {
+                world_.AskStatus();
+            }
+            return;
+        default:
+            return LookAtAll();
+    }
+}
+
+void Life::PerformMishap(const Event& event) {
+    constexpr std::uint64_t kBearableFailures = 30;
+    constexpr std::int64_t kBearableFullDisk = 1000;
+    constexpr std::int64_t kSettledMs = 2000;
+    const bool settled = listening_ && world_.machine().NowMilliseconds() - startedAt_ > kSettledMs;
+    switch (event.act) {
+        case Act::kKill:
+            if (world_.processStarted()) {
+                world_.machine().Kill();
+            }
+            return;
+        case Act::kKillAtCall:
+            if (world_.processStarted()) {
+                world_.machine().faults().KillAtCall(event.number);
+            }
+            return;
+        case Act::kPowerLoss:
+            if (world_.processStarted()) {
+                ++report_.powerLosses;
+                world_.LosePowerAtCall(event.number);
+            }
+            return;
+        case Act::kLockDatabase:
+            mustGoOn_ = mustGoOn_ && !world_.inTrouble() && settled;
+            return world_.LockDatabase(user_, static_cast<std::int64_t>(event.number));
+        case Act::kFullDisk:
+            mustGoOn_ = mustGoOn_ && !world_.inTrouble() && settled && event.number <= kBearableFullDisk;
+            return world_.FillDisk(static_cast<std::int64_t>(event.number));
+        case Act::kSqliteFails:
+            mustGoOn_ = mustGoOn_ && !world_.inTrouble() && settled && event.number <= kBearableFailures;
+            return world_.FailSqlite(Narrow(event.path), static_cast<std::uint32_t>(std::stoul(Narrow(event.other))),
+                                     event.number);
+        case Act::kReadFails:
+            // A read that fails looks like a quiet journal; only with a quiet time to wait for is that harmless.
+            if (plan_.intervalSeconds > 0) {
+                world_.FailReads(300);
+            }
+            return;
+        case Act::kTrimJournal: {
+            const std::int64_t first = world_.journalFirst();
+            const std::int64_t span = world_.journalNext() - first;
+            const std::int64_t to = first + span * static_cast<std::int64_t>(event.number) / 100;
+            world_.volume().WithJournal([&](sim::EmulatedJournal& journal) { journal.TrimTo(to); });
+            return JournalBroken();
+        }
+        case Act::kDeleteJournal:
+        case Act::kRecreateJournal:
+            world_.workload().LetGo();
+            world_.volume().WithJournal([&](sim::EmulatedJournal& journal) {
+                journal.behaviour().recreation = event.number % 2 == 0 ? sim::PositionAfterRecreation::kGoesOn
+                                                                       : sim::PositionAfterRecreation::kRestarts;
+                journal.Delete();
+                if (event.act == Act::kRecreateJournal) {
+                    journal.Create();
+                }
+            });
+            world_.truth().JournalReplaced();
+            return JournalBroken();
+        case Act::kClockBack: {
+            auto& clock = world_.machine().clock();
+            clock.SetNowUtc(clock.NowUtc() - event.number * 10000);
+            return;
+        }
+        default:
+            return;
+    }
+}
+
+void Life::Perform(const Event& event) {
+    world_.Sleep(event.pause);
+    if (world_.dead()) {
+        NoticeDeath();
+    }
+    if (!listening_ && ++eventsWhileDown_ > static_cast<int>(plan_.seed % 4)) {
+        eventsWhileDown_ = 0;
+        StartTask();
+    }
+    if (world_.workload().Perform(event)) {
+        return;
+    }
+    if (IsMishap(event.act)) {
+        PerformMishap(event);
+    } else {
+        PerformControl(event);
+    }
+}
+
+// Until everything that happened is stored.
+void Life::ComeToRest() {
+    constexpr int kRounds = 60;
+    for (int round = 0; round < kRounds; ++round) {
+        world_.Sleep(plan_.intervalSeconds * 1000 + 1500);
+        const auto image = lives::Look(world_.DatabaseFile(user_));
+        if (image && image->position == world_.journalNext()) {
+            return;
+        }
+    }
+    judges_.Find('a', "the position never reaches the end of the journal");
+}
+
+void Life::End() {
+    world_.EndTroubles();
+    world_.workload().LetGo();
+    if (world_.dead()) {
+        NoticeDeath();
+    }
+    if (mustGoOn_) {
+        world_.Sleep(2000);  // a task that has just been started does not count yet
+    }
+    if (mustGoOn_ && !world_.dead() && world_.AskStatus() != std::optional<std::uint32_t>(2)) {
+        judges_.Find('g', "the task ended although it had to go on");
+    }
+    StartTask();
+    if (!listening_) {
+        judges_.Find('g', "the task cannot be started with everything in order");
+        return;
+    }
+    ComeToRest();
+    LookAtAll();
+    world_.AskFinish();
+    const std::size_t handlesWithoutTask = world_.machine().OpenHandles();
+    StartTask();
+    world_.Sleep(700);
+    world_.AskFinish();
+    if (world_.machine().OpenHandles() != handlesWithoutTask) {
+        judges_.Find('f', "handles before and after a task: " + std::to_string(handlesWithoutTask) + ", " +
+                              std::to_string(world_.machine().OpenHandles()));
+    }
+    Stop();
+}
+
+void Life::JudgeStretches() {
+    std::size_t number = 0;
+    for (auto& stretches : stretches_) {
+        for (std::size_t i = 0; i < stretches.size(); ++i) {
+            Stretch& stretch = stretches[i];
+            const bool last = i + 1 == stretches.size();
+            const bool underWay = last && stretch.user == user_;
+            const bool whole = stretch.comparable && stretch.journal == world_.journalId() &&
+                               stretch.position >= world_.journalFirst() && world_.log().positionsGivenUp() == 0;
+            std::optional<Reference> reference;
+            const std::vector<std::int64_t> inside = world_.truth().Inside(kFolders[stretch.folder], stretch.position);
+            if (whole && plan_.steady && !stretch.looks.empty()) {
+                reference = RunReference(world_, stretch.base.get(), stretch.user, kFolders[stretch.folder],
+                                         plan_.intervalSeconds, inside, number++);
+                if (!reference->ran) {
+                    judges_.Find('a', "the undisturbed life did not reach the journal's end");
+                    continue;
+                }
+                judges_.CompareWithReference(stretch, *reference, inside);
+            }
+            if (underWay && !stretch.looks.empty()) {
+                const Image& image = stretch.looks.back();
+                report_.rows += image.changes.size();
+                report_.finalContents = image.Contents();
+                judges_.CheckOrigins(stretch, image);
+                if (whole) {
+                    judges_.CheckNothingLost(stretch, image, StateOf(world_.volume(), kFolders[stretch.folder]),
+                                             reference ? &*reference : nullptr);
+                }
+            }
+        }
+    }
+}
+
+Report Life::Run() {
+    world_.machine().OnDeadlock([this](const std::string& text) { judges_.Find('g', text); });
+    StartTask();
+    for (const Event& event : plan_.events) {
+        Perform(event);
+    }
+    End();
+    if (report_.firstUnexplained() == nullptr || report_.firstUnexplained()->judge != 'g') {
+        JudgeStretches();
+    }
+    report_.calls = world_.machine().faults().calls();
+    report_.switches = world_.machine().switches();
+    report_.virtualMs = world_.machine().NowMilliseconds();
+    if (!report_.findings.empty()) {
+        report_.log = world_.log().Tail();
+    }
+    return std::move(report_);
+}
+
+}  // namespace
+
+bool Report::unexplained() const {
+    return firstUnexplained() != nullptr;
+}
+
+const Finding* Report::firstUnexplained() const {
+    const auto found = std::find_if(findings.begin(), findings.end(),
+                                    [](const Finding& finding) { return finding.knownLimit.empty(); });
+    return found == findings.end() ? nullptr : &*found;
+}
+
+Report Live(const Plan& plan) {
+    return Life(plan).Run();
+}
+
+}  // namespace tavi::lives

@@ -1,0 +1,90 @@
+#include "lives/reference.h"
+
+#include <algorithm>
+#include <atomic>
+
+#include "records/cycle/file_change_record.h"
+
+namespace tavi::lives {
+
+namespace {
+
+class Tracer final : public records::PipelineObserver {
+public:
+    explicit Tracer(std::vector<StepTrace>& steps) : steps_(steps) {}
+
+    void OnUsnRecords(std::string_view label, const records::UsnRecordList& list) override {
+        StepTrace& step = steps_.emplace_back();
+        step.label = label;
+        for (const records::UsnRecord& record : list) {
+            step.paths.push_back(record.filename);
+        }
+    }
+    void OnChanges(std::string_view label, const records::StepRecordList& list) override {
+        StepTrace& step = steps_.emplace_back();
+        step.label = label;
+        for (const auto& record : list) {
+            step.paths.emplace_back(record.fileName);
+        }
+    }
+
+private:
+    std::vector<StepTrace>& steps_;
+};
+
+}  // namespace
+
+std::int64_t Reference::Normalise(const std::vector<std::int64_t>& inside, std::int64_t position) {
+    const auto next = std::lower_bound(inside.begin(), inside.end(), position);
+    return next == inside.end() ? kEnd : *next;
+}
+
+Reference RunReference(World& world, sqlite3* base, std::size_t user, std::u16string folder,
+                       std::uint32_t intervalSeconds, const std::vector<std::int64_t>& inside, std::size_t number) {
+    Reference reference;
+    const std::u16string directory =
+        u"C:\\ProgramData\\Reference" + std::u16string(1, static_cast<char16_t>(u'a' + number));
+    const std::u16string path = directory + u"\\ListenService.dat";
+    world.machine().files().WriteText(directory + u"\\beside.txt", "");
+    const std::filesystem::path file = world.machine().files().HostPath(path);
+    if (!CopyToFile(base, file)) {
+        return reference;
+    }
+    const Database reader = OpenDatabase(file);
+    const auto note = [&] {
+        if (const auto image = Look(reader.get())) {
+            reference.states[Reference::Normalise(inside, image->position)].insert(image->Contents());
+        }
+    };
+    const auto begin = Look(reader.get());
+    if (!begin) {
+        return reference;
+    }
+    note();
+    db::SqLite3Operator database(world.platform());
+    database.InitSqLiteDb(path);
+    const std::atomic<bool> abandon{false};
+    records::FileChangeRecord cycle(world.platform(), database,
+                                    {world.UserId(user), std::move(folder), begin->position, intervalSeconds * 1000},
+                                    abandon, records::FileChangeRecord::CurrentService::kPresent);
+    if (cycle.Init() != 1) {
+        return reference;
+    }
+    const std::int64_t end = world.journalNext();
+    constexpr std::size_t kMostCycles = 5000;  // whoever needs more is going in circles
+    for (bool atEnd = false; !atEnd && reference.batches.size() < kMostCycles;) {
+        // One more cycle at the end, with nothing but what was held back.
+        atEnd = cycle.journal().startUsn() >= end;
+        std::vector<StepTrace>& steps = reference.batches.emplace_back();
+        Tracer tracer(steps);
+        const auto result = cycle.RunSteps(cycle.GatherBatch(), &tracer);
+        if (!result || !cycle.Store(*result)) {
+            return reference;
+        }
+        note();
+    }
+    reference.ran = cycle.journal().startUsn() >= end;
+    return reference;
+}
+
+}  // namespace tavi::lives

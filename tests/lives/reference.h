@@ -1,0 +1,35 @@
+// The undisturbed life: the same cycle over the same journal from the same beginning, with nobody interrupting it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "lives/world.h"
+
+namespace tavi::lives {
+
+// A step of the pipeline and the paths in its result, for finding out which rule drops one.
+struct StepTrace {
+    std::string label;
+    std::vector<std::u16string> paths;
+};
+
+struct Reference {
+    // Contents of the database for every position of a record inside the folder that it was stored for: the first
+    // record not yet dealt with, or kEnd behind the last one.
+    static constexpr std::int64_t kEnd = -1;
+    std::map<std::int64_t, std::set<std::string>> states;
+    std::vector<std::vector<StepTrace>> batches;
+    bool ran = false;
+
+    static std::int64_t Normalise(const std::vector<std::int64_t>& inside, std::int64_t position);
+};
+
+// `base` is the database as the life found it, `number` makes the file's name.
+Reference RunReference(World& world, sqlite3* base, std::size_t user, std::u16string folder,
+                       std::uint32_t intervalSeconds, const std::vector<std::int64_t>& inside, std::size_t number);
+
+}  // namespace tavi::lives

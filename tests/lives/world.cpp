@@ -1,0 +1,229 @@
+#include "lives/world.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+
+#include "platform/constants.h"
+#include "service/entry.h"
+#include "sim/sqlite_disk.h"
+#include "unit/ipc/frame_builder.h"
+#include "util/sha256.h"
+
+namespace tavi::lives {
+
+namespace {
+
+constexpr std::uint32_t kClientProcess = 1234;
+constexpr const char16_t* kPublisher = u"Test Publisher";
+constexpr const char16_t* kClientProgram = u"C:\\Client.exe";
+constexpr std::int64_t kPatience = 900000;
+
+std::string AsMessage(const test::Bytes& bytes) {
+    std::string message;
+    for (const std::byte byte : bytes) {
+        message.push_back(static_cast<char>(byte));
+    }
+    return message;
+}
+
+sim::MachineOptions OptionsOf(const Plan& plan) {
+    sim::SqliteDisk::Install();
+    return {plan.seed * 2 + 1, plan.everyThreadAtOnce ? sim::Concurrency::kFree : sim::Concurrency::kBaton};
+}
+
+bool MayLosePower(const Plan& plan) {
+    return std::any_of(plan.events.begin(), plan.events.end(),
+                       [](const Event& event) { return event.act == Act::kPowerLoss; });
+}
+
+}  // namespace
+
+World::World(const Plan& plan)
+    : plan_(plan),
+      machine_(OptionsOf(plan)),
+      platform_(machine_.platform()),
+      truth_(machine_.volume()),
+      workload_(
+          machine_.volume(), [this](std::int64_t milliseconds) { Sleep(milliseconds); }, [this] { truth_.Pull(); }) {
+    sim::SqliteDisk::TrackSynchronised(MayLosePower(plan));
+    sim::SqliteDisk::SetFull(false);
+    volume().MakeFile(kClientProgram, "MZ");
+    machine_.trust().SetSignature(kClientProgram, 0, kPublisher);
+    machine_.trust().AddProcess(kClientProcess, kClientProgram);
+    for (const char16_t* folder : kFolders) {
+        volume().MakeDirectory(folder);
+    }
+    volume().WithJournal([&](sim::EmulatedJournal& journal) { journal.behaviour().mostBytesPerRead = plan.readLimit; });
+    truth_.Pull();
+}
+
+World::~World() {
+    Unlock();
+    sim::SqliteDisk::SetFull(false);
+    sim::SqliteDisk::TrackSynchronised(false);
+}
+
+void World::RunTimers() {
+    for (std::size_t i = 0; i < timers_.size();) {
+        if (timers_[i].first > machine_.NowMilliseconds()) {
+            ++i;
+            continue;
+        }
+        const std::function<void()> action = std::move(timers_[i].second);
+        timers_.erase(timers_.begin() + static_cast<std::ptrdiff_t>(i));
+        action();
+    }
+}
+
+void World::Sleep(std::int64_t milliseconds) {
+    const std::int64_t end = machine_.NowMilliseconds() + milliseconds;
+    while (machine_.NowMilliseconds() < end) {
+        std::int64_t until = end;
+        for (const auto& [time, action] : timers_) {
+            until = std::min(until, std::max(time, machine_.NowMilliseconds()));
+        }
+        machine_.Sleep(until - machine_.NowMilliseconds());
+        RunTimers();
+    }
+}
+
+void World::StartProcess() {
+    process_ = machine_.StartProcess([this] {
+        service::DumpHandleHolder holder(platform_);
+        service::RunEntryPoint(platform_, holder, {}, kPublisher);
+    });
+    processStarted_ = true;
+    machine_.WaitUntil([this] { return machine_.dead() || machine_.services().state() == platform::kServiceRunning; },
+                       60000, 10);
+}
+
+std::optional<std::int64_t> World::Stop() {
+    const std::int64_t before = machine_.NowMilliseconds();
+    // Not SendControl: a process that dies in the handler would keep this thread waiting.
+    machine_.services().PostControl(platform::kServiceControlStop);
+    const bool ended = machine_.WaitUntil(
+        [this] { return machine_.dead() || machine_.services().state() == platform::kServiceStopped; }, kPatience, 50);
+    if (machine_.dead() || !ended) {
+        return ended ? std::nullopt : std::optional(kPatience);
+    }
+    machine_.Join(process_);
+    processStarted_ = false;
+    return machine_.NowMilliseconds() - before;
+}
+
+void World::LosePowerAtCall(std::uint64_t call) {
+    machine_.sqlite().LosePowerAtDeath(true);
+    machine_.faults().KillAtCall(call);
+}
+
+void World::Restart() {
+    Unlock();
+    machine_.Restart();
+    machine_.sqlite().LosePowerAtDeath(false);
+    processStarted_ = false;
+    EndTroubles();
+}
+
+std::optional<std::uint32_t> World::Ask(std::uint32_t command, std::u16string_view json) {
+    Unlock();  // this thread cannot let go of the lock while it waits for the answer
+    sim::PipeClient client(machine_.pipes());
+    std::string reply;
+    if (client.Connect(kClientProcess, 5000) != 0 || client.WriteMessage(AsMessage(test::Frame(command, json))) != 0 ||
+        client.ReadMessage(reply, kPatience) != 0 || reply.size() != 8) {
+        return std::nullopt;
+    }
+    return static_cast<unsigned char>(reply[4]);
+}
+
+std::optional<std::uint32_t> World::AskStart(std::size_t user, std::size_t folder) {
+    log_.ForgetStart();
+    const std::u16string interval(1, static_cast<char16_t>(u'0' + plan_.intervalSeconds));
+    return Ask(0, test::StartJson(UserId(user), kFolders[folder], kDatabaseBase, interval));
+}
+
+std::optional<std::uint32_t> World::AskFinish() {
+    return Ask(1, {});
+}
+
+std::optional<std::uint32_t> World::AskStatus() {
+    return Ask(2, {});
+}
+
+std::u16string World::UserId(std::size_t user) const {
+    return user == 0 ? u"first user" : u"second user";
+}
+
+std::filesystem::path World::DatabaseFile(std::size_t user) {
+    std::filesystem::path& file = files_[user];
+    if (file.empty()) {
+        platform::Platform platform = machine_.platform();
+        const std::u16string digest = util::ShA256Encode(platform, UserId(user));
+        file = machine_.files().HostPath(std::u16string(kDatabaseBase) + u"\\" + digest + u"\\ListenService.dat");
+    }
+    return file;
+}
+
+void World::LockDatabase(std::size_t user, std::int64_t milliseconds) {
+    Unlock();
+    locker_ = OpenDatabase(DatabaseFile(user));
+    if (locker_ && sqlite3_exec(locker_.get(), "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK) {
+        timers_.emplace_back(machine_.NowMilliseconds() + milliseconds, [this] { Unlock(); });
+    } else {
+        locker_ = nullptr;
+    }
+}
+
+void World::Unlock() {
+    if (locker_) {
+        sqlite3_exec(locker_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        locker_ = nullptr;
+    }
+}
+
+void World::FillDisk(std::int64_t milliseconds) {
+    sim::SqliteDisk::SetFull(true);
+    timers_.emplace_back(machine_.NowMilliseconds() + milliseconds, [] { sim::SqliteDisk::SetFull(false); });
+}
+
+void World::FailReads(std::int64_t milliseconds) {
+    constexpr std::uint32_t kIoDevice = 1117;
+    const auto failWith = [this](std::uint32_t code) {
+        volume().WithJournal([&](sim::EmulatedJournal& journal) { journal.behaviour().failReadsWith = code; });
+    };
+    failWith(kIoDevice);
+    timers_.emplace_back(machine_.NowMilliseconds() + milliseconds, [failWith] { failWith(0); });
+}
+
+void World::FailSqlite(const std::string& call, std::uint32_t code, std::uint64_t times) {
+    for (std::uint64_t nth = 1; nth <= times; ++nth) {
+        machine_.faults().Fail({.call = call, .nth = nth, .code = code});
+    }
+    sqliteFailing_ = true;
+}
+
+void World::EndTroubles() {
+    for (auto& [time, action] : std::exchange(timers_, {})) {
+        action();
+    }
+    machine_.faults().Clear();
+    sqliteFailing_ = false;
+}
+
+std::uint64_t World::journalId() {
+    return volume().WithJournal([](sim::EmulatedJournal& journal) { return journal.journalId(); });
+}
+
+std::int64_t World::journalFirst() {
+    return volume().WithJournal([](sim::EmulatedJournal& journal) { return journal.firstUsn(); });
+}
+
+std::int64_t World::journalNext() {
+    return volume().WithJournal([](sim::EmulatedJournal& journal) { return journal.nextUsn(); });
+}
+
+bool World::journalActive() {
+    return volume().WithJournal([](sim::EmulatedJournal& journal) { return journal.active(); });
+}
+
+}  // namespace tavi::lives

@@ -1,0 +1,31 @@
+// The disk below SQLite: knows what of every database file was synchronised, so that a loss of power can take the rest,
+// and can be full. It stands between SQLite and the system's files, for the whole process, from the first Install on;
+// until something is switched on it only passes calls on.
+//
+// Model: a file's contents survive as they were when the file was last synchronised; a file that never was is empty
+// afterwards; a deletion is durable at once, as the file system's own journal makes it. Any thread.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+namespace tavi::sim {
+
+class SqliteDisk {
+public:
+    // Makes it SQLite's disk. Before the first connection is opened; more than once does nothing.
+    static void Install();
+
+    // Only while it is on are synchronised contents kept. Switching it on or off forgets all.
+    static void TrackSynchronised(bool track);
+    // Every file that was written since then, with what would be left of it.
+    static std::map<std::filesystem::path, std::string> Synchronised();
+    // After a loss of power the files were rewritten: what they hold is what is synchronised.
+    static void Reset(const std::map<std::filesystem::path, std::string>& files);
+
+    // While it is on, every write fails with result 13.
+    static void SetFull(bool full);
+};
+
+}  // namespace tavi::sim
