@@ -1,6 +1,7 @@
 #include "client.h"
 
 #include <CLI/CLI.hpp>
+#include <map>
 #include <memory>
 #include <ostream>
 
@@ -12,8 +13,11 @@ namespace {
 
 constexpr const char* kFooter =
     "Exit codes:\n"
-    "  0  done: the task listens (start), has ended (finish), or runs with a usable journal (status)\n"
-    "  1  the service answered that it could not start the task\n"
+    "  0  done: the task listens (start), has ended (finish), or runs with a usable journal (status); nothing is "
+    "wrong\n"
+    "     (doctor); there is something to tell (explain)\n"
+    "  1  start: the service answered that it could not start the task; doctor: there are problems; explain: the sync\n"
+    "     log holds nothing about the file\n"
     "  2  wrong arguments\n"
     "  3  the service is not there\n"
     "  4  the service does not accept this client\n"
@@ -21,6 +25,7 @@ constexpr const char* kFooter =
     "  6  the conversation broke down, or the answer was not understood\n"
     "  7  status: no listening task is running\n"
     "  8  status: the change journal of the running task cannot be used\n"
+    "  9  the database or the sync log cannot be read (watch, show, explain)\n"
     "With --exit-with-reply, 10 plus the reply's number whenever the service replied.";
 
 constexpr std::uint32_t kMaxTimeoutSeconds = 3600;
@@ -62,16 +67,87 @@ void AddStatus(CLI::App& app, const Surroundings& surroundings, int& exitCode) {
     command->callback([options, surroundings, &exitCode] { exitCode = Status(*options, surroundings); });
 }
 
+void AddDatabaseOptions(CLI::App& command, DatabaseOptions& options, bool required) {
+    command.add_option("--user", options.userId, "The user's id, as in the start request")->required(required);
+    command.add_option("--database", options.baseFolder, "The base folder of the databases, as in the start request")
+        ->required(required);
+}
+
+void AddWatch(CLI::App& app, const Surroundings& surroundings, int& exitCode) {
+    CLI::App* command = app.add_subcommand("watch", "Print the changes that the service records, as they come");
+    const auto options = std::make_shared<WatchOptions>();
+    AddDatabaseOptions(*command, options->database, true);
+    command->add_option("--since", options->after, "Begin with the changes behind this id; 0: with all there are");
+    command->add_flag("--once", options->once, "Print what there is (with --since: behind that id) and end");
+    command->add_option("--seconds", options->seconds,
+                        "End after so many seconds instead of running until interrupted");
+    command->add_flag("--json", options->json, "One JSON object a line");
+    const std::map<std::string, Colour> colours = {
+        {"auto", Colour::kAuto}, {"always", Colour::kAlways}, {"never", Colour::kNever}};
+    command->add_option("--color", options->colour, "auto (on a terminal), always or never")
+        ->transform(CLI::CheckedTransformer(colours).description(""))
+        ->option_text("WHEN");
+    command->footer(
+        "Without --since and --once it begins with what comes from now on. It only reads, in short looks that do not\n"
+        "hold up the service, and it goes on when rows are deleted or the database is missing or made anew.\n"
+        "Stop it with Ctrl+C.");
+    command->callback([options, surroundings, &exitCode] { exitCode = Watch(*options, surroundings); });
+}
+
+void AddShow(CLI::App& app, const Surroundings& surroundings, int& exitCode) {
+    CLI::App* command =
+        app.add_subcommand("show", "Show what a user's database holds and how far the service has read");
+    const auto options = std::make_shared<ShowOptions>();
+    AddDatabaseOptions(*command, options->database, true);
+    command->footer("Comparing the position with the change journal needs an administrator's rights.");
+    command->callback([options, surroundings, &exitCode] { exitCode = Show(*options, surroundings); });
+}
+
+void AddDoctor(CLI::App& app, const Surroundings& surroundings, int& exitCode) {
+    CLI::App* command = app.add_subcommand("doctor", "Look for what is wrong and say what to do about it");
+    const auto options = std::make_shared<DoctorOptions>();
+    AddDatabaseOptions(*command, options->database, false);
+    command->add_option("--folder", options->folder, "The listened folder, as in the start request");
+    command->add_option("--timeout", options->timeoutSeconds, "How long to wait for the service, in seconds")
+        ->check(CLI::Range(std::uint32_t{1}, kMaxTimeoutSeconds))
+        ->capture_default_str();
+    command->footer(
+        "It changes nothing. Without --folder the volume and its change journal are not looked at, without --user and\n"
+        "--database the database is not. The journal can be looked at only with an administrator's rights.");
+    command->callback([options, surroundings, &exitCode] { exitCode = Doctor(*options, surroundings); });
+}
+
+void AddExplain(CLI::App& app, const Surroundings& surroundings, int& exitCode) {
+    CLI::App* command = app.add_subcommand(
+        "explain", "Tell what the service did with a file's changes, step by step, from its sync log");
+    const auto options = std::make_shared<ExplainOptions>();
+    command->add_option("path", options->path, "The file or directory: relative to the listened folder, or full")
+        ->required();
+    command->add_option("--folder", options->folder, "The listened folder, when the path is a full one");
+    command->add_option("--batches", options->batches, "How many of the last batches that concern it")
+        ->check(CLI::Range(1, 10000))
+        ->capture_default_str();
+    command->add_option("--frn", options->frn, "Only the file with this reference number, under whatever name");
+    command->add_option("--logs", options->logFolder, "Another log folder than the service's own");
+    command->footer("The sync log obscures names; files whose names look the same there are told of together.");
+    command->callback([options, surroundings, &exitCode] { exitCode = ExplainPath(*options, surroundings); });
+}
+
 }  // namespace
 
 int RunClient(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
-    CLI::App app("Talks to TaviLumbraService over its named pipe.", "TaviListenClient");
+    CLI::App app("Drives TaviLumbraService, shows what it records, and finds out what is wrong.", "TaviListenClient");
     app.footer(kFooter);
     app.require_subcommand(1);
+    app.allow_windows_style_options(false);  // a path may begin with a slash
     int exitCode = kExitDone;
     AddStart(app, surroundings, exitCode);
     AddFinish(app, surroundings, exitCode);
     AddStatus(app, surroundings, exitCode);
+    AddWatch(app, surroundings, exitCode);
+    AddShow(app, surroundings, exitCode);
+    AddDoctor(app, surroundings, exitCode);
+    AddExplain(app, surroundings, exitCode);
     try {
         // The library takes them last first.
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

@@ -1,5 +1,5 @@
-// TaviListenClient without the system around it: arguments in, texts and an exit code out. The commands reach the
-// service through the pipe they are given. Runs on one thread.
+// TaviListenClient without the system around it: arguments in, texts and an exit code out. What the commands need of
+// the outside world they are given. Runs on one thread.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,10 @@
 #include <vector>
 
 #include "tavi_client/service_pipe.h"
+
+namespace tavi::platform {
+struct Platform;
+}
 
 namespace tavi::client {
 
@@ -21,12 +25,18 @@ inline constexpr int kExitNoAnswer = 5;
 inline constexpr int kExitBroken = 6;
 inline constexpr int kExitNoTask = 7;
 inline constexpr int kExitJournalUnusable = 8;
+inline constexpr int kExitUnreadable = 9;
 inline constexpr int kExitReplyBase = 10;  // --exit-with-reply adds the reply to this
 
+class InstalledService;
+
 struct Surroundings {
-    ServicePipe& pipe;
+    ServicePipe& pipe;  // also the clock
     std::ostream& out;
     std::ostream& err;
+    platform::Platform* platform = nullptr;  // for the commands that look at the machine: show, doctor, explain
+    InstalledService* installedService = nullptr;
+    bool outIsTerminal = false;  // one that shows colours
 };
 
 // `arguments` are UTF-8, without the program's name. Returns the exit code.

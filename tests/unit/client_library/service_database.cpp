@@ -4,14 +4,8 @@
 
 namespace tavi::client {
 
-namespace {
-
-const std::u16string kPath = u"D:\\Data\\user\\ListenService.dat";
-
-}  // namespace
-
-ServiceDatabase::ServiceDatabase(bool created)
-    : operator_(platform_), path_(machine_.files().HostPath(kPath).string()) {
+ServiceDatabase::ServiceDatabase(bool created, std::u16string where)
+    : operator_(platform_), where_(std::move(where)), path_(machine_.files().HostPath(where_).string()) {
     if (created) {
         Create();
     }
@@ -22,12 +16,12 @@ ServiceDatabase::~ServiceDatabase() {
 }
 
 void ServiceDatabase::Create() {
-    EXPECT_TRUE(operator_.InitSqLiteDb(kPath));
-    path_ = machine_.files().HostPath(kPath).string();
+    EXPECT_TRUE(operator_.InitSqLiteDb(where_));
+    path_ = machine_.files().HostPath(where_).string();
 }
 
 void ServiceDatabase::Delete() {
-    EXPECT_TRUE(db::SqLite3Operator::DropTablesAndDb(platform_, kPath));
+    EXPECT_TRUE(db::SqLite3Operator::DropTablesAndDb(platform_, where_));
 }
 
 records::FileChangeInfo FileChange(std::u16string name, records::FileChangeReason reason, std::u16string original) {

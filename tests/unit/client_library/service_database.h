@@ -16,8 +16,9 @@ namespace tavi::client {
 
 class ServiceDatabase {
 public:
-    // `created`: whether the service has been there already.
-    explicit ServiceDatabase(bool created = true);
+    // `created`: whether the service has been there already. `where`: on the simulated machine, a path of its host
+    // part.
+    explicit ServiceDatabase(bool created = true, std::u16string where = u"D:\\Data\\user\\ListenService.dat");
     ~ServiceDatabase();
     ServiceDatabase(const ServiceDatabase&) = delete;
     ServiceDatabase& operator=(const ServiceDatabase&) = delete;
@@ -42,6 +43,7 @@ private:
     sim::CapturedLog log_;
     platform::Platform platform_ = machine_.platform();
     db::SqLite3Operator operator_;
+    std::u16string where_;
     std::string path_;
     sqlite3* lock_ = nullptr;
 };

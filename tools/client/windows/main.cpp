@@ -6,7 +6,9 @@
 
 #include "client.h"
 #include "imports/type_convert.h"
+#include "platform/windows/windows_platform.h"
 #include "tavi_client/service_pipe.h"
+#include "windows/windows_installed_service.h"
 
 namespace {
 
@@ -25,10 +27,21 @@ std::vector<std::string> Arguments() {
     return arguments;
 }
 
+// A console that could be told to understand colours.
+bool OutShowsColours() {
+    const HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD mode = 0;
+    return GetConsoleMode(out, &mode) && SetConsoleMode(out, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
+
 }  // namespace
 
 int main() {
     SetConsoleOutputCP(CP_UTF8);
+    tavi::platform::WindowsPlatform windows;
+    tavi::platform::Platform platform = windows.Parts();
+    tavi::client::WindowsInstalledService installedService;
     const auto pipe = tavi::client::MakeServicePipe();
-    return tavi::client::RunClient(Arguments(), {*pipe, std::cout, std::cerr});
+    return tavi::client::RunClient(Arguments(),
+                                   {*pipe, std::cout, std::cerr, &platform, &installedService, OutShowsColours()});
 }
