@@ -97,6 +97,11 @@ private:
     std::string file_;
 };
 
+std::u16string Digits(std::size_t number) {
+    const std::string digits = std::to_string(number);
+    return {digits.begin(), digits.end()};
+}
+
 // One cycle on a machine of its own; seconds inside and outside SQLite.
 std::pair<double, double> RunCycle() {
     const std::filesystem::path folder = std::filesystem::temp_directory_path() / "tavi-bench-cycle";
@@ -117,10 +122,9 @@ std::pair<double, double> RunCycle() {
     cycle.Init();
     cycle.journal().setStartUsn(cycle.journal().journalData().nextUsn);
     for (std::size_t i = 0; i < kFiles; ++i) {
-        const std::string number = std::to_string(i);
-        const std::u16string directory = u"C:\\Sync\\Directory " + std::u16string(1 + i % kDirectories, u'd');
+        const std::u16string directory = u"C:\\Sync\\Projects\\Customer " + Digits(i % kDirectories);
         machine.volume().MakeDirectory(directory);
-        machine.volume().MakeFile(directory + u"\\report " + std::u16string(number.begin(), number.end()) + u".docx");
+        machine.volume().MakeFile(directory + u"\\Quarterly report " + Digits(i) + u".docx");
     }
     sqlite.seconds = 0;
     const Clock::time_point begin = Clock::now();

@@ -39,7 +39,8 @@ private:
     std::vector<std::u16string> paths_;
 };
 
-// One read's worth of ordinary records: nine files to one directory, spread over all directories.
+// One read's worth of ordinary records: nine files to one directory, which stays where it is, spread over all
+// directories.
 RawRecords MakeRead(std::mt19937& random) {
     constexpr std::size_t kLongestRecord = 128;
     RawRecords raw;
@@ -47,7 +48,7 @@ RawRecords MakeRead(std::mt19937& random) {
         const std::size_t directory = random() % kDirectories;
         const bool isDirectory = random() % 10 == 0;
         raw.Add({.frn = isDirectory ? kFirstDirectory + directory : random(),
-                 .parentFrn = kFirstDirectory + random() % kDirectories,
+                 .parentFrn = kFirstDirectory + (isDirectory ? directory / 10 : random() % kDirectories),
                  .usn = static_cast<std::int64_t>(raw.bytes().size()),
                  .attributes = isDirectory ? 0x10U : 0x20U,
                  .name = std::u16string(6 + directory % 18, u'n') + u".docx"});

@@ -5,27 +5,41 @@
 
 namespace PathHelper {
 
-std::u16string FuzzyFilePath(std::u16string_view path) {
-    std::u16string out(path);
-    const auto obscure = [&out](std::size_t begin, std::size_t end) {
+namespace {
+
+template <typename Unit>
+void Obscure(std::span<Unit> path) {
+    constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    const auto obscure = [path](std::size_t begin, std::size_t end) {
         for (std::size_t at = begin + 1; at + 1 < end; ++at) {
-            out[at] = u'*';
+            path[at] = Unit{'*'};
         }
     };
-    std::size_t begin = 0;                          // of the component
-    std::size_t point = std::u16string_view::npos;  // the component's last
+    std::size_t begin = 0;      // of the component
+    std::size_t point = kNone;  // the component's last
     for (std::size_t at = 0; at < path.size(); ++at) {
-        const char16_t unit = path[at];
-        if (unit == u'.') {
+        const Unit unit = path[at];
+        if (unit == Unit{'.'}) {
             point = at;
-        } else if (unit == u'\\' || unit == u'/') {
+        } else if (unit == Unit{'\\'} || unit == Unit{'/'}) {
             obscure(begin, std::min(point, at));
             begin = at + 1;
-            point = std::u16string_view::npos;
+            point = kNone;
         }
     }
     obscure(begin, std::min(point, path.size()));
+}
+
+}  // namespace
+
+std::u16string FuzzyFilePath(std::u16string_view path) {
+    std::u16string out(path);
+    Obscure(std::span<char16_t>(out));
     return out;
+}
+
+void FuzzyAsciiPath(std::span<char> path) {
+    Obscure(path);
 }
 
 }  // namespace PathHelper

@@ -87,8 +87,7 @@ void BatchDecoder::NoteInMapping(const UsnRecordView& record, const ParentCache:
                                  PathMapping& mapping) const {
     const std::uint32_t attributes = record.fileAttributes();
     const bool isDirectory = (attributes & platform::kFileAttributeDirectory) != 0;
-    const bool matters =
-        parent.insideListenFolder ? isDirectory || !mapping.syncFolderLearned() : isDirectory && parent.inRecycleBin;
+    const bool matters = isDirectory || (parent.insideListenFolder && !mapping.syncFolderLearned());
     if (!matters) {
         return;
     }
@@ -113,9 +112,10 @@ void BatchDecoder::Append(const UsnRecordView& record, const ParentCache::Entry&
     decoded.reason = record.reason();
     decoded.fileAttributes = record.fileAttributes();
     decoded.timestamp = timestamps_.Convert(record.timeStamp());
-    decoded.filename.resize(folder.size() + record.nameUnits());
-    folder.copy(decoded.filename.data(), folder.size());
-    record.CopyName(decoded.filename.data() + folder.size());
+    std::array<char16_t, kNameBufferUnits> name;  // the raw one need not be aligned
+    record.CopyName(name.data());
+    decoded.filename.reserve(folder.size() + record.nameUnits());
+    decoded.filename.append(folder).append(name.data(), record.nameUnits());
     decoded.frn = record.fileReferenceNumber();
     decoded.oldfrn = -1;
 }

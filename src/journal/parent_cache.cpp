@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "journal/path_mapping.h"
-
 namespace tavi::journal {
 namespace {
 
@@ -52,9 +50,8 @@ void ParentCache::Replace(Entry& entry, std::u16string_view path) {
 // Inside means: the path up to the first backslash at or after the folder's length is the folder, so that a sibling
 // whose name merely begins like the folder's is outside. A parent without a path is nowhere.
 void ParentCache::Judge(Entry& entry, std::u16string_view path) const {
-    entry.inRecycleBin = PathMapping::IsInRecycleBin(path);
-    entry.insideListenFolder =
-        hasDrive_ && !path.empty() && path.substr(0, path.find(u'\\', folder_.size())) == folder_;
+    entry.insideListenFolder = hasDrive_ && !path.empty() && path.starts_with(folder_) &&
+                               (path.size() == folder_.size() || path[folder_.size()] == u'\\');
     entry.relativeOffset = entry.pathOffset;
     entry.relativeUnits = 0;
     if (entry.insideListenFolder) {

@@ -1,7 +1,6 @@
 // The parents' paths of one read: every parent directory is resolved once, whatever the number of its records, since
 // all records of one read see the names of one instant. An entry also keeps what follows from the path (inside the
-// listened folder or not, in the recycle bin or not, the part that goes before a record's name), so that a record costs
-// one look-up. Dropped at the read's end; capacity is kept. Listen thread only.
+// listened folder or not, the part that goes before a record's name), so that a record costs one look-up. Dropped at the read's end; capacity is kept. Listen thread only.
 //
 // A path has at most kLongestPathUnits code units (path_mapping.h), a read some 17,000 records, so 32 bits count the
 // text. Paths rebuilt from the path mapping are good only for the mapping's version they were built from: the decoder
@@ -28,7 +27,6 @@ public:
         std::uint64_t mappingVersion = 0;  // for rebuilt paths
         bool rebuilt = false;              // from the mapping: the directory itself could not be opened
         bool insideListenFolder = false;
-        bool inRecycleBin = false;
     };
 
     // The folder that records must lie in, as the request names it; with a drive and its colon.

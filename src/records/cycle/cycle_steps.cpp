@@ -1,6 +1,6 @@
 #include "imports/sync_panel_log.h"
 #include "records/cycle/file_change_record.h"
-#include "records/record_dumps.h"
+#include "records/batch_dumps.h"
 #include "records/step_pipeline.h"
 
 namespace tavi::records {
@@ -11,11 +11,11 @@ using Drive::SyncPanelLog;
 // Dumps every step's list to the sync log, unless it is empty.
 class SyncLogObserver : public PipelineObserver {
 public:
-    explicit SyncLogObserver(PipelineObserver* next) : next_(next) {}
+    SyncLogObserver(BatchDumps& dumps, PipelineObserver* next) : dumps_(dumps), next_(next) {}
 
     void OnUsnRecords(std::string_view label, const UsnRecordList& records) override {
         if (!records.empty()) {
-            SyncPanelLog::WriteSyncLog("WriteUSNLog", label, FormatUsnRecords(records));
+            SyncPanelLog::WriteSyncLog("WriteUSNLog", label, dumps_.Format(records));
         }
         if (next_ != nullptr) {
             next_->OnUsnRecords(label, records);
@@ -23,7 +23,7 @@ public:
     }
     void OnChanges(std::string_view label, const StepRecordList& records) override {
         if (!records.empty()) {
-            SyncPanelLog::WriteSyncLog("WriteUSNLog", label, FormatFileChangeRecords(records));
+            SyncPanelLog::WriteSyncLog("WriteUSNLog", label, dumps_.Format(records));
         }
         if (next_ != nullptr) {
             next_->OnChanges(label, records);
@@ -31,6 +31,7 @@ public:
     }
 
 private:
+    BatchDumps& dumps_;
     PipelineObserver* next_;
 };
 
@@ -44,13 +45,14 @@ std::optional<FileChangeRecord::CycleResult> FileChangeRecord::RunSteps(UsnRecor
     CycleResult result;
     PipelineBatch pipelineBatch{std::move(batch), {}};
     StepContext context{*rules_, world_, delayRecords_, result.temporaryFiles, abandonBatch_};
-    SyncLogObserver logging(observer);
+    BatchDumps dumps;
+    SyncLogObserver logging(dumps, observer);
     if (RunPipeline(pipelineBatch, context, logging) == PipelineResult::kAbandoned) {
         return std::nullopt;
     }
     result.changes = TakeFileChangeInfos(std::move(pipelineBatch.changes));
     if (!result.changes.empty()) {
-        SyncPanelLog::WriteSyncLog("WriteChangeJournal", "record", FormatFileChangeRecords(result.changes));
+        SyncPanelLog::WriteSyncLog("WriteChangeJournal", "record", dumps.Format(result.changes));
     }
     return result;
 }

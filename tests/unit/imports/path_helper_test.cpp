@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
 #include <vector>
 
 namespace PathHelper {
@@ -30,6 +32,11 @@ TEST(FuzzyFilePath, KeepsTheFirstAndLastUnitOfEveryStem) {
     };
     for (const Row& row : rows) {
         EXPECT_TRUE(FuzzyFilePath(row.path) == row.expected) << testing::PrintToString(row.path);
+        if (std::ranges::all_of(row.path, [](char16_t unit) { return unit < 0x80; })) {
+            std::string ascii(row.path.begin(), row.path.end());
+            FuzzyAsciiPath(ascii);
+            EXPECT_EQ(ascii, std::string(row.expected.begin(), row.expected.end()));
+        }
     }
 }
 

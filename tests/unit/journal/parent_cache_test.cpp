@@ -46,13 +46,6 @@ TEST(ParentCache, InsideIsThePrefixUpToTheNextBackslash) {
     }
 }
 
-TEST(ParentCache, RecycleBinIsASubstringInItsOwnCase) {
-    ParentCache cache(u"C:\\Sync");
-    EXPECT_TRUE(cache.Add(1, u"\\$RECYCLE.BIN\\S-1-5").inRecycleBin);
-    EXPECT_FALSE(cache.Add(2, u"\\$Recycle.Bin\\S-1-5").inRecycleBin);
-    EXPECT_FALSE(cache.Add(3, u"\\Sync").inRecycleBin);
-}
-
 TEST(ParentCache, FindsWhatWasAddedAndNothingElse) {
     ParentCache cache(u"C:\\Sync");
     constexpr std::uint64_t kCount = 20'000;
@@ -97,7 +90,6 @@ TEST(ParentCache, ReplacedPathIsJudgedAnew) {
     EXPECT_EQ(cache.RelativeOf(entry), u"Docs\\");
     cache.Replace(entry, u"\\$RECYCLE.BIN\\x");
     EXPECT_FALSE(entry.insideListenFolder);
-    EXPECT_TRUE(entry.inRecycleBin);
 }
 
 }  // namespace
