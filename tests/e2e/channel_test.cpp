@@ -2,6 +2,8 @@
 #include <windows.h>
 
 #include <cstring>
+#include <iostream>
+#include <string>
 
 #include "e2e/pipe_client.h"
 #include "e2e/scenario.h"
@@ -16,14 +18,6 @@ protected:
     static bool IsTurnedAway(const std::string& bytes) {
         PipeClient client;
         return client.Connect() && client.Send(bytes) && !client.Receive(10000).has_value();
-    }
-
-    static std::size_t Occurrences(const std::string& text, const std::string& part) {
-        std::size_t count = 0;
-        for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
-            ++count;
-        }
-        return count;
     }
 };
 
@@ -59,18 +53,17 @@ constexpr int kRefused = 4;
 constexpr int kNoTask = 7;
 
 TEST_F(Channel, ClientWithoutASignatureIsTurnedAwayAndTheLogSaysSo) {
-    const std::size_t before = Occurrences(Logs(), "Invalid client connection");
     const Finished unsignedClient = Client({L"status"}, L"UnsignedClient.exe");
     EXPECT_EQ(unsignedClient.exitCode, kRefused) << unsignedClient.output;
-    EXPECT_GT(Occurrences(Logs(), "Invalid client connection"), before);
+    EXPECT_GT(TimesLogged("Invalid client connection"), 0U);
     EXPECT_EQ(Status(), 0);
 }
 
 TEST_F(Channel, TamperedAndWronglySignedClientsAreTurnedAway) {
     for (const wchar_t* program : {L"TamperedClient.exe", L"OtherPublisherClient.exe"}) {
-        const std::size_t before = Occurrences(Logs(), "Invalid client connection");
+        const std::size_t before = TimesLogged("Invalid client connection");
         EXPECT_EQ(Client({L"status"}, program).exitCode, kRefused);
-        EXPECT_GT(Occurrences(Logs(), "Invalid client connection"), before);
+        EXPECT_GT(TimesLogged("Invalid client connection"), before);
     }
     EXPECT_EQ(Client({L"status"}).exitCode, kNoTask);
 }
@@ -93,6 +86,30 @@ TEST_F(Channel, ClientsThatDropAtOnceDoNotDisturbTheNext) {
         }
     }
     EXPECT_EQ(Status(), 0);
+}
+
+// TAVI_E2E_REQUESTS sets how many.
+TEST_F(Channel, ManyRequestsLeaveHandlesThreadsAndMemoryAsAFewDid) {
+    const std::wstring wanted = ReadEnvironment(L"TAVI_E2E_REQUESTS");
+    const int requests = wanted.empty() ? 400 : std::stoi(wanted);
+    constexpr int kFew = 100;
+    constexpr SIZE_T kNoise = 1 << 20;
+    Holdings few;
+    for (int i = 0; i < requests; ++i) {
+        ASSERT_EQ(Status(), 0) << "request " << i;
+        if (i + 1 == kFew) {
+            few = ServiceHoldings();
+        }
+    }
+    const Holdings many = ServiceHoldings();
+    EXPECT_GT(few.handles, 0U);
+    EXPECT_GT(few.threads, 0U);
+    EXPECT_GT(few.privateBytes, 0U);
+    EXPECT_EQ(many.handles, few.handles);
+    EXPECT_EQ(many.threads, few.threads);
+    EXPECT_LE(many.privateBytes, few.privateBytes + kNoise);
+    std::cout << requests << " requests: " << many.handles << " handles, " << many.threads << " threads, "
+              << many.privateBytes << " bytes; after " << kFew << ": " << few.privateBytes << " bytes\n";
 }
 
 TEST_F(Channel, StopWhileAClientIsConnectedAndSilentEndsWithinTwoSeconds) {

@@ -39,6 +39,17 @@ bool WaitUntil(Condition condition, unsigned milliseconds) {
     return true;
 }
 
+std::map<std::filesystem::path, std::uintmax_t> LogFiles() {
+    std::map<std::filesystem::path, std::uintmax_t> files;
+    std::error_code error;
+    const std::filesystem::path folder =
+        std::filesystem::path(emulation::StateFolder()).parent_path() / "ZenloTavi/Log";
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        files[entry.path()] = entry.file_size(error);
+    }
+    return files;
+}
+
 }  // namespace
 
 bool JournalIsEmulated() {
@@ -47,6 +58,7 @@ bool JournalIsEmulated() {
 
 void Scenario::SetUp() {
     static int number = 0;
+    logSizes_ = LogFiles();
     root_ = L"C:\\TaviTest\\" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++number);
     folder_ = root_ + L"\\Sync";
     databaseFolder_ = root_ + L"\\Database";
@@ -118,18 +130,25 @@ bool Scenario::WaitUntilCaughtUp(unsigned timeoutMs) {
     return WaitUntil([&] { return database_->Position() > before; }, std::min(timeoutMs, 5000u));
 }
 
-std::string Scenario::Logs() {
+std::string Scenario::Logs() const {
     std::string text;
-    std::error_code error;
-    const std::filesystem::path folder =
-        std::filesystem::path(emulation::StateFolder()).parent_path() / "ZenloTavi/Log";
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        text += "== " + entry.path().filename().string() + "\n";
-        const std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-        text += content.substr(content.size() > 20000 ? content.size() - 20000 : 0);
+    for (const auto& [path, size] : LogFiles()) {
+        const auto old = logSizes_.find(path);
+        std::ifstream file(path, std::ios::binary);
+        file.seekg(old == logSizes_.end() ? 0 : static_cast<std::streamoff>(old->second));
+        text += "== " + path.filename().string() + "\n";
+        text.append(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
     return text;
+}
+
+std::size_t Scenario::TimesLogged(const std::string& text) const {
+    const std::string logs = Logs();
+    std::size_t count = 0;
+    for (std::size_t at = logs.find(text); at != std::string::npos; at = logs.find(text, at + text.size())) {
+        ++count;
+    }
+    return count;
 }
 
 }  // namespace tavi::e2e

@@ -6,6 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,8 +38,10 @@ protected:
     std::vector<std::string> WaitForChanges(const std::vector<std::string>& expected, unsigned timeoutMs = 15000);
     // Everything the service has been given so far is stored.
     bool WaitUntilCaughtUp(unsigned timeoutMs = 60000);
-    // The last lines of the service's logs.
-    static std::string Logs();
+    // What the service has logged since the scenario began.
+    std::string Logs() const;
+    // How often that says so.
+    std::size_t TimesLogged(const std::string& text) const;
 
     bool emulated() const { return store_ != nullptr; }
     emulation::JournalStore& store() { return *store_; }
@@ -50,6 +55,7 @@ protected:
     int splitIntervalSeconds_ = 0;
 
 private:
+    std::map<std::filesystem::path, std::uintmax_t> logSizes_;  // at the scenario's beginning
     std::unique_ptr<emulation::JournalStore> store_;
     std::unique_ptr<emulation::FileChanges> files_;
     std::unique_ptr<DatabaseReader> database_;

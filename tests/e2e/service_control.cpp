@@ -1,5 +1,8 @@
 #include "e2e/service_control.h"
 
+#include <psapi.h>
+#include <tlhelp32.h>
+
 #include <memory>
 #include <vector>
 
@@ -99,6 +102,26 @@ int StopInstalledService() {
     return stopped ? static_cast<int>(GetTickCount64() - begin) : -1;
 }
 
+Holdings ServiceHoldings() {
+    Holdings holdings;
+    const DWORD processId = ServiceProcessId();
+    const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId);
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    PROCESS_MEMORY_COUNTERS_EX memory{};
+    GetProcessHandleCount(process, &holdings.handles);
+    if (GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof memory)) {
+        holdings.privateBytes = memory.PrivateUsage;
+    }
+    THREADENTRY32 thread{};
+    thread.dwSize = sizeof thread;
+    for (BOOL more = Thread32First(snapshot, &thread); more; more = Thread32Next(snapshot, &thread)) {
+        holdings.threads += thread.th32OwnerProcessID == processId ? 1 : 0;
+    }
+    CloseHandle(snapshot);
+    CloseHandle(process);
+    return holdings;
+}
+
 bool KillService() {
     HANDLE process = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, ServiceProcessId());
     if (process == nullptr) {
@@ -122,15 +145,16 @@ std::wstring ServiceDescription() {
     return description->lpDescription == nullptr ? std::wstring() : description->lpDescription;
 }
 
-std::wstring ServiceBinaryPath() {
+Registration ServiceRegistration() {
     const Service service = OpenInstalled(SERVICE_QUERY_CONFIG);
     std::vector<BYTE> buffer(8192);
     DWORD needed = 0;
-    if (!service || !QueryServiceConfigW(service.get(), reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data()),
-                                         static_cast<DWORD>(buffer.size()), &needed)) {
+    auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
+    if (!service || !QueryServiceConfigW(service.get(), config, static_cast<DWORD>(buffer.size()), &needed)) {
         return {};
     }
-    return reinterpret_cast<const QUERY_SERVICE_CONFIGW*>(buffer.data())->lpBinaryPathName;
+    return {config->dwServiceType, config->dwStartType, config->dwErrorControl, config->lpBinaryPathName,
+            config->lpDisplayName};
 }
 
 }  // namespace tavi::e2e

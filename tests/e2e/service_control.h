@@ -19,8 +19,23 @@ bool StartInstalledService();
 int StopInstalledService();
 DWORD ServiceState();      // 0 when it is not installed
 DWORD ServiceProcessId();  // 0 when it does not run
+// What the service's process holds; all 0 when it does not run.
+struct Holdings {
+    DWORD handles = 0;
+    DWORD threads = 0;
+    SIZE_T privateBytes = 0;
+};
+Holdings ServiceHoldings();
 bool KillService();        // ends the process at once
 std::wstring ServiceDescription();
-std::wstring ServiceBinaryPath();
+// How the service is registered; all empty when it is not.
+struct Registration {
+    DWORD serviceType = 0;
+    DWORD startType = 0;
+    DWORD errorControl = 0;
+    std::wstring binaryPath;
+    std::wstring displayName;
+};
+Registration ServiceRegistration();
 
 }  // namespace tavi::e2e
