@@ -116,7 +116,9 @@ void Machine::Restart() {
     heap_.FreeAll();
     services_.ForgetProcess();
     modules_.ForgetProcess();
+    lock.unlock();  // no thread of the process is left, and the library's locks come before the machine's
     sqlite_.CloseAll();
+    lock.lock();
     digest_.FreeAll();
     core_.scheduler.Revive(lock);
 }

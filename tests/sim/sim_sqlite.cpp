@@ -40,6 +40,16 @@ SimSqlite::Connection* SimSqlite::FindByStatement(sqlite3_stmt* statement) {
     return found == statements_.end() ? nullptr : Find(found->second);
 }
 
+// Goes into the library without the machine's lock: the library holds its connection's own lock while it calls OnBusy,
+// which takes the machine's.
+template <class Function>
+static auto InLibrary(Call& call, Function function) {
+    call.lock().unlock();
+    const auto result = function();
+    call.lock().lock();
+    return result;
+}
+
 int SimSqlite::Injected(Call& call, Connection* connection) {
     if (connection != nullptr) {
         connection->injected = static_cast<int>(call.code());
@@ -58,7 +68,8 @@ int SimSqlite::OpenV2(const std::string& utf8Path, sqlite3** database, int flags
     if (!call.failed() && IsFile(utf8Path)) {
         return OpenMapped(call, utf8Path, database, flags);
     }
-    const int result = native_.OpenV2(":memory:", database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    const int result = InLibrary(
+        call, [&] { return native_.OpenV2(":memory:", database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE); });
     if (*database != nullptr) {
         auto& connection = connections_[*database] = std::make_unique<Connection>();
         connection->owner = this;
@@ -69,11 +80,12 @@ int SimSqlite::OpenV2(const std::string& utf8Path, sqlite3** database, int flags
     return call.failed() ? static_cast<int>(call.code()) : result;
 }
 
-int SimSqlite::OpenMapped(Call&, const std::string& utf8Path, sqlite3** database, int flags) {
+int SimSqlite::OpenMapped(Call& call, const std::string& utf8Path, sqlite3** database, int flags) {
     const std::u16string path = SimFiles::Normalise(TypeConvert::UTF8ToUnicode(utf8Path));
     const bool onHost = files_.VolumeFor(path) == nullptr && path.size() > 2 && path[1] == u':';
     const std::filesystem::path hostPath = files_.HostPathLocked(path);
-    const int result = native_.OpenV2(onHost ? hostPath.string() : "/nowhere/at/all", database, flags);
+    const std::string file = onHost ? hostPath.string() : "/nowhere/at/all";
+    const int result = InLibrary(call, [&] { return native_.OpenV2(file, database, flags); });
     if (*database == nullptr) {
         return result;
     }
@@ -120,11 +132,9 @@ int SimSqlite::CloseV2(sqlite3* database) {
     if (!connection->statements.empty()) {
         // The library keeps such a connection until its last statement goes, and so does the account of what is open.
         connection->closed = true;
-        return native_.CloseV2(database);
+        return InLibrary(call, [&] { return native_.CloseV2(database); });
     }
-    call.lock().unlock();
-    const int result = native_.CloseV2(database);
-    call.lock().lock();
+    const int result = InLibrary(call, [&] { return native_.CloseV2(database); });
     Forget(database);
     return call.failed() ? static_cast<int>(call.code()) : result;
 }
@@ -144,7 +154,7 @@ int SimSqlite::Exec(sqlite3* database, const char* sql, char** errorMessage) {
     if (call.failed()) {
         // A failure comes with a message, which the library must have allocated; any statement that it refuses has one.
         if (errorMessage != nullptr && connection != nullptr && !call.dead()) {
-            native_.Exec(database, "an injected failure", errorMessage);
+            InLibrary(call, [&] { return native_.Exec(database, "an injected failure", errorMessage); });
             messages_.insert(*errorMessage);
         } else if (errorMessage != nullptr) {
             *errorMessage = nullptr;
@@ -154,9 +164,7 @@ int SimSqlite::Exec(sqlite3* database, const char* sql, char** errorMessage) {
     if (connection != nullptr) {
         connection->injected = 0;
     }
-    call.lock().unlock();
-    const int result = native_.Exec(database, sql, errorMessage);
-    call.lock().lock();
+    const int result = InLibrary(call, [&] { return native_.Exec(database, sql, errorMessage); });
     if (errorMessage != nullptr && *errorMessage != nullptr) {
         messages_.insert(*errorMessage);
     }
@@ -199,7 +207,8 @@ int SimSqlite::BusyHandler(sqlite3* database, BusyHandlerFunction handler, void*
     connection->injected = 0;
     connection->busyHandler = handler;
     connection->busyContext = context;
-    return native_.BusyHandler(database, handler == nullptr ? nullptr : &OnBusy, connection);
+    return InLibrary(call,
+                     [&] { return native_.BusyHandler(database, handler == nullptr ? nullptr : &OnBusy, connection); });
 }
 
 int SimSqlite::DbConfig(sqlite3* database, int option, int value) {
@@ -209,7 +218,7 @@ int SimSqlite::DbConfig(sqlite3* database, int option, int value) {
         return connection == nullptr ? SQLITE_MISUSE : Injected(call, connection);
     }
     connection->injected = 0;
-    return native_.DbConfig(database, option, value);
+    return InLibrary(call, [&] { return native_.DbConfig(database, option, value); });
 }
 
 int SimSqlite::PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) {
@@ -220,9 +229,7 @@ int SimSqlite::PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_
         return connection == nullptr ? SQLITE_MISUSE : Injected(call, connection);
     }
     connection->injected = 0;
-    call.lock().unlock();
-    const int result = native_.PrepareV2(database, sql, bytes, statement);
-    call.lock().lock();
+    const int result = InLibrary(call, [&] { return native_.PrepareV2(database, sql, bytes, statement); });
     if (*statement != nullptr) {
         statements_[*statement] = database;
         connection->statements.insert(*statement);
@@ -232,17 +239,26 @@ int SimSqlite::PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_
 
 int SimSqlite::BindText16(sqlite3_stmt* statement, int index, const char16_t* text) {
     Call call(core_, "Sqlite.BindText16", SQLITE_NOMEM);
-    return call.failed() ? Injected(call, FindByStatement(statement)) : native_.BindText16(statement, index, text);
+    if (call.failed()) {
+        return Injected(call, FindByStatement(statement));
+    }
+    return InLibrary(call, [&] { return native_.BindText16(statement, index, text); });
 }
 
 int SimSqlite::BindInt(sqlite3_stmt* statement, int index, std::int32_t value) {
     Call call(core_, "Sqlite.BindInt", SQLITE_NOMEM);
-    return call.failed() ? Injected(call, FindByStatement(statement)) : native_.BindInt(statement, index, value);
+    if (call.failed()) {
+        return Injected(call, FindByStatement(statement));
+    }
+    return InLibrary(call, [&] { return native_.BindInt(statement, index, value); });
 }
 
 int SimSqlite::BindInt64(sqlite3_stmt* statement, int index, std::int64_t value) {
     Call call(core_, "Sqlite.BindInt64", SQLITE_NOMEM);
-    return call.failed() ? Injected(call, FindByStatement(statement)) : native_.BindInt64(statement, index, value);
+    if (call.failed()) {
+        return Injected(call, FindByStatement(statement));
+    }
+    return InLibrary(call, [&] { return native_.BindInt64(statement, index, value); });
 }
 
 int SimSqlite::Step(sqlite3_stmt* statement) {
@@ -254,9 +270,7 @@ int SimSqlite::Step(sqlite3_stmt* statement) {
     if (connection != nullptr) {
         connection->injected = 0;
     }
-    call.lock().unlock();
-    const int result = native_.Step(statement);
-    call.lock().lock();
+    const int result = InLibrary(call, [&] { return native_.Step(statement); });
     return result;
 }
 
@@ -265,7 +279,7 @@ int SimSqlite::Reset(sqlite3_stmt* statement) {
     if (call.dead()) {
         return SQLITE_OK;
     }
-    const int result = native_.Reset(statement);
+    const int result = InLibrary(call, [&] { return native_.Reset(statement); });
     return call.failed() ? static_cast<int>(call.code()) : result;
 }
 
@@ -277,9 +291,7 @@ int SimSqlite::Finalize(sqlite3_stmt* statement) {
     Connection* connection = FindByStatement(statement);
     sqlite3* database = connection == nullptr ? nullptr : statements_[statement];
     statements_.erase(statement);
-    call.lock().unlock();
-    const int result = native_.Finalize(statement);
-    call.lock().lock();
+    const int result = InLibrary(call, [&] { return native_.Finalize(statement); });
     if (connection != nullptr) {
         connection->statements.erase(statement);
         if (connection->closed && connection->statements.empty()) {
@@ -290,18 +302,18 @@ int SimSqlite::Finalize(sqlite3_stmt* statement) {
 }
 
 const char16_t* SimSqlite::ColumnText16(sqlite3_stmt* statement, int column) {
-    const Call call(core_, "Sqlite.ColumnText16", SQLITE_NOMEM, CallKind::kCannotFail);
-    return call.failed() ? nullptr : native_.ColumnText16(statement, column);
+    Call call(core_, "Sqlite.ColumnText16", SQLITE_NOMEM, CallKind::kCannotFail);
+    return call.failed() ? nullptr : InLibrary(call, [&] { return native_.ColumnText16(statement, column); });
 }
 
 std::int32_t SimSqlite::ColumnInt(sqlite3_stmt* statement, int column) {
-    const Call call(core_, "Sqlite.ColumnInt", 0, CallKind::kCannotFail);
-    return call.dead() ? 0 : native_.ColumnInt(statement, column);
+    Call call(core_, "Sqlite.ColumnInt", 0, CallKind::kCannotFail);
+    return call.dead() ? 0 : InLibrary(call, [&] { return native_.ColumnInt(statement, column); });
 }
 
 std::int64_t SimSqlite::ColumnInt64(sqlite3_stmt* statement, int column) {
-    const Call call(core_, "Sqlite.ColumnInt64", 0, CallKind::kCannotFail);
-    return call.dead() ? 0 : native_.ColumnInt64(statement, column);
+    Call call(core_, "Sqlite.ColumnInt64", 0, CallKind::kCannotFail);
+    return call.dead() ? 0 : InLibrary(call, [&] { return native_.ColumnInt64(statement, column); });
 }
 
 void SimSqlite::AddLeaks(std::vector<std::string>& leaks) const {

@@ -1,4 +1,5 @@
-// A program that a test starts, and ends at the latest with itself.
+// A program that a test starts, and ends at the latest with itself. Detached: a console of its own would outlive it with
+// the test's output, for whose end whoever started the test waits.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +16,7 @@ public:
         std::wstring commandLine = L"\"" + platform::ToWide(program) + L"\"";
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
-        started_ = ::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
+        started_ = ::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
                                     nullptr, &startup, &information_) != FALSE;
     }
     ChildProcess(const ChildProcess&) = delete;
