@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 
 #include "unit/db/database_test.h"
 
