@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+
 #include "lives/plan.h"
 
 namespace tavi::lives {
@@ -147,6 +149,34 @@ bool CopyToFile(sqlite3* from, const std::filesystem::path& file) {
     const int result = sqlite3_open(file.string().c_str(), &opened);
     const Database to(opened);
     return result == SQLITE_OK && CopyAll(from, to.get());
+}
+
+std::u16string AsStored(const std::u16string& text) {
+    const auto isSurrogate = [](char16_t unit) { return unit >= 0xD800 && unit < 0xE000; };
+    if (std::none_of(text.begin(), text.end(), isSurrogate)) {
+        return text;
+    }
+    static const Database memory = [] {
+        sqlite3* opened = nullptr;
+        sqlite3_open(":memory:", &opened);
+        return Database(opened);
+    }();
+    std::string narrow;
+    {
+        sqlite3_stmt* statement = nullptr;
+        sqlite3_prepare_v2(memory.get(), "SELECT ?", -1, &statement, nullptr);
+        sqlite3_bind_text16(statement, 1, text.c_str(), -1, SQLITE_TRANSIENT);
+        sqlite3_step(statement);
+        narrow = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+        sqlite3_finalize(statement);
+    }
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(memory.get(), "SELECT ?", -1, &statement, nullptr);
+    sqlite3_bind_text(statement, 1, narrow.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_step(statement);
+    std::u16string stored = static_cast<const char16_t*>(sqlite3_column_text16(statement, 0));
+    sqlite3_finalize(statement);
+    return stored;
 }
 
 std::string Describe(const ChangeRow& row) {

@@ -48,6 +48,9 @@ std::optional<Image> Look(sqlite3* database);
 Database CopyToMemory(const std::filesystem::path& file);
 bool CopyToFile(sqlite3* from, const std::filesystem::path& file);
 
+// The text as it comes back from a database: one with an unpaired surrogate is another one then.
+std::u16string AsStored(const std::u16string& text);
+
 std::string Describe(const ChangeRow& row);
 
 }  // namespace tavi::lives

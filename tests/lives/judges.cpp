@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "lives/known_limits.h"
 #include "records/temporary_file_rules.h"
 
 namespace tavi::lives {
@@ -66,9 +67,9 @@ void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
     for (const TrueRecord& record : truth_.records()) {
         // Where directories move, a record's directory is the one of a later moment.
         if (!plan_.steady) {
-            paths.insert(record.name);
+            paths.insert(AsStored(record.name));
         } else if (Truth::IsInside(record, kFolders[stretch.folder])) {
-            paths.insert(Truth::RelativePath(record, kFolders[stretch.folder]));
+            paths.insert(AsStored(Truth::RelativePath(record, kFolders[stretch.folder])));
         }
         if (!plan_.steady || Truth::IsInside(record, kFolders[stretch.folder])) {
             numbers.insert(record.frn);
@@ -93,7 +94,7 @@ void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
 bool Judges::IsExplained(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
                          int depth) const {
     for (const ChangeRow& row : image.changes) {
-        if (row.path == path && row.reason != kDelete) {
+        if (row.path == AsStored(path) && row.reason != kDelete) {
             return true;
         }
     }
@@ -107,30 +108,12 @@ bool Judges::IsExplained(const Stretch& stretch, const Image& image, const std::
         return false;
     }
     for (const ChangeRow& row : image.changes) {
-        if ((row.reason == kMove || row.reason == kRename) && path.starts_with(row.path + u"\\") &&
+        if ((row.reason == kMove || row.reason == kRename) && AsStored(path).starts_with(row.path + u"\\") &&
             IsExplained(stretch, image, row.original + path.substr(row.path.size()), state, depth + 1)) {
             return true;
         }
     }
     return false;
-}
-
-std::string Judges::WhereDropped(const Reference* reference, const std::u16string& path) const {
-    std::string where = "in no batch";
-    if (reference == nullptr) {
-        return where;
-    }
-    for (const auto& steps : reference->batches) {
-        bool there = false;
-        for (const StepTrace& step : steps) {
-            const bool here = std::find(step.paths.begin(), step.paths.end(), path) != step.paths.end();
-            if (there && !here) {
-                where = step.label;
-            }
-            there = here;
-        }
-    }
-    return where;
 }
 
 void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const FolderState& now,
@@ -140,10 +123,15 @@ void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const 
             continue;
         }
         const auto before = stretch.folderAtStart.find(path);
+        if (AsStored(path) != path) {
+            Find('c', Narrow(path) + " is stored as " + Narrow(AsStored(path)), "unpaired-surrogate");
+        }
         const bool changed = before == stretch.folderAtStart.end() || before->second.contents != state.contents;
         const bool cloud = state.contents.empty() && state.placeholder;
         if (changed && !cloud && !IsExplained(stretch, image, path, state, 0)) {
-            Find('d', Narrow(path) + " changed and has no row; dropped by: " + WhereDropped(reference, path));
+            const Drop drop = reference != nullptr ? FindDrop(*reference, path, state.frn) : Drop{};
+            Find('d', Narrow(path) + " changed and has no row; dropped by: " + drop.step + drop.before,
+                 drop.knownLimit);
         }
     }
 }

@@ -40,7 +40,6 @@ public:
 private:
     bool IsExplained(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
                      int depth) const;
-    std::string WhereDropped(const Reference* reference, const std::u16string& path) const;
 
     const Plan& plan_;
     const Truth& truth_;

@@ -1,4 +1,6 @@
 // TaviLives: lives by the hundred thousand, one by its seed, the shortest story of a failing one.
+#include <sqlite3.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -6,6 +8,7 @@
 #include <string>
 
 #include "lives/life.h"
+#include "lives/shrink.h"
 
 namespace tavi::lives {
 namespace {
@@ -15,6 +18,7 @@ int Main(int argc, char** argv) {
     std::uint64_t count = 100;
     PlanOptions options;
     bool verbose = false;
+    bool shrink = true;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         const auto value = [&] { return i + 1 < argc ? std::strtoull(argv[++i], nullptr, 10) : 0ULL; };
@@ -26,22 +30,21 @@ int Main(int argc, char** argv) {
             first = value();
         } else if (argument == "--lives") {
             count = value();
+        } else if (argument == "--no-shrink") {
+            shrink = false;
         } else if (argument == "--no-mishaps") {
             options.mishaps = false;
         } else if (argument == "--all-at-once") {
             options.everyThreadAtOnce = true;
         }
     }
+    // Counting the library's memory costs time and tells nothing here.
+    sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     const auto begin = std::chrono::steady_clock::now();
     std::map<std::string, std::uint64_t> sums;
     std::uint64_t failed = 0;
     for (std::uint64_t seed = first; seed < first + count; ++seed) {
         const Plan plan = MakePlan(seed, options);
-        if (verbose) {
-            for (const Event& event : plan.events) {
-                std::cout << "  " << Describe(event) << '\n';
-            }
-        }
         const Report report = Live(plan);
         sums["calls"] += report.calls;
         sums["rows"] += report.rows;
@@ -57,13 +60,18 @@ int Main(int argc, char** argv) {
         }
         if (report.unexplained()) {
             ++failed;
-            std::cout << "seed " << seed << '\n';
-            for (const Finding& finding : report.findings) {
-                std::cout << "  " << finding.judge << ": " << finding.text << ' ' << finding.knownLimit << '\n';
+            std::cout << Story(plan, report);
+            if (!shrink) {
+                continue;
             }
+            const Plan shortest = Shrink(plan, report.firstUnexplained()->judge);
+            const Report shortestReport = Live(shortest);
+            std::cout << "shortest story: " << Story(shortest, shortestReport) << std::flush;
             if (verbose) {
-                std::cout << report.log << report.finalContents;
+                std::cout << shortestReport.log << shortestReport.finalContents;
             }
+        } else if (verbose) {
+            std::cout << Story(plan, report) << report.log << report.finalContents;
         }
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;

@@ -17,14 +17,18 @@ public:
         StepTrace& step = steps_.emplace_back();
         step.label = label;
         for (const records::UsnRecord& record : list) {
-            step.paths.push_back(record.filename);
+            records::FileChangeInfo& change = step.list.emplace_back();
+            change.fileName = record.filename;
+            change.frn = record.frn;
+            change.timestamp = record.timestamp;
+            change.reason = records::FileChangeReason::kUnknown;
         }
     }
     void OnChanges(std::string_view label, const records::StepRecordList& list) override {
         StepTrace& step = steps_.emplace_back();
         step.label = label;
         for (const auto& record : list) {
-            step.paths.emplace_back(record.fileName);
+            step.list.push_back(record);
         }
     }
 

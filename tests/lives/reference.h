@@ -8,13 +8,15 @@
 #include <vector>
 
 #include "lives/world.h"
+#include "records/change_record.h"
 
 namespace tavi::lives {
 
-// A step of the pipeline and the paths in its result, for finding out which rule drops one.
+// A step of the pipeline and its result, for finding out which rule drops a path. Before the conversion a record has
+// only its path and numbers.
 struct StepTrace {
     std::string label;
-    std::vector<std::u16string> paths;
+    records::FileChangeInfoList list;
 };
 
 struct Reference {

@@ -294,7 +294,9 @@ void Workload::PerformFile(const Event& event) {
             return Rename(path, other);
         case Act::kRenameCase:
             Need(path);
-            volume_.Rename(path, Beside(path, OtherCase(NameOf(path))));
+            if (const auto info = volume_.Info(path)) {
+                volume_.Rename(path, Beside(path, OtherCase(info->name)));
+            }
             return Done();
         case Act::kSwap:
             return path == other ? void() : Swap(path, other);

@@ -56,6 +56,12 @@ World::World(const Plan& plan)
     }
     volume().WithJournal([&](sim::EmulatedJournal& journal) { journal.behaviour().mostBytesPerRead = plan.readLimit; });
     truth_.Pull();
+    // Now, while nothing fails.
+    for (const std::size_t user : {0U, 1U}) {
+        const std::u16string digest = util::ShA256Encode(platform_, UserId(user));
+        files_[user] =
+            machine_.files().HostPath(std::u16string(kDatabaseBase) + u"\\" + digest + u"\\ListenService.dat");
+    }
 }
 
 World::~World() {
@@ -96,9 +102,18 @@ void World::StartProcess() {
     processStarted_ = true;
     machine_.WaitUntil([this] { return machine_.dead() || machine_.services().state() == platform::kServiceRunning; },
                        60000, 10);
+    Sleep(10);  // until all its threads wait
+    handlesWithoutTask_ = machine_.OpenHandles();
+}
+
+// Those that this thread could not end in time while it waits for an answer.
+void World::EndShortTroubles() {
+    Unlock();
+    volume().WithJournal([](sim::EmulatedJournal& journal) { journal.behaviour().failReadsWith = 0; });
 }
 
 std::optional<std::int64_t> World::Stop() {
+    EndShortTroubles();
     const std::int64_t before = machine_.NowMilliseconds();
     // Not SendControl: a process that dies in the handler would keep this thread waiting.
     machine_.services().PostControl(platform::kServiceControlStop);
@@ -126,7 +141,7 @@ void World::Restart() {
 }
 
 std::optional<std::uint32_t> World::Ask(std::uint32_t command, std::u16string_view json) {
-    Unlock();  // this thread cannot let go of the lock while it waits for the answer
+    EndShortTroubles();
     sim::PipeClient client(machine_.pipes());
     std::string reply;
     if (client.Connect(kClientProcess, 5000) != 0 || client.WriteMessage(AsMessage(test::Frame(command, json))) != 0 ||
@@ -155,13 +170,7 @@ std::u16string World::UserId(std::size_t user) const {
 }
 
 std::filesystem::path World::DatabaseFile(std::size_t user) {
-    std::filesystem::path& file = files_[user];
-    if (file.empty()) {
-        platform::Platform platform = machine_.platform();
-        const std::u16string digest = util::ShA256Encode(platform, UserId(user));
-        file = machine_.files().HostPath(std::u16string(kDatabaseBase) + u"\\" + digest + u"\\ListenService.dat");
-    }
-    return file;
+    return files_.at(user);
 }
 
 void World::LockDatabase(std::size_t user, std::int64_t milliseconds) {

@@ -41,6 +41,7 @@ public:
     void StartProcess();
     std::optional<std::int64_t> Stop();
     bool processStarted() const { return processStarted_; }
+    std::size_t handlesWithoutTask() const { return handlesWithoutTask_; }  // of this process, before it was asked
     bool dead() { return machine_.dead(); }
     // After a death: the machine comes up again, without the process.
     void Restart();
@@ -70,6 +71,7 @@ public:
 private:
     std::optional<std::uint32_t> Ask(std::uint32_t command, std::u16string_view json);
     void RunTimers();
+    void EndShortTroubles();
     void Unlock();
 
     LifeLog log_;
@@ -80,6 +82,7 @@ private:
     Workload workload_;
     sim::Machine::ThreadId process_ = 0;
     bool processStarted_ = false;
+    std::size_t handlesWithoutTask_ = 0;
     bool sqliteFailing_ = false;
     Database locker_;
     std::vector<std::pair<std::int64_t, std::function<void()>>> timers_;

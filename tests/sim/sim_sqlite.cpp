@@ -331,8 +331,10 @@ void SimSqlite::AddLeaks(std::vector<std::string>& leaks) const {
 
 void SimSqlite::KeepFiles() {
     kept_.clear();
-    if (losePower_) {
-        kept_ = SqliteDisk::Synchronised();
+    died_ = true;
+    synchronised_ = SqliteDisk::Synchronised();
+    if (losePower_.exchange(false)) {
+        kept_ = synchronised_;
         return;
     }
     for (const auto& [database, connection] : connections_) {
@@ -376,8 +378,9 @@ void SimSqlite::CloseAll() {
     for (const auto& [path, bytes] : kept) {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
     }
-    if (losePower_.exchange(false)) {
-        SqliteDisk::Reset(kept);
+    // Closing has synchronised what the dead process never did.
+    if (std::exchange(died_, false)) {
+        SqliteDisk::Reset(std::exchange(synchronised_, {}));
     }
 }
 

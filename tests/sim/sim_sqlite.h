@@ -84,6 +84,8 @@ private:
     std::map<sqlite3_stmt*, sqlite3*> statements_;
     std::multiset<void*> messages_;
     std::map<std::filesystem::path, std::string> kept_;
+    std::map<std::filesystem::path, std::string> synchronised_;  // at the death
+    bool died_ = false;
     std::atomic<bool> losePower_ = false;
 };
 

@@ -21,7 +21,7 @@ public:
     static void TrackSynchronised(bool track);
     // Every file that was written since then, with what would be left of it.
     static std::map<std::filesystem::path, std::string> Synchronised();
-    // After a loss of power the files were rewritten: what they hold is what is synchronised.
+    // The files were rewritten behind its back: this is what of them is synchronised.
     static void Reset(const std::map<std::filesystem::path, std::string>& files);
 
     // While it is on, every write fails with result 13.

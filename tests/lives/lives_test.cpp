@@ -1,0 +1,145 @@
+// A few hundred lives, and what the simulation itself has to keep. TAVI_LIVES sets their number, TAVI_FIRST_SEED where
+// they begin; TaviLives runs them by the hundred thousand.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+
+#include "lives/life.h"
+#include "lives/shrink.h"
+
+namespace tavi::lives {
+namespace {
+
+std::uint64_t FromEnvironment(const char* name, std::uint64_t otherwise) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? std::strtoull(value, nullptr, 10) : otherwise;
+}
+
+void LiveThem(std::uint64_t count, PlanOptions options) {
+    const std::uint64_t first = FromEnvironment("TAVI_FIRST_SEED", 1);
+    std::cout << "seeds " << first << " to " << first + count - 1 << '\n';
+    std::uint64_t compared = 0;
+    std::uint64_t rows = 0;
+    for (std::uint64_t seed = first; seed < first + count; ++seed) {
+        const Plan plan = MakePlan(seed, options);
+        const Report report = Live(plan);
+        compared += report.compared;
+        rows += report.rows;
+        if (report.unexplained()) {
+            const Plan shortest = Shrink(plan, report.firstUnexplained()->judge);
+            FAIL() << Story(shortest, Live(shortest)) << report.log;
+        }
+    }
+    EXPECT_GT(compared, count / 4);
+    EXPECT_GT(rows, count);
+}
+
+TEST(Lives, LoseNothingAndInventNothing) {
+    LiveThem(FromEnvironment("TAVI_LIVES", 200), {});
+}
+
+TEST(Lives, LoseNothingAndInventNothingWithEveryThreadAtOnce) {
+    LiveThem(FromEnvironment("TAVI_LIVES", 200) / 4, {.everyThreadAtOnce = true});
+}
+
+TEST(Lives, SeedReplaysALifeExactly) {
+    for (const std::uint64_t seed : {11U, 12U, 13U, 14U, 15U}) {
+        const Report first = Live(MakePlan(seed));
+        const Report second = Live(MakePlan(seed));
+        EXPECT_GT(first.calls, 100U);
+        EXPECT_EQ(first.calls, second.calls);
+        EXPECT_EQ(first.switches, second.switches);
+        EXPECT_EQ(first.virtualMs, second.virtualMs);
+        EXPECT_EQ(first.finalContents, second.finalContents);
+        EXPECT_EQ(first.findings.size(), second.findings.size());
+    }
+}
+
+Event File(Act act, std::u16string path, std::u16string other = {}, std::uint64_t number = 0) {
+    return {0, act, std::move(path), std::move(other), number};
+}
+
+// The client listens to another folder and comes back: what is in the folder now was there before.
+const Event kAwayEvent = {3000, Act::kSwitchFolder, {}, {}, 1};
+const Event kBackEvent = {3000, Act::kSwitchFolder, {}, {}, 0};
+
+Plan Planned(std::vector<Event> events, bool steady = true) {
+    Plan plan;
+    plan.seed = 1;
+    plan.steady = steady;
+    plan.events = std::move(events);
+    return plan;
+}
+
+std::vector<std::string> KnownLimits(const Report& report) {
+    std::vector<std::string> names;
+    for (const Finding& finding : report.findings) {
+        names.push_back(finding.knownLimit);
+    }
+    return names;
+}
+
+// Each story of docs/known-limits.md that is about files, as it stands there.
+TEST(KnownLimits, SaveIsLostAfterARenamedFileWasDeletedUnderTheSameName) {
+    const Report report = Live(Planned({File(Act::kRename, u"C:\\Sync\\draft.c", u"C:\\Sync\\plan.c"),
+                                        File(Act::kSaveByReplace, u"C:\\Sync\\plan.c")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("saved-after-a-renamed-file-was-deleted"));
+}
+
+TEST(KnownLimits, FileExchangedForOneFromOutsideIsLost) {
+    const Report report = Live(Planned({File(Act::kCreate, u"C:\\Sync\\plan.txt"),
+                                        File(Act::kCreate, u"C:\\Elsewhere\\new.txt"),
+                                        kAwayEvent,
+                                        kBackEvent,
+                                        {3000, Act::kMoveOut, u"C:\\Sync\\plan.txt", {}, 0},
+                                        File(Act::kRename, u"C:\\Elsewhere\\new.txt", u"C:\\Sync\\plan.txt")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("exchanged-for-one-from-outside"));
+}
+
+TEST(KnownLimits, NewFileIsLostWhenItsFormerNameBecomesATemporaryOne) {
+    const Report report = Live(Planned({File(Act::kChain, u"C:\\Sync\\a.txt", u"C:\\Sync\\~a.tmp", 0),
+                                        File(Act::kRename, u"C:\\Sync\\~a.tmp", u"C:\\Sync\\b.txt")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("new-file-gave-its-name-to-a-temporary-one"));
+}
+
+TEST(KnownLimits, BackupCopyMadeAnewIsLost) {
+    const Report report = Live(Planned({File(Act::kCreate, u"C:\\Sync\\v1.igbak"),
+                                        kAwayEvent,
+                                        kBackEvent,
+                                        {3000, Act::kRename, u"C:\\Sync\\v1.igbak", u"C:\\Sync\\v1.old", 0},
+                                        File(Act::kCreateEmpty, u"C:\\Sync\\v1.igbak")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("backup-copy-renamed-and-made-anew"));
+}
+
+TEST(KnownLimits, UnpairedSurrogateIsStoredAsAnotherName) {
+    const Report report = Live(Planned({File(Act::kCreate, u"C:\\Sync\\odd\xD800unit.txt")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("unpaired-surrogate"));
+}
+
+TEST(KnownLimits, JournalRecreatedWhileTheTaskRunsIsNotTold) {
+    const Report report = Live(Planned({File(Act::kCreate, u"C:\\Sync\\a.txt"),
+                                        {3000, Act::kRecreateJournal, {}, {}, 0},
+                                        File(Act::kCreate, u"C:\\Sync\\b.txt"),
+                                        {3000, Act::kStart, {}, {}, 0}}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("journal-recreated-unnoticed"));
+}
+
+TEST(Shrink, LeavesTheEventsThatTheStoryNeeds) {
+    Plan plan = Planned({File(Act::kCreate, u"C:\\Sync\\one.txt"),
+                         File(Act::kRename, u"C:\\Sync\\draft.c", u"C:\\Sync\\plan.c"),
+                         {20, Act::kLook, {}, {}, 0},
+                         File(Act::kSaveByReplace, u"C:\\Sync\\plan.c"),
+                         File(Act::kRemove, u"C:\\Sync\\one.txt"),
+                         {100, Act::kStop, {}, {}, 0}});
+    const Plan shortest = Shrink(plan, 'd', "saved-after-a-renamed-file-was-deleted");
+    ASSERT_EQ(shortest.events.size(), 2U);
+    EXPECT_EQ(shortest.events[0].act, Act::kRename);
+    EXPECT_EQ(shortest.events[1].act, Act::kSaveByReplace);
+    EXPECT_THAT(Story(shortest, Live(shortest)),
+                testing::HasSubstr("C:\\Sync\\draft.c is renamed to C:\\Sync\\plan.c"));
+}
+
+}  // namespace
+}  // namespace tavi::lives
