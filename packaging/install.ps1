@@ -40,9 +40,9 @@ function Get-InstalledService {
 }
 
 # The service's executable always exits with 0; whether it did what it was asked for shows in the services.
-function Invoke-ServiceSwitch([string]$switch) {
+function Invoke-ServiceSwitch([string]$argument) {
     $executable = Join-Path $Folder 'TaviLumbraService.exe'
-    Start-Process -FilePath $executable -ArgumentList $switch -Wait -WindowStyle Hidden
+    Start-Process -FilePath $executable -ArgumentList $argument -Wait -WindowStyle Hidden
 }
 
 function Copy-Programs {

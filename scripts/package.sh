@@ -83,7 +83,6 @@ stage_licences() {
 stage_documents() {
     cp README.md SECURITY.md "$stage/"
     cp -r docs/. "$stage/docs/"
-    # Notepad shows line ends of either kind; PowerShell 5 takes a script without a mark for the system's code page.
     cp packaging/install.ps1 "$stage/"
 }
 

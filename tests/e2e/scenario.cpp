@@ -59,7 +59,9 @@ bool JournalIsEmulated() {
 void Scenario::SetUp() {
     static int number = 0;
     logSizes_ = LogFiles();
-    root_ = L"C:\\TaviTest\\" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++number);
+    const std::wstring base = ReadEnvironment(L"TAVI_E2E_ROOT");  // on the volume whose journal is to be used
+    root_ = (base.empty() ? L"C:\\TaviTest" : base) + L"\\" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+            std::to_wstring(++number);
     folder_ = root_ + L"\\Sync";
     databaseFolder_ = root_ + L"\\Database";
     user_ = L"user-" + std::to_wstring(number);
