@@ -110,7 +110,8 @@ Holdings ServiceHoldings() {
     PROCESS_MEMORY_COUNTERS_EX memory{};
     GetProcessHandleCount(process, &holdings.handles);
     if (GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof memory)) {
-        holdings.privateBytes = memory.PrivateUsage;
+        // Wine counts only what was swapped out as private.
+        holdings.bytes = memory.PrivateUsage != 0 ? memory.PrivateUsage : memory.WorkingSetSize;
     }
     THREADENTRY32 thread{};
     thread.dwSize = sizeof thread;

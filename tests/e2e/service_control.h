@@ -21,9 +21,9 @@ DWORD ServiceState();      // 0 when it is not installed
 DWORD ServiceProcessId();  // 0 when it does not run
 // What the service's process holds; all 0 when it does not run.
 struct Holdings {
-    DWORD handles = 0;
+    DWORD handles = 0;  // Wine does not count them: 0
     DWORD threads = 0;
-    SIZE_T privateBytes = 0;
+    SIZE_T bytes = 0;
 };
 Holdings ServiceHoldings();
 bool KillService();        // ends the process at once
