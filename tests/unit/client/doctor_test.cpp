@@ -211,11 +211,13 @@ TEST_F(DoctorTest, SaysWhatItDidNotLookAt) {
 }
 
 TEST_F(DoctorTest, ShowsTheLastLogLines) {
-    rig.machine().files().WriteText(u"C:\\ProgramData\\ZenloTavi\\Log\\error.log", "one\ntwo\nthree\nfour\n");
+    rig.machine().files().WriteText(u"C:\\ProgramData\\ZenloTavi\\Log\\error.log",
+                                    "one\ntwo\nthree\nfour\n[Util] the file system is NTFS\n");
     rig.machine().files().WriteText(u"C:\\ProgramData\\ZenloTavi\\Log\\read_usn_journal_err", "rejected\n");
     const RunResult run = Examine();
     EXPECT_THAT(run.out, AllOf(HasSubstr("error.log: two.\n"), HasSubstr("error.log: four.\n"),
-                               HasSubstr("read_usn_journal_err: rejected.\n"), Not(HasSubstr("error.log: one"))));
+                               HasSubstr("read_usn_journal_err: rejected.\n"), Not(HasSubstr("error.log: one")),
+                               Not(HasSubstr("the file system is NTFS"))));
 }
 
 TEST_F(DoctorTest, ASecondProblemIsCounted) {

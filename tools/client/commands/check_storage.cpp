@@ -21,6 +21,8 @@ namespace {
 
 constexpr double kFewHours = 24;
 constexpr std::size_t kLogLines = 3;
+constexpr std::size_t kLinesToChooseFrom = 100;
+constexpr std::string_view kNoFailure = "the file system is NTFS";  // in the error log with every start request
 
 std::string Utf8(const std::u16string& text) {
     return TypeConvert::UnicodeToUTF8(text);
@@ -189,9 +191,11 @@ void CheckLogs(const Surroundings& surroundings, Findings& findings) {
     platform::Platform& platform = *surroundings.platform;
     const std::u16string folder = Drive::ServiceLogFolder(platform);
     for (const char16_t* name : {u"error.log", u"read_usn_journal_err"}) {
-        const std::vector<std::string> lines = LastLines(platform, folder + u'\\' + name, kLogLines);
-        for (const std::string& line : lines) {
-            findings.push_back({Verdict::kNote, Utf8(name) + ": " + line, {}});
+        std::vector<std::string> lines = LastLines(platform, folder + u'\\' + name, kLinesToChooseFrom);
+        std::erase_if(lines, [](const std::string& line) { return line.ends_with(kNoFailure); });
+        const std::size_t first = lines.size() - std::min(lines.size(), kLogLines);
+        for (std::size_t index = first; index < lines.size(); ++index) {
+            findings.push_back({Verdict::kNote, Utf8(name) + ": " + lines[index], {}});
         }
     }
     findings.push_back({Verdict::kNote, "The logs are in " + Utf8(folder), {}});
