@@ -91,4 +91,16 @@ std::int64_t DatabaseReader::Count(const std::string& table) const {
     return count;
 }
 
+DatabaseLock::DatabaseLock(const DatabaseReader& reader) {
+    const std::u8string path = std::filesystem::path(reader.DatabasePath()).u8string();
+    sqlite3_open_v2(reinterpret_cast<const char*>(path.c_str()), &database_, SQLITE_OPEN_READWRITE, nullptr);
+    sqlite3_busy_timeout(database_, 5000);
+    held_ = sqlite3_exec(database_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+DatabaseLock::~DatabaseLock() {
+    sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(database_);
+}
+
 }  // namespace tavi::e2e

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+struct sqlite3;
 struct sqlite3_stmt;
 
 namespace tavi::e2e {
@@ -39,6 +40,21 @@ private:
     void Query(const std::string& sql, const std::function<void(sqlite3_stmt*)>& row) const;
 
     std::wstring baseFolder_;
+};
+
+// Keeps everybody else from writing while it lives.
+class DatabaseLock {
+public:
+    explicit DatabaseLock(const DatabaseReader& reader);
+    DatabaseLock(const DatabaseLock&) = delete;
+    DatabaseLock& operator=(const DatabaseLock&) = delete;
+    ~DatabaseLock();
+
+    bool held() const { return held_; }
+
+private:
+    sqlite3* database_ = nullptr;
+    bool held_ = false;
 };
 
 }  // namespace tavi::e2e

@@ -74,6 +74,22 @@ TEST_F(Recovery, PositionThatTheJournalNoLongerHoldsAnswers2) {
     EXPECT_EQ(WaitForChanges(expected), expected);
 }
 
+// This program is the other process.
+TEST_F(Recovery, ADatabaseThatAnotherProcessLocksForThreeSecondsHoldsEveryChangeAfterwards) {
+    ASSERT_EQ(Start(), 4);
+    ASSERT_TRUE(WaitForStatus(2));
+    constexpr DWORD kLockedFor = 3000;
+    {
+        const DatabaseLock lock(database());
+        ASSERT_TRUE(lock.held());
+        ASSERT_TRUE(files().CreateEmptyFile(Path(L"while locked.txt")));
+        Sleep(kLockedFor);
+        EXPECT_EQ(database().Changes().size(), 0U);
+    }
+    const std::vector<std::string> expected = {"create while locked.txt"};
+    EXPECT_EQ(WaitForChanges(expected), expected);
+}
+
 TEST_F(Recovery, ChangesMadeWhileTheServiceWasStoppedAreDelivered) {
     ASSERT_EQ(Start(), 4);
     ASSERT_GE(StopInstalledService(), 0);

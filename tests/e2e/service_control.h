@@ -26,7 +26,7 @@ struct Holdings {
     SIZE_T bytes = 0;
 };
 Holdings ServiceHoldings();
-bool KillService();        // ends the process at once
+bool KillService();  // ends the process at once
 std::wstring ServiceDescription();
 // How the service is registered; all empty when it is not.
 struct Registration {
