@@ -60,6 +60,7 @@ ReadConnection::ReadConnection(const std::string& path, int busyMilliseconds) {
         return;
     }
     if (!Succeeds(sqlite3_open_v2(file.c_str(), &database_, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr))) {
+        state_ = IsThere(file) ? state_ : ReadState::kMissing;  // deleted a moment ago
         return;
     }
     sqlite3_busy_timeout(database_, busyMilliseconds);

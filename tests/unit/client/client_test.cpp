@@ -156,10 +156,30 @@ TEST(Client, HelpListsCommandsAndExitCodesAndSucceeds) {
     const RunResult run = RunWith(std::vector<ScriptedCall>{}, {"--help"});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.err, "");
-    for (const char* text : {"start", "finish", "status", "Exit codes:", "  3  the service is not there"}) {
+    for (const char* text : {"start", "finish", "status", "watch", "show", "doctor", "explain", "Exit codes:",
+                             "  3  the service is not there", "  9  the database or the sync log cannot be read"}) {
         EXPECT_NE(run.out.find(text), std::string::npos) << text;
     }
-    EXPECT_EQ(RunWith(std::vector<ScriptedCall>{}, {"start", "--help"}).exitCode, 0);
+}
+
+TEST(Client, EveryCommandHasAHelpThatNamesItsOptions) {
+    const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
+        {"start", {"--user", "--folder", "--database", "--split-interval", "--timeout", "--exit-with-reply"}},
+        {"finish", {"--timeout"}},
+        {"status", {"--timeout"}},
+        {"watch", {"--user", "--database", "--since", "--once", "--seconds", "--json", "--color", "Ctrl+C"}},
+        {"show", {"--user", "--database", "administrator"}},
+        {"doctor", {"--folder", "--user", "--database", "It changes nothing"}},
+        {"explain", {"path", "--folder", "--batches", "--frn", "--logs", "obscures names"}},
+    };
+    for (const auto& [command, texts] : rows) {
+        const RunResult run = RunWith(std::vector<ScriptedCall>{}, {command, "--help"});
+        EXPECT_EQ(run.exitCode, 0) << command;
+        EXPECT_EQ(run.err, "");
+        for (const std::string& text : texts) {
+            EXPECT_NE(run.out.find(text), std::string::npos) << command << ": " << text << "\n" << run.out;
+        }
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <filesystem>
 #include <functional>
 #include <sstream>
 
@@ -116,6 +117,29 @@ TEST(Watch, OnceFailsWithoutADatabase) {
     const RunResult run = rig.Run(rig.WithDatabase({"watch", "--once"}));
     EXPECT_EQ(run.exitCode, 9);
     EXPECT_THAT(run.err, testing::StartsWith("There is no database "));
+}
+
+TEST(Watch, BearsAnUnreadableDatabaseForAWhile) {
+    const std::u16string path =
+        u"D:\\Base\\55579b557896d0ce1764c47fed644f9b35f58bad620674af23f356d80ed0c503\\ListenService.dat";
+    ClientRig forAMoment(false);
+    const auto makeUnreadable = [&path](ClientRig& rig) {
+        rig.machine().files().WriteText(path, std::string(4096, 'x'));
+    };
+    const RunResult passing = RunWithEvents(forAMoment.WithDatabase({"watch", "--seconds", "8"}),
+                                            {[&] { makeUnreadable(forAMoment); }, [] {},
+                                             [&] {
+                                                 std::filesystem::remove(forAMoment.database.path());
+                                                 forAMoment.database.Create();
+                                                 forAMoment.database.Save({u"a"});
+                                             }});
+    EXPECT_EQ(passing.exitCode, 0);
+    EXPECT_THAT(Lines(passing.out), ElementsAre(HasSubstr("create  a")));
+    ClientRig forEver(false);
+    makeUnreadable(forEver);
+    const RunResult lasting = RunWithEvents(forEver.WithDatabase({"watch"}), {});
+    EXPECT_EQ(lasting.exitCode, 9);
+    EXPECT_THAT(Lines(lasting.err), ElementsAre(HasSubstr("cannot be read (SQLite result 26). Waiting for it.")));
 }
 
 TEST(Watch, JsonIsOneObjectALine) {

@@ -12,6 +12,8 @@ namespace {
 
 constexpr std::size_t kPage = 1000;
 constexpr std::uint32_t kPause = 500;  // milliseconds; the service stores at most that often
+// A database that is being deleted or made anew cannot be read for a moment in several ways.
+constexpr int kFailuresToBear = 20;
 
 bool WantsColour(const WatchOptions& options, const Surroundings& surroundings) {
     return options.colour == Colour::kAlways || (options.colour == Colour::kAuto && surroundings.outIsTerminal);
@@ -31,7 +33,8 @@ public:
         for (;;) {
             const ChangePage page = follower_.Next(kPage);
             Print(page);
-            if (page.state == ReadState::kFailed || (options_.once && page.state != ReadState::kRead)) {
+            failures_ = page.state == ReadState::kFailed ? failures_ + 1 : 0;
+            if (failures_ > kFailuresToBear || (options_.once && page.state != ReadState::kRead)) {
                 return kExitUnreadable;
             }
             if (page.changes.size() == kPage) {
@@ -48,7 +51,7 @@ private:
     void Print(const ChangePage& page) {
         if (page.state != told_ && page.state != ReadState::kRead) {
             surroundings_.err << DescribeReadProblem(page.state, page.code, path_)
-                              << (page.state == ReadState::kFailed || options_.once ? ".\n" : ". Waiting for it.\n");
+                              << (options_.once ? ".\n" : ". Waiting for it.\n");
         }
         told_ = page.state;
         for (const Change& change : page.changes) {
@@ -63,6 +66,7 @@ private:
     std::string path_;
     ChangeFollower follower_;
     ReadState told_ = ReadState::kRead;  // a problem is told of once
+    int failures_ = 0;                   // in a row
 };
 
 }  // namespace
