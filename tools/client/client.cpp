@@ -138,6 +138,7 @@ void AddExplain(CLI::App& app, const Surroundings& surroundings, int& exitCode) 
 int RunClient(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
     CLI::App app("Drives TaviLumbraService, shows what it records, and finds out what is wrong.", "TaviListenClient");
     app.footer(kFooter);
+    app.set_version_flag("--version", TAVI_VERSION);
     app.require_subcommand(1);
     app.allow_windows_style_options(false);  // a path may begin with a slash
     int exitCode = kExitDone;

@@ -162,6 +162,12 @@ TEST(Client, HelpListsCommandsAndExitCodesAndSucceeds) {
     }
 }
 
+TEST(Client, TellsItsVersion) {
+    const RunResult run = RunWith(std::vector<ScriptedCall>{}, {"--version"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, "3.0.0.300\n");
+}
+
 TEST(Client, EveryCommandHasAHelpThatNamesItsOptions) {
     const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
         {"start", {"--user", "--folder", "--database", "--split-interval", "--timeout", "--exit-with-reply"}},
