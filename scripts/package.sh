@@ -18,6 +18,10 @@ while [ "$#" -gt 0 ]; do
 done
 [ -n "$certificate" ] && [ -n "$key" ] || [ -z "$certificate$key" ] || fail "a certificate needs its key, and a key its certificate"
 
+# What the tools write into programs and archives as the time is the commit's.
+SOURCE_DATE_EPOCH="$(git log -1 --format=%ct 2>/dev/null || date +%s)"
+export SOURCE_DATE_EPOCH
+
 ./build windows
 build_preset windows-cross tavi_client_library list_changes
 
@@ -86,13 +90,11 @@ stage_documents() {
     cp packaging/install.ps1 "$stage/"
 }
 
-# zip_folder ZIP FOLDER: the same contents give the same bytes.
+# zip_folder FOLDER: the same contents, unsigned, give the same bytes.
 zip_folder() {
-    local zip="$1" folder="$2" time
-    time="$(TZ=UTC0 git log -1 --format=%cd --date=format-local:'%Y-%m-%d %H:%M:%S' 2>/dev/null || date -u '+%Y-%m-%d %H:%M:%S')"
-    (cd "$root" && find "$folder" -type f | LC_ALL=C sort >"$zip.list" &&
-        cmake -E tar cf "$zip" --format=zip "--mtime=$time UTC" --files-from="$zip.list" && rm "$zip.list")
-    say "$root/$zip ($(du -h "$root/$zip" | cut -f1))"
+    local zip="$root/$1.zip"
+    scripts/zip_folder.py "$zip" "$root/$1" "$SOURCE_DATE_EPOCH"
+    say "$zip ($(du -h "$zip" | cut -f1))"
 }
 
 stage_programs
@@ -106,5 +108,5 @@ mkdir -p "$root/$name-symbols"
 for program in TaviLumbraService TaviListenClient TaviReplay; do
     cp "out/windows/debug/$program.exe.debug" "$root/$name-symbols/"
 done
-zip_folder "$name.zip" "$name"
-zip_folder "$name-symbols.zip" "$name-symbols"
+zip_folder "$name"
+zip_folder "$name-symbols"

@@ -81,6 +81,12 @@ x86_64-w64-mingw32-g++-posix -std=c++20 -Wall -Wextra -Werror -static "-I$librar
     "-L$library/lib" -ltavi_client -ljsoncpp -lsqlite3 -lcrypto -lws2_32 -lcrypt32
 expect 'last id: 0' 0 'C:\Unpacked\built.exe' "$base" anna
 
+# The sources are complete.
+for source in "$library"/source/*.cpp "$library"/source/*/*.cpp; do
+    x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only -DUNICODE -DNOMINMAX -D_WIN32_WINNT=0x0A00 "-I$library/include" \
+        "-I$library/source" -isystem "$TAVI_CACHE/windows/include" "$source" || fail "$source does not compile"
+done
+
 expect '' 0 "$programs\\TaviLumbraService.exe" /uninstall
 expect 'PROBLEM The service is not installed' 1 "$client" doctor
 say "The package works"
