@@ -102,6 +102,20 @@ TEST_F(Explain, ASaveThroughATemporaryFileIsToldFromBothNames) {
     EXPECT_THAT(run.out, HasSubstr("more than one file looks like this one there"));
 }
 
+TEST_F(Explain, WhatWasHeldBackIsTakenUpInTheNextBatch) {
+    MakeFile(u"C:\\Sync\\model.mlx");
+    RunCycle();
+    volume().Rename(u"C:\\Sync\\model.mlx", u"C:\\Sync\\model.tmp");
+    RunCycle();
+    ASSERT_EQ(Rows("SELECT originalFilePath FROM delayRecord;"), std::vector<std::string>{"model.mlx"});
+    RunCycle();
+    const Result run = Run({"model.mlx", "--batches", "1"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("step 3 took up what was held back: "),
+                               HasSubstr("    + RENAME  m***l.tmp  (was m***l.mlx)\n"),
+                               Not(HasSubstr("read from the journal"))));
+}
+
 TEST_F(Explain, WhatTheConversionDropsIsNoChange) {
     MakeFile(u"C:\\Sync\\quiet.txt");
     RunCycle();

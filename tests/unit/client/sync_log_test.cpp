@@ -102,6 +102,19 @@ TEST(SyncLog, WhatDoesNotFitIsSkipped) {
     EXPECT_EQ(batches[0].steps[0][0].name, "a");
 }
 
+TEST(SyncLog, MayBeginAndEndAnywhere) {
+    const std::string text = Raw(UsnLine(100, "a*b.txt") + UsnLine(200, "c")) + Stored("a*b.txt");
+    for (std::size_t at = 0; at <= text.size(); ++at) {
+        const auto beginning = Read({text.substr(at)});
+        EXPECT_LE(beginning.size(), 1U) << at;
+        const auto end = Read({text.substr(0, at)});
+        ASSERT_LE(end.size(), 1U) << at;
+        if (!end.empty()) {
+            EXPECT_LE(end[0].steps[0].size(), 2U) << at;
+        }
+    }
+}
+
 TEST(SyncLog, AnEmptyLogHasNoBatches) {
     EXPECT_THAT(Read({}), IsEmpty());
     EXPECT_THAT(Read({""}), IsEmpty());
