@@ -1,6 +1,7 @@
 // The parents' paths of one read: every parent directory is resolved once, whatever the number of its records, since
 // all records of one read see the names of one instant. An entry also keeps what follows from the path (inside the
-// listened folder or not, the part that goes before a record's name), so that a record costs one look-up. Dropped at the read's end; capacity is kept. Listen thread only.
+// listened folder or not, the part that goes before a record's name), so that a record costs one look-up. Dropped at
+// the read's end; capacity is kept. Listen thread only.
 //
 // A path has at most kLongestPathUnits code units (path_mapping.h), a read some 17,000 records, so 32 bits count the
 // text. Paths rebuilt from the path mapping are good only for the mapping's version they were built from: the decoder

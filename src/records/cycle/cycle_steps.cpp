@@ -1,6 +1,6 @@
 #include "imports/sync_panel_log.h"
-#include "records/cycle/file_change_record.h"
 #include "records/batch_dumps.h"
+#include "records/cycle/file_change_record.h"
 #include "records/step_pipeline.h"
 
 namespace tavi::records {

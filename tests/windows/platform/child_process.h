@@ -1,5 +1,5 @@
-// A program that a test starts, and ends at the latest with itself. Detached: a console of its own would outlive it with
-// the test's output, for whose end whoever started the test waits.
+// A program that a test starts, and ends at the latest with itself. Detached: a console of its own would outlive it
+// with the test's output, for whose end whoever started the test waits.
 #pragma once
 
 #include <windows.h>
