@@ -91,16 +91,15 @@ void BatchDecoder::NoteInMapping(const UsnRecordView& record, const ParentCache:
     if (!matters) {
         return;
     }
-    std::array<char16_t, kNameBufferUnits> name;
-    record.CopyName(name.data());
-    const std::u16string_view nameView(name.data(), record.nameUnits());
+    std::array<char16_t, kNameBufferUnits> room;
+    const std::u16string_view name = record.Name(room.data());
     const RecordIdentity identity{record.fileReferenceNumber(), record.parentFileReferenceNumber(), attributes};
     const std::u16string_view parentPath = parents_.PathOf(parent);
     // A record in a recycle bin that is also inside the folder would be offered twice with the same outcome.
     if (parent.insideListenFolder) {
-        mapping.UpdatePathMapping(identity, parentPath, nameView);
+        mapping.UpdatePathMapping(identity, parentPath, name);
     } else {
-        mapping.CheckRecycleBinMove(identity, parentPath, nameView);
+        mapping.CheckRecycleBinMove(identity, parentPath, name);
     }
 }
 
@@ -112,10 +111,10 @@ void BatchDecoder::Append(const UsnRecordView& record, const ParentCache::Entry&
     decoded.reason = record.reason();
     decoded.fileAttributes = record.fileAttributes();
     decoded.timestamp = timestamps_.Convert(record.timeStamp());
-    std::array<char16_t, kNameBufferUnits> name;  // the raw one need not be aligned
-    record.CopyName(name.data());
-    decoded.filename.reserve(folder.size() + record.nameUnits());
-    decoded.filename.append(folder).append(name.data(), record.nameUnits());
+    std::array<char16_t, kNameBufferUnits> room;
+    const std::u16string_view name = record.Name(room.data());
+    decoded.filename.reserve(folder.size() + name.size());
+    decoded.filename.append(folder).append(name);
     decoded.frn = record.fileReferenceNumber();
     decoded.oldfrn = -1;
 }

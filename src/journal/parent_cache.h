@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "journal/number_index.h"
+
 namespace tavi::journal {
 
 class ParentCache {
@@ -35,15 +37,8 @@ public:
 
     // Null when the number has not been resolved in this read. Valid until the next Add or Clear.
     Entry* Find(std::uint64_t fileReferenceNumber) {
-        for (std::size_t slot = SlotOf(fileReferenceNumber);; slot = (slot + 1) & slotMask_) {
-            const std::uint32_t index = slots_[slot];
-            if (index == kFree) {
-                return nullptr;
-            }
-            if (entries_[index].fileReferenceNumber == fileReferenceNumber) {
-                return &entries_[index];
-            }
-        }
+        const std::uint32_t place = places_.Find(fileReferenceNumber);
+        return place == NumberIndex::kNone ? nullptr : &entries_[place];
     }
     // `path` is volume-relative. The number is not in the cache yet.
     Entry& Add(std::uint64_t fileReferenceNumber, std::u16string_view path);
@@ -60,22 +55,13 @@ public:
     std::size_t size() const { return entries_.size(); }
 
 private:
-    static constexpr std::uint32_t kFree = ~std::uint32_t{0};
-
-    std::size_t SlotOf(std::uint64_t number) const {
-        constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15;
-        return static_cast<std::size_t>((number * kGoldenRatio) >> slotShift_);
-    }
-    void Resize(unsigned bits);
     void Judge(Entry& entry, std::u16string_view path) const;
 
     std::u16string folder_;  // the listened folder without its drive
     bool hasDrive_ = false;
     std::vector<Entry> entries_;
     std::u16string text_;  // the paths, one after the other
-    std::vector<std::uint32_t> slots_;
-    std::size_t slotMask_ = 0;
-    unsigned slotShift_ = 0;
+    NumberIndex places_;   // in entries_
 };
 
 }  // namespace tavi::journal

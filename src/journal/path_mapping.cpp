@@ -24,12 +24,22 @@ PathMapping::PathMapping(db::SqLite3Operator& database, std::u16string listenPat
     : database_(database), listenPath_(std::move(listenPath)) {}
 
 void PathMapping::Load(std::vector<db::PathMappingEntry> rows) {
-    knownDirectories_.reserve(knownDirectories_.size() + rows.size());
+    directories_.reserve(directories_.size() + rows.size());
     for (db::PathMappingEntry& row : rows) {
-        const std::uint64_t number = row.fileReferenceNumber;
-        knownDirectories_.insert_or_assign(number, std::move(row));
+        bool added = false;
+        EntryOf(row.fileReferenceNumber, added) = std::move(row);
     }
     ++version_;
+}
+
+db::PathMappingEntry& PathMapping::EntryOf(std::uint64_t number, bool& added) {
+    const std::uint32_t place = known_.Find(number);
+    added = place == NumberIndex::kNone;
+    if (!added) {
+        return directories_[place];
+    }
+    known_.Add(number, static_cast<std::uint32_t>(directories_.size()));
+    return directories_.emplace_back();
 }
 
 // Collects the names from the directory up to the listened folder, and counts the code units of the path that they
@@ -42,11 +52,11 @@ bool PathMapping::WalkToSyncFolder(std::uint64_t number, std::vector<const std::
     std::uint64_t leap = 2;
     units = syncFolderPath_.size();
     while (number != syncFolderReferenceNumber_) {
-        const auto known = knownDirectories_.find(number);
-        if (known == knownDirectories_.end()) {
+        const std::uint32_t place = known_.Find(number);
+        if (place == NumberIndex::kNone) {
             return false;
         }
-        const db::PathMappingEntry& entry = known->second;
+        const db::PathMappingEntry& entry = directories_[place];
         names.push_back(&entry.fileName);
         units += 1 + entry.fileName.size();
         number = entry.parentFileReferenceNumber;
@@ -85,8 +95,8 @@ void PathMapping::UpdatePathMapping(const RecordIdentity& record, std::u16string
         return;
     }
     const std::uint64_t number = record.fileReferenceNumber;
-    const auto [known, added] = knownDirectories_.try_emplace(number);
-    db::PathMappingEntry& entry = known->second;
+    bool added = false;
+    db::PathMappingEntry& entry = EntryOf(number, added);
     if (!added && entry.parentFileReferenceNumber == record.parentFileReferenceNumber && entry.fileName == name) {
         return;
     }
@@ -103,7 +113,7 @@ void PathMapping::UpdatePathMapping(const RecordIdentity& record, std::u16string
 void PathMapping::CheckRecycleBinMove(const RecordIdentity& record, std::u16string_view parentPath,
                                       std::u16string_view name) {
     if ((record.fileAttributes & platform::kFileAttributeDirectory) != 0 &&
-        knownDirectories_.contains(record.fileReferenceNumber) && IsInRecycleBin(parentPath)) {
+        known_.Find(record.fileReferenceNumber) != NumberIndex::kNone && IsInRecycleBin(parentPath)) {
         UpdatePathMapping(record, parentPath, name);
     }
 }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "db/sqlite3_operator.h"
+#include "journal/number_index.h"
 
 namespace tavi::journal {
 
@@ -53,16 +54,17 @@ public:
     static bool IsInRecycleBin(std::u16string_view parentPath);
 
 private:
-    using Directories = std::unordered_map<std::uint64_t, db::PathMappingEntry>;
-
+    // The directory's entry, made when it is not known.
+    db::PathMappingEntry& EntryOf(std::uint64_t number, bool& added);
     bool WalkToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names, std::size_t& units) const;
 
     db::SqLite3Operator& database_;
     std::u16string listenPath_;
-    Directories knownDirectories_;
+    std::vector<db::PathMappingEntry> directories_;
+    NumberIndex known_;  // in directories_
     std::uint64_t syncFolderReferenceNumber_ = 0;
     std::u16string syncFolderPath_;  // empty until learned
-    Directories pendingEntries_;
+    std::unordered_map<std::uint64_t, db::PathMappingEntry> pendingEntries_;
     std::uint64_t version_ = 0;
 };
 

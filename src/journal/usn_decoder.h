@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string_view>
 
 #include "platform/types.h"
 
@@ -43,11 +44,22 @@ public:
     }
     // `destination` has room for nameUnits() code units.
     void CopyName(char16_t* destination) const {
-        const std::size_t offset = Load<std::uint16_t>(offsetof(platform::UsnRecordV2, fileNameOffset));
-        std::memcpy(destination, record_ + offset, nameUnits() * sizeof(char16_t));
+        std::memcpy(destination, NameBytes(), nameUnits() * sizeof(char16_t));
+    }
+    // The name where it lies, when it lies as the file system puts it, on an even address; else copied to `room`, which
+    // has room for nameUnits() code units.
+    std::u16string_view Name(char16_t* room) const {
+        if (reinterpret_cast<std::uintptr_t>(NameBytes()) % alignof(char16_t) == 0) {
+            return {reinterpret_cast<const char16_t*>(NameBytes()), nameUnits()};
+        }
+        CopyName(room);
+        return {room, nameUnits()};
     }
 
 private:
+    const std::byte* NameBytes() const {
+        return record_ + Load<std::uint16_t>(offsetof(platform::UsnRecordV2, fileNameOffset));
+    }
     template <typename Field>
     Field Load(std::size_t offset) const {
         Field value;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -23,6 +24,8 @@ struct Decoded {
 std::u16string NameOf(const UsnRecordView& record) {
     std::u16string name(record.nameUnits(), u'\0');
     record.CopyName(name.data());
+    std::u16string room(record.nameUnits(), u'\0');
+    EXPECT_EQ(record.Name(room.data()), name);
     return name;
 }
 
@@ -193,6 +196,20 @@ TEST(UsnDecoder, NameThatEndsWithItsRecordIsRead) {
     ASSERT_EQ(decoded.names.size(), 1U);
     EXPECT_EQ(decoded.names[0], u"spoilt");
     EXPECT_FALSE(decoded.malformed);
+}
+
+TEST(UsnDecoder, NameAtAnOddAddressIsCopiedAndReadTheSame) {
+    RawRecords raw;
+    raw.Add({.name = u"report.docx"});
+    std::vector<std::byte> shifted(raw.bytes().size() + 1);
+    std::copy(raw.bytes().begin(), raw.bytes().end(), shifted.begin() + 1);
+    UsnDecoder decoder(std::span(shifted).subspan(1));
+    UsnRecordView record;
+    ASSERT_TRUE(decoder.Next(record));
+    std::u16string room(record.nameUnits(), u'\0');
+    const std::u16string_view name = record.Name(room.data());
+    EXPECT_EQ(name, u"report.docx");
+    EXPECT_EQ(name.data(), room.data());
 }
 
 TEST(UsnDecoder, OddByteAtANamesEndIsNotPartOfIt) {
