@@ -203,7 +203,8 @@ TEST(UsnDecoder, NameAtAnOddAddressIsCopiedAndReadTheSame) {
     raw.Add({.name = u"report.docx"});
     std::vector<std::byte> shifted(raw.bytes().size() + 1);
     std::copy(raw.bytes().begin(), raw.bytes().end(), shifted.begin() + 1);
-    UsnDecoder decoder(std::span(shifted).subspan(1));
+    const std::span<const std::byte> odd(shifted.data() + 1, raw.bytes().size());
+    UsnDecoder decoder(odd);
     UsnRecordView record;
     ASSERT_TRUE(decoder.Next(record));
     std::u16string room(record.nameUnits(), u'\0');
