@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "sim/machine.h"
 
 namespace tavi::sim {
@@ -48,7 +50,7 @@ protected:
     Machine machine;
     Platform platform;
     PipeClient client;
-    std::uint32_t error = 0;
+    std::atomic<std::uint32_t> error = 0;  // of the last Read or Write, which several threads make
 };
 INSTANTIATE_TEST_SUITE_P(SimPipes, PipesTest, testing::Values(Concurrency::kBaton, Concurrency::kFree),
                          [](const auto& mode) { return mode.param == Concurrency::kBaton ? "Baton" : "Free"; });
@@ -257,13 +259,14 @@ TEST_P(PipesTest, ProductOpensThePipeAsAClientByItsName) {
     const Handle server = Create();
     machine.pipes().SetOwnProcessId(99);
     Handle own = kInvalidHandle;
-    machine.Spawn("client", [&] {
+    const auto opening = machine.Spawn("client", [&] {
         machine.Sleep(5);
         own = platform.files.CreateFileW(kName, kGenericRead | kGenericWrite, 0, kOpenExisting, 0);
         EXPECT_TRUE(Write(own, "request"));
     });
     EXPECT_TRUE(platform.pipes.ConnectNamedPipe(server));
     EXPECT_EQ(Read(server).second, "request");
+    machine.Join(opening);
     std::uint32_t processId = 0;
     EXPECT_TRUE(platform.pipes.GetNamedPipeClientProcessId(server, processId));
     EXPECT_EQ(processId, 99U);
