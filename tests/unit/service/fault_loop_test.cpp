@@ -87,7 +87,7 @@ void FailEveryCallOf(Life life, Ever ever) {
             ASSERT_THAT(bench.machine.leaks(), IsEmpty());
             ++lives;
             // A call that keeps being made all the time is failed a few times: each time tells the same.
-            if (!fired || n == 4) {
+            if (!fired || n == 40) {
                 break;
             }
         }
