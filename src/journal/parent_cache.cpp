@@ -10,9 +10,8 @@ ParentCache::ParentCache(std::u16string_view listenPath) {
 }
 
 ParentCache::Entry& ParentCache::Add(std::uint64_t fileReferenceNumber, std::u16string_view path) {
-    places_.Add(fileReferenceNumber, static_cast<std::uint32_t>(entries_.size()));
+    places_.Add(fileReferenceNumber);
     Entry& entry = entries_.emplace_back();
-    entry.fileReferenceNumber = fileReferenceNumber;
     Replace(entry, path);
     return entry;
 }
@@ -25,7 +24,7 @@ void ParentCache::Replace(Entry& entry, std::u16string_view path) {
     entry.pathUnits = static_cast<std::uint32_t>(path.size());
     text_ += path;
     if (!path.ends_with(u'\\')) {
-        text_ += u'\\';
+        text_.push_back(u'\\');
     }
     Judge(entry, path);
 }
@@ -35,11 +34,10 @@ void ParentCache::Replace(Entry& entry, std::u16string_view path) {
 void ParentCache::Judge(Entry& entry, std::u16string_view path) const {
     entry.insideListenFolder = hasDrive_ && !path.empty() && path.starts_with(folder_) &&
                                (path.size() == folder_.size() || path[folder_.size()] == u'\\');
-    entry.relativeOffset = entry.pathOffset;
     entry.relativeUnits = 0;
     if (entry.insideListenFolder) {
-        entry.relativeOffset += static_cast<std::uint32_t>(folder_.size() + 1);
-        entry.relativeUnits = static_cast<std::uint32_t>(text_.size() - entry.relativeOffset);
+        const std::size_t relativeOffset = entry.pathOffset + folder_.size() + 1;
+        entry.relativeUnits = static_cast<std::uint32_t>(text_.size() - relativeOffset);
     }
 }
 

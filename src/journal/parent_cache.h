@@ -22,14 +22,12 @@ class ParentCache {
 public:
     // Small, so that thousands of them stay close: one is looked at for every record.
     struct Entry {
-        std::uint64_t fileReferenceNumber = 0;
-        std::uint32_t pathOffset = 0;      // in the cache's text
-        std::uint32_t pathUnits = 0;       // without the backslash that is added to it
-        std::uint32_t relativeOffset = 0;  // of what goes before the name: "Folder\", or nothing
-        std::uint32_t relativeUnits = 0;
-        std::uint64_t mappingVersion = 0;  // for rebuilt paths
-        bool rebuilt = false;              // from the mapping: the directory itself could not be opened
+        std::uint32_t pathOffset = 0;     // in the cache's text
+        std::uint32_t pathUnits = 0;      // without the backslash that is added to it
+        std::uint32_t relativeUnits = 0;  // of what goes before the name: "Folder\", or nothing
+        bool rebuilt = false;             // from the mapping: the directory itself could not be opened
         bool insideListenFolder = false;
+        std::uint64_t mappingVersion = 0;  // for rebuilt paths
     };
 
     // The folder that records must lie in, as the request names it; with a drive and its colon.
@@ -50,7 +48,10 @@ public:
         return std::u16string_view(text_).substr(entry.pathOffset, entry.pathUnits);
     }
     std::u16string_view RelativeOf(const Entry& entry) const {
-        return std::u16string_view(text_).substr(entry.relativeOffset, entry.relativeUnits);
+        if (!entry.insideListenFolder) {
+            return {};
+        }
+        return std::u16string_view(text_).substr(entry.pathOffset + folder_.size() + 1, entry.relativeUnits);
     }
     std::size_t size() const { return entries_.size(); }
 
@@ -61,7 +62,7 @@ private:
     bool hasDrive_ = false;
     std::vector<Entry> entries_;
     std::u16string text_;  // the paths, one after the other
-    NumberIndex places_;   // in entries_
+    NumberIndex places_;   // those in entries_
 };
 
 }  // namespace tavi::journal

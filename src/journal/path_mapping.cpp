@@ -38,8 +38,14 @@ db::PathMappingEntry& PathMapping::EntryOf(std::uint64_t number, bool& added) {
     if (!added) {
         return directories_[place];
     }
-    known_.Add(number, static_cast<std::uint32_t>(directories_.size()));
-    return directories_.emplace_back();
+    db::PathMappingEntry& entry = directories_.emplace_back();
+    try {
+        known_.Add(number);
+    } catch (...) {
+        directories_.pop_back();  // the two count alike
+        throw;
+    }
+    return entry;
 }
 
 // Collects the names from the directory up to the listened folder, and counts the code units of the path that they

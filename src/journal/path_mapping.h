@@ -61,7 +61,7 @@ private:
     db::SqLite3Operator& database_;
     std::u16string listenPath_;
     std::vector<db::PathMappingEntry> directories_;
-    NumberIndex known_;  // in directories_
+    NumberIndex known_;  // the places in directories_
     std::uint64_t syncFolderReferenceNumber_ = 0;
     std::u16string syncFolderPath_;  // empty until learned
     std::unordered_map<std::uint64_t, db::PathMappingEntry> pendingEntries_;

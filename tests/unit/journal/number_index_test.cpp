@@ -13,10 +13,11 @@ TEST(NumberIndex, FindsWhatWasAddedWhateverTheNumbers) {
     for (const std::uint64_t stride : {std::uint64_t{1}, std::uint64_t{1} << 32, std::uint64_t{1} << 48}) {
         NumberIndex index;
         std::unordered_map<std::uint64_t, std::uint32_t> expected;
-        for (std::uint32_t place = 0; place < 20'000; ++place) {
-            const std::uint64_t number = place % 2 == 0 ? place * stride : random();
+        for (std::uint64_t i = 0; i < 20'000; ++i) {
+            const std::uint64_t number = i % 2 == 0 ? i * stride : random();
+            const auto place = static_cast<std::uint32_t>(expected.size());
             if (expected.emplace(number, place).second) {
-                index.Add(number, place);
+                ASSERT_EQ(index.Add(number), place);
             }
         }
         for (const auto& [number, place] : expected) {
@@ -33,15 +34,16 @@ TEST(NumberIndex, NothingIsFoundInAnEmptyOneNorAfterClearing) {
     NumberIndex index;
     EXPECT_EQ(index.Find(0), NumberIndex::kNone);
     EXPECT_EQ(index.Find(~std::uint64_t{0}), NumberIndex::kNone);
-    index.Add(0, 7);
-    index.Add(~std::uint64_t{0}, 8);
-    EXPECT_EQ(index.Find(0), 7U);
-    EXPECT_EQ(index.Find(~std::uint64_t{0}), 8U);
+    index.Add(0);
+    index.Add(~std::uint64_t{0});
+    EXPECT_EQ(index.Find(0), 0U);
+    EXPECT_EQ(index.Find(~std::uint64_t{0}), 1U);
     index.Clear();
     EXPECT_EQ(index.Find(0), NumberIndex::kNone);
     EXPECT_EQ(index.Find(~std::uint64_t{0}), NumberIndex::kNone);
-    index.Add(0, 9);
-    EXPECT_EQ(index.Find(0), 9U);
+    index.Add(~std::uint64_t{0});
+    index.Add(0);
+    EXPECT_EQ(index.Find(0), 1U);
 }
 
 }  // namespace
