@@ -4,6 +4,7 @@
 #include <array>
 
 #include "records/dump_lines.h"
+#include "records/same_units.h"
 
 namespace tavi::records {
 namespace {
@@ -60,7 +61,7 @@ bool BatchDumps::LastDump<Fields>::Says(std::size_t line, const Record& record) 
     }
     std::size_t begin = lines_[line].namesBegin;
     for (const std::u16string_view name : NamesOf(record)) {
-        if (!std::equal(name.begin(), name.end(), names_.data() + begin)) {
+        if (!SameUnits(name, std::u16string_view(names_.data() + begin, name.size()))) {
             return false;
         }
         begin += name.size();
@@ -102,7 +103,13 @@ const std::string& BatchDumps::LastDump<Fields>::Format(const Records& records) 
     }
     LastDump next;
     next.lines_.reserve(records.size());
-    next.names_.reserve(names_.size());
+    std::size_t units = 0;
+    for (const auto& record : records) {
+        for (const std::u16string_view name : NamesOf(record)) {
+            units += name.size();
+        }
+    }
+    next.names_.reserve(units);
     DumpLines text(records.empty() ? std::string_view() : HeaderFor(records), DumpPaths::kObscured, records.size());
     std::size_t expected = 0;
     for (const auto& record : records) {

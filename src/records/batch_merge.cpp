@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cstddef>
+#include <memory_resource>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -28,13 +30,16 @@ public:
     StepRecordList TakeOutput();
 
 private:
+    StepRecordList TakeRemaining();
     void AddCreate(std::size_t index);
     void AddDelete(std::size_t index);
     void AddModify(std::size_t index);
 
     StepRecordList records_;
     std::vector<bool> removed_;
-    std::unordered_map<std::u16string_view, std::size_t> standing_;  // the record that stands for a name at present
+    // Nearly every record adds a name, and all go together: the nodes need no memory management of their own.
+    std::pmr::monotonic_buffer_resource nodes_;
+    std::pmr::unordered_map<std::u16string_view, std::size_t> standing_{&nodes_};  // who stands for a name at present
 };
 
 void BatchMerge::Add(std::size_t index) {
@@ -115,8 +120,27 @@ StepRecord ModificationAfter(const StepRecord& rename) {
     return modification;
 }
 
+// The output where no record becomes two.
+StepRecordList BatchMerge::TakeRemaining() {
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < records_.size(); ++i) {
+        if (removed_[i]) {
+            continue;
+        }
+        if (kept != i) {
+            records_[kept] = std::move(records_[i]);
+        }
+        ++kept;
+    }
+    records_.resize(kept);
+    return std::move(records_);
+}
+
 StepRecordList BatchMerge::TakeOutput() {
     standing_.clear();  // its keys are about to move
+    if (std::ranges::find(records_, kRenameThenModify, &StepRecord::reason) == records_.end()) {
+        return TakeRemaining();
+    }
     StepRecordList output;
     output.reserve(records_.size());
     for (std::size_t i = 0; i < records_.size(); ++i) {

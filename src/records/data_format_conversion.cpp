@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/constants.h"
+#include "records/same_units.h"
 #include "records/steps.h"
 
 namespace tavi::records {
@@ -25,7 +26,9 @@ struct RenameHalf {
     FileChangeReason reason;
     std::u16string_view fileName;
 
-    friend bool operator==(const RenameHalf&, const RenameHalf&) = default;
+    friend bool operator==(const RenameHalf& left, const RenameHalf& right) {
+        return left.frn == right.frn && left.reason == right.reason && SameUnits(left.fileName, right.fileName);
+    }
 };
 
 struct RenameHalfHash {
@@ -38,8 +41,28 @@ struct RenameHalfHash {
 // The journal repeats a file's reasons with every record until the file is closed: this one says nothing new.
 bool RepeatsPrevious(const UsnRecord& previous, const UsnRecord& record) {
     return (previous.reason & ~record.reason) == 0 && (record.reason & kSignificantBits & ~previous.reason) == 0 &&
-           previous.filename == record.filename;
+           SameUnits(previous.filename, record.filename);
 }
+
+// A file's records mostly stand together: the class of the name that was asked for last is at hand.
+class ClassOfLast {
+public:
+    explicit ClassOfLast(const TemporaryFileRules& rules) : rules_(rules), class_(rules.Classify({})) {}
+
+    // `name` outlives the next call.
+    NameClass Of(std::u16string_view name) {
+        if (!SameUnits(name, name_)) {
+            name_ = name;
+            class_ = rules_.Classify(name);
+        }
+        return class_;
+    }
+
+private:
+    const TemporaryFileRules& rules_;
+    std::u16string_view name_;
+    NameClass class_;
+};
 
 // The kind that a record's reasons mean apart from renames.
 std::optional<FileChangeReason> ContentKind(std::uint32_t reason) {
@@ -89,6 +112,7 @@ void AppendConverted(const UsnRecordList& records, const TemporaryFileRules& rul
     emittedHalves.reserve(static_cast<std::size_t>(
         std::ranges::count_if(records, [](const UsnRecord& record) { return RenameKind(record.reason).has_value(); })));
     const UsnRecord* previous = nullptr;
+    ClassOfLast classOfLast(rules);
     for (const UsnRecord& record : records) {
         const UsnRecord* const before = std::exchange(previous, &record);
         if (before != nullptr && RepeatsPrevious(*before, record)) {
@@ -102,7 +126,7 @@ void AppendConverted(const UsnRecordList& records, const TemporaryFileRules& rul
         if (!content && !rename) {
             continue;
         }
-        const NameClass nameClass = rules.Classify(record.filename);
+        const NameClass nameClass = classOfLast.Of(record.filename);
         if (content) {
             output.push_back(MakeRecord(record, nameClass, *content));
         }

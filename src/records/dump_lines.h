@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -16,6 +17,7 @@
 #include "imports/type_convert.h"
 #include "records/change_record.h"
 #include "records/record_dumps.h"
+#include "records/same_units.h"
 
 namespace tavi::records {
 
@@ -52,6 +54,14 @@ inline constexpr std::size_t kLineRoom = 224;
 
 // Collects the lines in a small buffer that stays in the processor's cache; the text grows by whole buffers.
 class DumpLines {
+    // A number with its text.
+    template <typename Number>
+    struct Repeated {
+        Number number = 0;
+        std::size_t units = 0;  // 0 before the first
+        std::array<char, kColumnRoom> text;
+    };
+
 public:
     // Growing step by step would copy the text several times.
     DumpLines(std::string_view header, DumpPaths paths, std::size_t lines) : paths_(paths) {
@@ -76,6 +86,21 @@ public:
         return *this;
     }
 
+    // A number in a column whose value is often that of the line before.
+    template <typename Number>
+    DumpLines& Decimal(Number number, Repeated<Number>& last) {
+        if (last.units == 0 || number != last.number) {
+            last.number = number;
+            last.units = static_cast<std::size_t>(
+                std::to_chars(last.text.data(), last.text.data() + last.text.size(), number).ptr - last.text.data());
+        }
+        Reserve(kColumnRoom);
+        std::memcpy(next_, last.text.data(), kColumnRoom);
+        next_ += last.units;
+        return *this;
+    }
+
+    // `path` outlives the next call.
     DumpLines& Path(const std::u16string& path) {
         if (path.empty()) {
             return *this;
@@ -83,15 +108,18 @@ public:
         if (paths_ == DumpPaths::kClear) {
             return Utf8(path);
         }
-        if (path.size() <= buffer_.size()) {
-            Reserve(path.size());
-            if (NarrowAscii(path, next_) == path.size()) {
-                PathHelper::FuzzyAsciiPath(std::span(next_, path.size()));
-                next_ += path.size();
-                return *this;
-            }
+        if (path.size() > lastObscured_.size()) {
+            return Utf8(PathHelper::FuzzyFilePath(path));
         }
-        return Utf8(PathHelper::FuzzyFilePath(path));
+        if (!SameUnits(path, lastPath_)) {
+            if (NarrowAscii(path, lastObscured_.data()) != path.size()) {
+                lastPath_ = {};
+                return Utf8(PathHelper::FuzzyFilePath(path));
+            }
+            PathHelper::FuzzyAsciiPath(std::span(lastObscured_).first(path.size()));
+            lastPath_ = path;
+        }
+        return Text(std::string_view(lastObscured_.data(), path.size()));
     }
 
     // An old number that is none, as almost every one is, needs no division.
@@ -109,15 +137,17 @@ public:
 
     void Add(const UsnRecord& record) {
         Decimal(record.usn).Tab().Reasons(record.reason).Tab();
-        Decimal(static_cast<std::int32_t>(record.fileAttributes)).Tab().Decimal(record.timestamp).Tab();
-        Path(record.filename).Tab().Decimal(record.frn).Tab();
+        Decimal(static_cast<std::int32_t>(record.fileAttributes), lastSignedAttributes_).Tab();
+        Decimal(record.timestamp, lastTimestamp_).Tab();
+        Path(record.filename).Tab().Decimal(record.frn, lastFrn_).Tab();
         OldFrn(static_cast<std::uint64_t>(record.oldfrn)).End();
     }
     void Add(const FileChangeInfo& record) {
         Path(record.fileName).Tab().Path(record.originalFileName).Tab();
-        Decimal(record.frn).Tab().OldFrn(record.oldfrn).Tab().Decimal(record.fileAttributes).Tab();
+        Decimal(record.frn, lastFrn_).Tab().OldFrn(record.oldfrn).Tab();
+        Decimal(record.fileAttributes, lastAttributes_).Tab();
         Text(record.isTempFile ? "1" : "0").Tab().Text(ReasonName(record.reason)).Tab();
-        Decimal(record.delayCount).Tab().Decimal(record.timestamp).End();
+        Decimal(record.delayCount, lastDelayCount_).Tab().Decimal(record.timestamp, lastTimestamp_).End();
     }
 
     // How many bytes there are so far.
@@ -184,6 +214,13 @@ private:
 
     std::string text_;
     DumpPaths paths_;
+    Repeated<std::int32_t> lastSignedAttributes_;
+    Repeated<std::uint32_t> lastAttributes_;
+    Repeated<std::uint32_t> lastDelayCount_;
+    Repeated<std::int64_t> lastTimestamp_;
+    Repeated<std::uint64_t> lastFrn_;
+    std::u16string_view lastPath_;  // whose obscured text is at hand
+    std::array<char, 1'024> lastObscured_;
     std::array<char, 16'384> buffer_;
     char* next_ = buffer_.data();
 };

@@ -56,17 +56,20 @@ std::size_t NoiseLength(Records records, const TemporaryFileRules& rules) {
 }  // namespace
 
 UsnRecordList FilterPlaceholders(UsnRecordList records, StepContext& context) {
-    UsnRecordList kept;
-    kept.reserve(records.size());
+    std::size_t kept = 0;
     for (std::size_t index = 0; index < records.size();) {
         if (const std::size_t noise = NoiseLength(Records(records).subspan(index), context.rules); noise != 0) {
             index += noise;
             continue;
         }
-        kept.push_back(std::move(records[index++]));
-        kept.back().oldfrn = -1;
+        if (kept != index) {
+            records[kept] = std::move(records[index]);
+        }
+        records[kept++].oldfrn = -1;
+        ++index;
     }
-    return kept;
+    records.resize(kept);
+    return records;
 }
 
 }  // namespace tavi::records

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -42,6 +43,11 @@ bool DeletionStands(const StepRecordList& records, const StepRecord& deletion, s
     return true;
 }
 
+bool IsDeletedDocument(const StepRecord& record, const TemporaryFileRules& rules) {
+    return record.reason == FileChangeReason::kDelete &&
+           TemporaryFileRules::HasExtensionIn(rules.documentExtensions(), record.fileName);
+}
+
 bool IsFile(const StepRecord& record) {
     return (record.fileAttributes & platform::kFileAttributeDirectory) == 0;
 }
@@ -49,7 +55,10 @@ bool IsFile(const StepRecord& record) {
 }  // namespace
 
 StepRecordList CheckSpecialDeletions(StepRecordList records, StepContext& context) {
-    const auto& documents = context.rules.documentExtensions();
+    const auto inQuestion = [&context](const StepRecord& record) { return IsDeletedDocument(record, context.rules); };
+    if (std::ranges::none_of(records, inQuestion)) {
+        return records;
+    }
     std::vector<bool> dropped(records.size());
     IndexByName nextWithName;
     nextWithName.reserve(records.size());
@@ -57,9 +66,7 @@ StepRecordList CheckSpecialDeletions(StepRecordList records, StepContext& contex
         const StepRecord& record = records[index];
         const auto [entry, isLast] = nextWithName.try_emplace(record.fileName, index);
         const std::size_t later = std::exchange(entry->second, index);
-        dropped[index] = !isLast && record.reason == FileChangeReason::kDelete &&
-                         TemporaryFileRules::HasExtensionIn(documents, record.fileName) &&
-                         !DeletionStands(records, record, later);
+        dropped[index] = !isLast && inQuestion(record) && !DeletionStands(records, record, later);
     }
     StepRecordList kept;
     kept.reserve(records.size());
