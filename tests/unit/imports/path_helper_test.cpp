@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace PathHelper {
@@ -37,6 +39,22 @@ TEST(FuzzyFilePath, KeepsTheFirstAndLastUnitOfEveryStem) {
             FuzzyAsciiPath(ascii);
             EXPECT_EQ(ascii, std::string(row.expected.begin(), row.expected.end()));
         }
+    }
+}
+
+TEST(FuzzyAsciiPath, AnyAsciiPathComesOutAsTheWidePathDoes) {
+    constexpr std::string_view kCharacters = "ab.\\/z-,0[]_\x7F\x01";
+    std::mt19937 random(3);
+    for (int round = 0; round < 20'000; ++round) {
+        std::string path(random() % 40, '\0');
+        for (char& character : path) {
+            character = kCharacters[random() % kCharacters.size()];
+        }
+        const std::u16string wide = FuzzyFilePath(std::u16string(path.begin(), path.end()));
+        const std::string expected(wide.begin(), wide.end());
+        std::string obscured = path;
+        FuzzyAsciiPath(obscured);
+        ASSERT_EQ(obscured, expected) << path;
     }
 }
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
+
 #include "imports/path_helper.h"
 #include "imports/type_convert.h"
 #include "unit/records/step_fixture.h"
@@ -87,6 +90,40 @@ TEST(RecordDumps, LinesStandInTheOrderOfTheRecords) {
     records[2].usn = 2;
     const std::string none = "\t\t0\t0\t\t0\t18446744073709551615\n";
     EXPECT_EQ(LinesOf(FormatUsnRecords(records), kUsnHeader), "3" + none + "1" + none + "2" + none);
+}
+
+// A line says what it says alone, whether or not its columns repeat those of the line before.
+TEST(RecordDumps, ALineDoesNotDependOnTheOneBefore) {
+    const std::u16string names[] = {u"docs\\report.docx",
+                                    u"docs\\r\u540Cport.docx",
+                                    u"docs\\repart.docx",
+                                    u"",
+                                    std::u16string(3'000, u'n') + u".txt",
+                                    u"\u540Cdocs\\report.docx"};
+    std::mt19937 random(7);
+    UsnRecordList raw;
+    FileChangeInfoList changes;
+    std::string rawLines(kUsnHeader);
+    std::string changeLines(kChangeHeader);
+    for (int i = 0; i < 2'000; ++i) {
+        const auto either = [&random](auto one, auto other) { return random() % 2 == 0 ? one : other; };
+        UsnRecord& record = raw.emplace_back();
+        record.fileAttributes = either(0x20U, 0x80000000U);
+        record.timestamp = either(std::int64_t{0}, std::int64_t{-1'700'000'000'123});
+        record.filename = names[random() % std::size(names)];
+        record.frn = either(std::uint64_t{0}, std::uint64_t{281'474'976'710'661});
+        rawLines += LinesOf(FormatUsnRecords({record}), kUsnHeader);
+        FileChangeInfo& change = changes.emplace_back();
+        change.fileName = record.filename;
+        change.originalFileName = names[random() % std::size(names)];
+        change.fileAttributes = record.fileAttributes;
+        change.delayCount = either(0U, 4'294'967'295U);
+        change.timestamp = record.timestamp;
+        change.frn = record.frn;
+        changeLines += LinesOf(FormatFileChangeRecords(FileChangeInfoList{change}), kChangeHeader);
+    }
+    EXPECT_EQ(FormatUsnRecords(raw), rawLines);
+    EXPECT_EQ(FormatFileChangeRecords(changes), changeLines);
 }
 
 TEST(RecordDumps, PathsAreObscuredInACopyAndInClearOnRequest) {
