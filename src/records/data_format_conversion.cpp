@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory_resource>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -20,7 +21,7 @@ constexpr std::uint32_t kDataBits = kReasonDataOverwrite | kReasonDataExtend | k
 constexpr std::uint32_t kSignificantBits =
     kDataBits | kReasonFileCreate | kReasonFileDelete | kReasonRenameOldName | kReasonRenameNewName;
 
-// The names are views into the input records, which outlive the set.
+// The names are views of texts that stay where they are while the set lives: see TakeName.
 struct RenameHalf {
     std::uint64_t frn;
     FileChangeReason reason;
@@ -39,9 +40,21 @@ struct RenameHalfHash {
 };
 
 // The journal repeats a file's reasons with every record until the file is closed: this one says nothing new.
-bool RepeatsPrevious(const UsnRecord& previous, const UsnRecord& record) {
+struct Previous {
+    std::uint32_t reason;
+    std::u16string_view name;
+};
+
+bool IsRepeatedBy(const Previous& previous, const UsnRecord& record) {
     return (previous.reason & ~record.reason) == 0 && (record.reason & kSignificantBits & ~previous.reason) == 0 &&
-           SameUnits(previous.filename, record.filename);
+           SameUnits(previous.name, record.filename);
+}
+
+// The name for the record's last result. Its text does not move, so that views of it stay good: what a string may hold
+// within itself is copied.
+std::u16string TakeName(UsnRecord& record) {
+    static const std::size_t unitsWithin = std::u16string().capacity();
+    return record.filename.size() > unitsWithin ? std::move(record.filename) : record.filename;
 }
 
 // A file's records mostly stand together: the class of the name that was asked for last is at hand.
@@ -91,9 +104,9 @@ std::optional<FileChangeReason> RenameKind(std::uint32_t reason) {
     return std::nullopt;
 }
 
-StepRecord MakeRecord(const UsnRecord& source, NameClass nameClass, FileChangeReason reason) {
+StepRecord MakeRecord(const UsnRecord& source, std::u16string name, NameClass nameClass, FileChangeReason reason) {
     StepRecord record;
-    record.fileName = source.filename;
+    record.fileName = std::move(name);
     record.fileAttributes = source.fileAttributes;
     record.isTempFile = (source.fileAttributes & kFileAttributeDirectory) == 0 && nameClass.temporary;
     record.reason = reason;
@@ -105,17 +118,17 @@ StepRecord MakeRecord(const UsnRecord& source, NameClass nameClass, FileChangeRe
 
 }  // namespace
 
-void AppendConverted(const UsnRecordList& records, const TemporaryFileRules& rules, StepRecordList& output) {
+void AppendConverted(UsnRecordList records, const TemporaryFileRules& rules, StepRecordList& output) {
     // The set only grows and ends with this call: its nodes need no memory management of their own.
     std::pmr::monotonic_buffer_resource nodes;
     std::pmr::unordered_set<RenameHalf, RenameHalfHash> emittedHalves(&nodes);
     emittedHalves.reserve(static_cast<std::size_t>(
         std::ranges::count_if(records, [](const UsnRecord& record) { return RenameKind(record.reason).has_value(); })));
-    const UsnRecord* previous = nullptr;
+    std::optional<Previous> previous;
     ClassOfLast classOfLast(rules);
-    for (const UsnRecord& record : records) {
-        const UsnRecord* const before = std::exchange(previous, &record);
-        if (before != nullptr && RepeatsPrevious(*before, record)) {
+    for (UsnRecord& record : records) {
+        const std::optional<Previous> before = std::exchange(previous, Previous{record.reason, record.filename});
+        if (before && IsRepeatedBy(*before, record)) {
             continue;
         }
         const auto content = ContentKind(record.reason);
@@ -128,18 +141,18 @@ void AppendConverted(const UsnRecordList& records, const TemporaryFileRules& rul
         }
         const NameClass nameClass = classOfLast.Of(record.filename);
         if (content) {
-            output.push_back(MakeRecord(record, nameClass, *content));
+            output.push_back(MakeRecord(record, rename ? record.filename : TakeName(record), nameClass, *content));
         }
         if (rename) {
-            output.push_back(MakeRecord(record, nameClass, *rename));
+            output.push_back(MakeRecord(record, TakeName(record), nameClass, *rename));
         }
     }
 }
 
-StepRecordList DataFormatConversion(const UsnRecordList& records, const TemporaryFileRules& rules) {
+StepRecordList DataFormatConversion(UsnRecordList records, const TemporaryFileRules& rules) {
     StepRecordList output;
     output.reserve(records.size());
-    AppendConverted(records, rules, output);
+    AppendConverted(std::move(records), rules, output);
     return output;
 }
 
@@ -150,7 +163,7 @@ StepRecordList ConvertDataFormat(UsnRecordList records, StepContext& context) {
         output.push_back(context.rules.ToStepRecord(std::move(held)));
     }
     context.delayRecords.clear();
-    AppendConverted(records, context.rules, output);
+    AppendConverted(std::move(records), context.rules, output);
     return output;
 }
 

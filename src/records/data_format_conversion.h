@@ -9,9 +9,9 @@ namespace tavi::records {
 
 // Appends what the batch means to `output`, in order. "The output so far", which the rename rule consults, is what this
 // call has appended: records that were there before do not count.
-void AppendConverted(const UsnRecordList& records, const TemporaryFileRules& rules, StepRecordList& output);
+void AppendConverted(UsnRecordList records, const TemporaryFileRules& rules, StepRecordList& output);
 
 // The same into a new list, with room for as many results as there are input records.
-StepRecordList DataFormatConversion(const UsnRecordList& records, const TemporaryFileRules& rules);
+StepRecordList DataFormatConversion(UsnRecordList records, const TemporaryFileRules& rules);
 
 }  // namespace tavi::records
