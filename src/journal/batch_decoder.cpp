@@ -18,6 +18,10 @@ void MakeRoom(records::UsnRecordList& batch, std::size_t bytes, std::size_t rema
     batch.reserve(std::max({kFirstRoom, 2 * batch.size(), projected + projected / 16}));
 }
 
+bool IsDirectory(const UsnRecordView& record) {
+    return (record.fileAttributes() & platform::kFileAttributeDirectory) != 0;
+}
+
 }  // namespace
 
 BatchDecoder::BatchDecoder(std::u16string_view listenPath, platform::Clock& clock)
@@ -26,6 +30,7 @@ BatchDecoder::BatchDecoder(std::u16string_view listenPath, platform::Clock& cloc
 BatchDecoder::Result BatchDecoder::Decode(std::span<const std::byte> records, ParentSource& source,
                                           PathMapping* mapping) {
     Result result;
+    noteCount_ = 0;
     UsnDecoder decoder(records);
     UsnRecordView record;
     while (decoder.Next(record)) {
@@ -40,8 +45,11 @@ BatchDecoder::Result BatchDecoder::Decode(std::span<const std::byte> records, Pa
             Append(record, parent, result.records);
         }
         if (mapping != nullptr) {
-            NoteInMapping(record, parent, *mapping);
+            NoteForMapping(record, parent, *mapping);
         }
+    }
+    if (mapping != nullptr) {
+        TellMapping(*mapping);
     }
     result.malformed = decoder.malformed();
     return result;
@@ -52,20 +60,22 @@ void BatchDecoder::EndRead() {
     timestamps_.Reset();
 }
 
-ParentCache::Entry& BatchDecoder::Parent(std::uint64_t number, ParentSource& source, const PathMapping* mapping) {
+ParentCache::Entry& BatchDecoder::Parent(std::uint64_t number, ParentSource& source, PathMapping* mapping) {
     ParentCache::Entry* entry = parents_.Find(number);
     if (entry == nullptr) {
         return ResolveParent(number, source, mapping);
     }
-    if (entry->rebuilt && mapping != nullptr && entry->mappingVersion != mapping->version()) {
-        parents_.Replace(*entry, mapping->BuildPathFromMapping(number));
-        entry->mappingVersion = mapping->version();
+    if (entry->rebuilt && mapping != nullptr) {
+        TellMapping(*mapping);
+        if (entry->mappingVersion != mapping->version()) {
+            parents_.Replace(*entry, mapping->BuildPathFromMapping(number));
+            entry->mappingVersion = mapping->version();
+        }
     }
     return *entry;
 }
 
-ParentCache::Entry& BatchDecoder::ResolveParent(std::uint64_t number, ParentSource& source,
-                                                const PathMapping* mapping) {
+ParentCache::Entry& BatchDecoder::ResolveParent(std::uint64_t number, ParentSource& source, PathMapping* mapping) {
     switch (source.AskForPath(number, answer_)) {
         case ParentSource::Answer::kPath:
             return parents_.Add(number, answer_);
@@ -77,23 +87,48 @@ ParentCache::Entry& BatchDecoder::ResolveParent(std::uint64_t number, ParentSour
     if (mapping == nullptr) {
         return parents_.Add(number, {});
     }
+    TellMapping(*mapping);
     ParentCache::Entry& entry = parents_.Add(number, mapping->BuildPathFromMapping(number));
     entry.rebuilt = true;
     entry.mappingVersion = mapping->version();
     return entry;
 }
 
-void BatchDecoder::NoteInMapping(const UsnRecordView& record, const ParentCache::Entry& parent,
-                                 PathMapping& mapping) const {
-    const std::uint32_t attributes = record.fileAttributes();
-    const bool isDirectory = (attributes & platform::kFileAttributeDirectory) != 0;
-    const bool matters = isDirectory || (parent.insideListenFolder && !mapping.syncFolderLearned());
-    if (!matters) {
-        return;
+void BatchDecoder::NoteForMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping) {
+    if (!mapping.syncFolderLearned()) {
+        if (parent.insideListenFolder || IsDirectory(record)) {
+            TellMapping(mapping, record, parent);
+        }
+    } else if (IsDirectory(record)) {
+        notes_[noteCount_++] = {record, parents_.PlaceOf(parent)};
+        if (noteCount_ == notes_.size()) {
+            TellMapping(mapping);
+        }
+    }
+}
+
+void BatchDecoder::TellMapping(PathMapping& mapping) {
+    std::array<std::uint32_t, kNotes> places;
+    for (std::size_t i = 0; i < noteCount_; ++i) {
+        places[i] = mapping.PlaceOf(notes_[i].record.fileReferenceNumber());
     }
     std::array<char16_t, kNameBufferUnits> room;
+    for (std::size_t i = 0; i < noteCount_; ++i) {
+        const UsnRecordView& record = notes_[i].record;
+        if (places[i] == NumberIndex::kNone ||
+            !mapping.Says(places[i], record.parentFileReferenceNumber(), record.Name(room.data()))) {
+            TellMapping(mapping, record, parents_.At(notes_[i].parentPlace));
+        }
+    }
+    noteCount_ = 0;
+}
+
+void BatchDecoder::TellMapping(PathMapping& mapping, const UsnRecordView& record,
+                               const ParentCache::Entry& parent) const {
+    std::array<char16_t, kNameBufferUnits> room;
     const std::u16string_view name = record.Name(room.data());
-    const RecordIdentity identity{record.fileReferenceNumber(), record.parentFileReferenceNumber(), attributes};
+    const RecordIdentity identity{record.fileReferenceNumber(), record.parentFileReferenceNumber(),
+                                  record.fileAttributes()};
     const std::u16string_view parentPath = parents_.PathOf(parent);
     // A record in a recycle bin that is also inside the folder would be offered twice with the same outcome.
     if (parent.insideListenFolder) {

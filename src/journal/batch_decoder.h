@@ -4,6 +4,7 @@
 // Listen thread only. Throws nothing but allocation failures.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -47,13 +48,26 @@ public:
     void EndRead();
 
 private:
-    ParentCache::Entry& Parent(std::uint64_t number, ParentSource& source, const PathMapping* mapping);
-    ParentCache::Entry& ResolveParent(std::uint64_t number, ParentSource& source, const PathMapping* mapping);
-    void NoteInMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping) const;
+    static constexpr std::size_t kNotes = 32;
+    // A directory's record that the mapping has not been told of.
+    struct Note {
+        UsnRecordView record;
+        std::uint32_t parentPlace = 0;  // in parents_
+    };
+
+    ParentCache::Entry& Parent(std::uint64_t number, ParentSource& source, PathMapping* mapping);
+    ParentCache::Entry& ResolveParent(std::uint64_t number, ParentSource& source, PathMapping* mapping);
+    void NoteForMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping);
+    void TellMapping(PathMapping& mapping);
+    void TellMapping(PathMapping& mapping, const UsnRecordView& record, const ParentCache::Entry& parent) const;
     void Append(const UsnRecordView& record, const ParentCache::Entry& parent, records::UsnRecordList& batch);
 
     ParentCache parents_;
     TimestampConverter timestamps_;
+    // Few records are of directories, and looking one up waits for memory several times over: several are looked up
+    // together, so that the waits overlap. Before the mapping is asked anything it has been told everything.
+    std::array<Note, kNotes> notes_;
+    std::size_t noteCount_ = 0;
     std::u16string answer_;  // reused from one parent to the next
 };
 

@@ -38,6 +38,9 @@ public:
         const std::uint32_t place = places_.Find(fileReferenceNumber);
         return place == NumberIndex::kNone ? nullptr : &entries_[place];
     }
+    // An entry's place, which outlives further Adds, and back.
+    std::uint32_t PlaceOf(const Entry& entry) const { return static_cast<std::uint32_t>(&entry - entries_.data()); }
+    const Entry& At(std::uint32_t place) const { return entries_[place]; }
     // `path` is volume-relative. The number is not in the cache yet.
     Entry& Add(std::uint64_t fileReferenceNumber, std::u16string_view path);
     // Gives an entry another path.

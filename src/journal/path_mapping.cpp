@@ -26,16 +26,13 @@ PathMapping::PathMapping(db::SqLite3Operator& database, std::u16string listenPat
 void PathMapping::Load(std::vector<db::PathMappingEntry> rows) {
     directories_.reserve(directories_.size() + rows.size());
     for (db::PathMappingEntry& row : rows) {
-        bool added = false;
-        EntryOf(row.fileReferenceNumber, added) = std::move(row);
+        EntryOf(row.fileReferenceNumber) = std::move(row);
     }
     ++version_;
 }
 
-db::PathMappingEntry& PathMapping::EntryOf(std::uint64_t number, bool& added) {
-    const std::uint32_t place = known_.Find(number);
-    added = place == NumberIndex::kNone;
-    if (!added) {
+db::PathMappingEntry& PathMapping::EntryOf(std::uint64_t number) {
+    if (const std::uint32_t place = PlaceOf(number); place != NumberIndex::kNone) {
         return directories_[place];
     }
     db::PathMappingEntry& entry = directories_.emplace_back();
@@ -96,16 +93,18 @@ std::u16string PathMapping::BuildPathFromMapping(std::uint64_t fileReferenceNumb
 
 void PathMapping::UpdatePathMapping(const RecordIdentity& record, std::u16string_view parentPath,
                                     std::u16string_view name) {
-    LearnSyncFolder(record.parentFileReferenceNumber, parentPath);
+    if (!syncFolderLearned()) {
+        LearnSyncFolder(record.parentFileReferenceNumber, parentPath);
+    }
     if ((record.fileAttributes & platform::kFileAttributeDirectory) == 0) {
         return;
     }
     const std::uint64_t number = record.fileReferenceNumber;
-    bool added = false;
-    db::PathMappingEntry& entry = EntryOf(number, added);
-    if (!added && entry.parentFileReferenceNumber == record.parentFileReferenceNumber && entry.fileName == name) {
+    const std::uint32_t place = PlaceOf(number);
+    if (place != NumberIndex::kNone && Says(place, record.parentFileReferenceNumber, name)) {
         return;
     }
+    db::PathMappingEntry& entry = EntryOf(number);
     entry.fileReferenceNumber = number;
     entry.parentFileReferenceNumber = record.parentFileReferenceNumber;
     entry.fileName = name;

@@ -6,6 +6,7 @@
 // meets itself ends in an empty path.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -48,6 +49,15 @@ public:
     // Stores what has changed since the last flush; a failed store is not repeated.
     void FlushPathMapping();
 
+    // The directory's place, which never changes, or NumberIndex::kNone when it is not known.
+    std::uint32_t PlaceOf(std::uint64_t fileReferenceNumber) const { return known_.Find(fileReferenceNumber); }
+    // Whether the directory at a place is known by this parent and name: then UpdatePathMapping has nothing to do once
+    // the folder has been learned.
+    bool Says(std::uint32_t place, std::uint64_t parentFileReferenceNumber, std::u16string_view name) const {
+        const db::PathMappingEntry& entry = directories_[place];
+        return entry.parentFileReferenceNumber == parentFileReferenceNumber && std::ranges::equal(entry.fileName, name);
+    }
+
     bool syncFolderLearned() const { return !syncFolderPath_.empty(); }
     // Counts what can alter a rebuilt path, so that its users know when to rebuild theirs.
     std::uint64_t version() const { return version_; }
@@ -55,7 +65,7 @@ public:
 
 private:
     // The directory's entry, made when it is not known.
-    db::PathMappingEntry& EntryOf(std::uint64_t number, bool& added);
+    db::PathMappingEntry& EntryOf(std::uint64_t number);
     bool WalkToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names, std::size_t& units) const;
 
     db::SqLite3Operator& database_;

@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <map>
+#include <random>
 
 #include "unit/journal/journal_rig.h"
 #include "unit/journal/raw_records.h"
@@ -194,6 +197,49 @@ TEST_F(BatchDecoderTest, RebuiltPathFollowsTheMappingAtOnce) {
     EXPECT_THAT(Names(), ElementsAre(u"First", u"First\\a.txt", u"Second", u"Second\\b.txt", u"Second\\Inner",
                                      u"Second\\Inner\\c.txt", u"Third", u"Third\\Inner\\d.txt"));
     EXPECT_EQ(source.asked[600], 1) << "only the mapping is asked again";
+}
+
+TEST_F(BatchDecoderTest, DirectoryRenamedThereAndBackWithinOneReadHasItsFirstName) {
+    AddFile(kSync, u"teaches.txt");
+    AddDirectory(600, kSync, u"There");
+    AddDirectory(600, kSync, u"Back");
+    AddDirectory(600, kSync, u"There");
+    Names();
+    EXPECT_EQ(mapping.BuildPathFromMapping(600), u"\\Sync\\There");
+}
+
+// The mapping is told of several directories together, but no record may see the difference: the same records decoded
+// one by one are the proof. Directories are made, renamed, moved and recycled; half of them are gone.
+TEST_F(BatchDecoderTest, RecordsDecodedTogetherAndOneByOneGiveTheSame) {
+    constexpr std::uint64_t kDirectories = 60;
+    std::mt19937 random(11);
+    source.paths[900] = u"\\$RECYCLE.BIN\\S-1-5-21";
+    for (std::uint64_t number = 1000; number < 1000 + kDirectories; number += 2) {
+        source.paths[number] = random() % 4 == 0 ? u"\\Other" : u"\\Sync\\Kept " + std::u16string(number % 9, u'k');
+    }
+    PathMapping otherMapping(database, u"C:\\Sync");
+    BatchDecoder oneByOne(u"C:\\Sync", machine.platform().clock);
+    records::UsnRecordList expected;
+    for (int i = 0; i < 5'000; ++i) {
+        const std::uint64_t parents[] = {kSync, 900, 1000 + random() % kDirectories, 1000 + random() % kDirectories};
+        const testing::RawRecord record{.frn = 1000 + random() % kDirectories,
+                                        .parentFrn = parents[random() % std::size(parents)],
+                                        .usn = i,
+                                        .attributes = random() % 3 == 0 ? kDirectory : 0x20U,
+                                        .name = std::u16string(1 + random() % 3, u'n')};
+        raw.Add(record);
+        RawRecords alone;
+        alone.Add(record);
+        std::ranges::move(oneByOne.Decode(alone.bytes(), source, &otherMapping).records, std::back_inserter(expected));
+    }
+    EXPECT_EQ(decoder.Decode(raw.bytes(), source, &mapping).records, expected);
+    EXPECT_EQ(mapping.version(), otherMapping.version());
+    std::size_t rebuilt = 0;
+    for (std::uint64_t number = 1000; number < 1000 + kDirectories; ++number) {
+        EXPECT_EQ(mapping.BuildPathFromMapping(number), otherMapping.BuildPathFromMapping(number));
+        rebuilt += mapping.BuildPathFromMapping(number).empty() ? 0U : 1U;
+    }
+    EXPECT_GT(rebuilt, 0U);
 }
 
 TEST_F(BatchDecoderTest, RecycledDirectoryUpdatesItsEntryThoughItsRecordIsDropped) {
