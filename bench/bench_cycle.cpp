@@ -1,10 +1,8 @@
 // A whole cycle of 10,000 new files: what it spends outside SQLite against what it spends inside. The journal and its
 // directories are simulated, the database is a real one in a temporary folder, on a connection to SQLite that takes
-// the time of every call. Taking it costs a reading of the clock on either side of the border, some 90,000 times in a
-// cycle: what a reading costs is measured before every cycle and deducted from both.
+// the time of every call.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -36,7 +34,6 @@ public:
     explicit TimedSqlite(std::string file) : file_(std::move(file)) {}
 
     double seconds = 0;
-    std::size_t calls = 0;  // that were timed
 
     int Config(int option, int value) override { return native_.Config(option, value); }
     int OpenV2(const std::string&, sqlite3** database, int flags) override {
@@ -93,28 +90,12 @@ private:
         const Clock::time_point begin = Clock::now();
         const int result = call();
         seconds += SecondsSince(begin);
-        ++calls;
         return result;
     }
 
     platform::NativeSqlite native_;
     std::string file_;
 };
-
-// What reading the clock once costs: the least of several rounds, so that an interruption does not count.
-double SecondsAReading() {
-    constexpr int kRounds = 10;
-    constexpr int kReadings = 10'000;
-    double least = 1;
-    for (int round = 0; round < kRounds; ++round) {
-        const Clock::time_point begin = Clock::now();
-        for (int reading = 0; reading < kReadings; ++reading) {
-            benchmark::DoNotOptimize(Clock::now());
-        }
-        least = std::min(least, SecondsSince(begin) / kReadings);
-    }
-    return least;
-}
 
 std::u16string Digits(std::size_t number) {
     const std::string digits = std::to_string(number);
@@ -145,14 +126,11 @@ std::pair<double, double> RunCycle() {
         machine.volume().MakeDirectory(directory);
         machine.volume().MakeFile(directory + u"\\Quarterly report " + Digits(i) + u".docx");
     }
-    const double reading = SecondsAReading();
     sqlite.seconds = 0;
-    sqlite.calls = 0;
     const Clock::time_point begin = Clock::now();
     cycle.GetAndHandleUSNRecord();
     const double total = SecondsSince(begin);
-    const double readings = static_cast<double>(sqlite.calls) * reading;
-    return {sqlite.seconds - readings, total - sqlite.seconds - readings};
+    return {sqlite.seconds, total - sqlite.seconds};
 }
 
 }  // namespace
