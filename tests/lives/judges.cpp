@@ -1,5 +1,6 @@
 #include "lives/judges.h"
 
+#include <algorithm>
 #include <set>
 
 #include "lives/known_limits.h"
@@ -20,6 +21,14 @@ const records::TemporaryFileRules& Rules() {
 
 std::u16string LastComponent(const std::u16string& path) {
     return path.substr(path.rfind(u'\\') + 1);
+}
+
+// What a client that goes from row to row believes in the end.
+const ChangeRow* LastRowOf(const Image& image, const std::u16string& path) {
+    const std::u16string stored = AsStored(path);
+    const auto row = std::find_if(image.changes.rbegin(), image.changes.rend(),
+                                  [&stored](const ChangeRow& change) { return change.path == stored; });
+    return row == image.changes.rend() ? nullptr : &*row;
 }
 
 // The first lines in which two texts differ.
@@ -79,13 +88,21 @@ void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
     if (!plan_.steady) {
         numbers.insert(0);  // an entry below a directory that moved in, gone before its number was asked for
     }
+    std::set<std::string> before;
+    if (const auto base = Look(stretch.base.get()); base && stretch.cutShort) {
+        for (const ChangeRow& row : base->changes) {
+            before.insert(Describe(row));
+        }
+    }
     for (const ChangeRow& row : image.changes) {
         const auto known = [&](const std::u16string& path) {
             return paths.contains(plan_.steady ? path : LastComponent(path));
         };
         if (!known(row.path) || (!row.original.empty() && !known(row.original)) || !numbers.contains(row.frn) ||
             !times.contains(row.timestamp)) {
-            Find('c', "no journal record inside the folder explains the row " + Describe(row));
+            const bool leftOver = stretch.cutShort && before.contains(Describe(row));
+            Find('c', "no journal record inside the folder explains the row " + Describe(row),
+                 leftOver ? "start-cut-short" : "");
         }
     }
 }
@@ -93,10 +110,9 @@ void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
 // A row has the path, or a directory above it came to where it is with the file in it.
 bool Judges::IsExplained(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
                          int depth) const {
-    for (const ChangeRow& row : image.changes) {
-        if (row.path == AsStored(path) && row.reason != kDelete) {
-            return true;
-        }
+    const ChangeRow* told = LastRowOf(image, path);
+    if (told != nullptr && told->reason != kDelete) {
+        return true;
     }
     if (depth > 0) {
         const auto before = stretch.folderAtStart.find(path);
@@ -129,11 +145,22 @@ void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const 
         const bool changed = before == stretch.folderAtStart.end() || before->second.contents != state.contents;
         const bool cloud = state.contents.empty() && state.placeholder;
         if (changed && !cloud && !IsExplained(stretch, image, path, state, 0)) {
-            const Drop drop = reference != nullptr ? FindDrop(*reference, path, state.frn) : Drop{};
-            Find('d', Narrow(path) + " changed and has no row; dropped by: " + drop.step + drop.before,
-                 drop.knownLimit);
+            FindLoss(image, path, state, reference);
         }
     }
+}
+
+void Judges::FindLoss(const Image& image, const std::u16string& path, const FileState& state,
+                      const Reference* reference) {
+    const Drop drop = reference != nullptr ? FindDrop(*reference, path, state.frn) : Drop{};
+    const ChangeRow* told = LastRowOf(image, path);
+    if (told == nullptr) {
+        Find('d', Narrow(path) + " changed and has no row; dropped by: " + drop.step + drop.before, drop.knownLimit);
+        return;
+    }
+    const bool ofAnother = told->frn != state.frn;
+    Find('d', Narrow(path) + " changed and is there, but its last row says that it was deleted",
+         ofAnother ? "deletion-of-the-former-file-told-last" : drop.knownLimit);
 }
 
 }  // namespace tavi::lives

@@ -20,6 +20,7 @@ struct Stretch {
     std::int64_t position = 0;
     std::uint64_t journal = 0;
     bool comparable = true;  // its journal is whole and no position was given up
+    bool cutShort = false;   // begun by a start that ended half done: rows of before may still be there
     FolderState folderAtStart;
     std::vector<Image> looks;
 };
@@ -40,6 +41,7 @@ public:
 private:
     bool IsExplained(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
                      int depth) const;
+    void FindLoss(const Image& image, const std::u16string& path, const FileState& state, const Reference* reference);
 
     const Plan& plan_;
     const Truth& truth_;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "lives/plan.h"
+#include "platform/constants.h"
 #include "records/lower_case.h"
 #include "records/temporary_file_rules.h"
 
@@ -17,9 +18,7 @@ using records::FileChangeInfo;
 using records::FileChangeInfoList;
 using Reason = records::FileChangeReason;
 
-constexpr std::string_view kResolution = "Processing Rename Records with Temporary Files";
-constexpr std::string_view kBatchMerge =
-    "The operation records of the same file or directory in the same batch are combined as much as possible";
+constexpr std::size_t kConversion = 3;  // the step's number
 
 constexpr std::uint64_t kAnyFrn = 0;
 
@@ -115,18 +114,42 @@ bool BackupCopyRenamedAndMadeAnew(const FileChangeInfoList& list, const std::u16
            });
 }
 
-std::string KnownLimit(const std::string& step, const FileChangeInfoList& before, const std::u16string& path) {
-    if (step == kBatchMerge && SavedAfterARenamedFileWasDeleted(before, path)) {
+// A file gets a name, loses it and gets it again, all in one batch: the second time counts as the first, and what was
+// between has no second half.
+bool RenamedToTheSameNameTwice(const FileChangeInfoList& raw, const std::u16string& path, std::uint64_t frn) {
+    return std::count_if(raw.begin(), raw.end(), [&](const FileChangeInfo& record) {
+        const std::uint32_t reasons = record.fileAttributes;
+        constexpr std::uint32_t kHalves = platform::kReasonRenameNewName | platform::kReasonRenameOldName;
+        return record.fileName == path && record.frn == frn && (reasons & platform::kReasonClose) == 0 &&
+               (reasons & kHalves) == platform::kReasonRenameNewName;
+    }) > 1;
+}
+
+std::string KnownLimit(const FileChangeInfoList& list, const std::u16string& path) {
+    if (SavedAfterARenamedFileWasDeleted(list, path)) {
         return "saved-after-a-renamed-file-was-deleted";
     }
-    if (step == kResolution && ExchangedForOneFromOutside(before, path)) {
+    if (ExchangedForOneFromOutside(list, path)) {
         return "exchanged-for-one-from-outside";
     }
-    if (step == kResolution && BackupCopyRenamedAndMadeAnew(before, path)) {
+    if (BackupCopyRenamedAndMadeAnew(list, path)) {
         return "backup-copy-renamed-and-made-anew";
     }
-    if (step == kResolution && NewFileGaveItsNameToATemporaryOne(before, path)) {
+    if (NewFileGaveItsNameToATemporaryOne(list, path)) {
         return "new-file-gave-its-name-to-a-temporary-one";
+    }
+    return {};
+}
+
+// What one rule does to a batch may make a later one drop a record, so the whole batch is looked at.
+std::string KnownLimit(const std::vector<StepTrace>& steps, const std::u16string& path, std::uint64_t frn) {
+    if (RenamedToTheSameNameTwice(steps.front().list, path, frn)) {
+        return "renamed-to-the-same-name-twice";
+    }
+    for (const StepTrace& step : steps) {
+        if (std::string name = KnownLimit(step.list, path); !name.empty()) {
+            return name;
+        }
     }
     return {};
 }
@@ -141,15 +164,20 @@ std::string DescribeList(const FileChangeInfoList& list) {
     return text;
 }
 
-Drop FindDropOf(const Reference& reference, const std::u16string& path, std::uint64_t frn) {
+// The last batch that knows the file decides what becomes of it.
+Drop FindDropOf(const Reference& reference, const std::u16string& path, std::uint64_t frn, std::uint64_t trueFrn) {
     Drop drop;
     for (const auto& steps : reference.batches) {
         for (std::size_t i = 1; i < steps.size(); ++i) {
-            if (Names(steps[i - 1].list, path, frn) && !Names(steps[i].list, path, frn)) {
-                drop.step = steps[i].label;
-                drop.knownLimit = KnownLimit(drop.step, steps[i - 1].list, path);
-                drop.before = DescribeList(steps[i - 1].list);
+            if (!Names(steps[i - 1].list, path, frn) || Names(steps[i].list, path, frn)) {
+                continue;
             }
+            if (!drop.knownLimit.empty() && i <= kConversion) {
+                continue;  // no change of contents
+            }
+            drop.step = steps[i].label;
+            drop.knownLimit = KnownLimit(steps, path, trueFrn);
+            drop.before = DescribeList(steps[i - 1].list);
         }
     }
     return drop;
@@ -159,8 +187,17 @@ Drop FindDropOf(const Reference& reference, const std::u16string& path, std::uin
 
 // Of the file itself, or, where a rule has given its number to another, of its name.
 Drop FindDrop(const Reference& reference, const std::u16string& path, std::uint64_t frn) {
-    Drop drop = FindDropOf(reference, path, frn);
-    return drop.step.empty() ? FindDropOf(reference, path, kAnyFrn) : drop;
+    Drop drop = FindDropOf(reference, path, frn, frn);
+    if (drop.step.empty()) {
+        drop = FindDropOf(reference, path, kAnyFrn, frn);
+    }
+    for (auto steps = reference.batches.rbegin(); drop.step.empty() && steps != reference.batches.rend(); ++steps) {
+        if (!steps->empty() && Names(steps->front().list, path, frn)) {
+            drop.knownLimit = KnownLimit(*steps, path, frn);  // told, but not as it was
+            break;
+        }
+    }
+    return drop;
 }
 
 }  // namespace tavi::lives

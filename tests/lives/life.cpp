@@ -27,10 +27,13 @@ private:
     void Perform(const Event& event);
     void PerformControl(const Event& event);
     void PerformMishap(const Event& event);
+    void ComeUpAgain();
     void NoticeDeath();
     void StartTask();
     void JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Image>& before);
-    void BeginStretch();
+    bool BeginStretch();
+    void Take();
+    void LookAtTheEnd();
     void LookAtAll();
     void Look(std::size_t user);
     void Stop();
@@ -54,6 +57,7 @@ private:
     std::int64_t startedAt_ = 0;
     int eventsWhileDown_ = 0;
     int positionsGivenUp_ = 0;
+    bool recreated_ = false;  // the journal, at any time
 };
 
 // A look that cannot be had (the file is locked, or not there yet) is no look.
@@ -74,20 +78,47 @@ void Life::LookAtAll() {
 }
 
 // From here on rows and position have to be those of an undisturbed life that begins with what is there now.
-void Life::BeginStretch() {
+bool Life::BeginStretch() {
     Stretch stretch;
     stretch.user = user_;
-    stretch.folder = folder_;
     stretch.base = CopyToMemory(world_.DatabaseFile(user_));
-    if (!stretch.base) {
+    const auto image = stretch.base ? lives::Look(stretch.base.get()) : std::nullopt;
+    if (!image) {
+        return false;
+    }
+    // A start that was cut short may not have stored its folder yet.
+    const auto* const stored = std::find(std::begin(kFolders), std::end(kFolders), image->listenPath);
+    stretch.folder = stored != std::end(kFolders) ? static_cast<std::size_t>(stored - kFolders) : folder_;
+    stretch.comparable = image->hasUser;
+    stretch.position = image->position;
+    stretch.journal = world_.journalId();
+    stretch.folderAtStart = StateOf(world_.volume(), kFolders[stretch.folder]);
+    stretches_.at(user_).push_back(std::move(stretch));
+    return true;
+}
+
+// What the client has dealt with it need not be told again, and whatever changes from here on needs a row of its own.
+void Life::Take() {
+    world_.Sleep(listening_ ? plan_.intervalSeconds * 1000 + 1500 : 0);
+    if (world_.dead()) {
+        NoticeDeath();
+    }
+    const auto image = lives::Look(world_.DatabaseFile(user_));
+    Stretch* current = Current();
+    if (!image || current == nullptr || image->listenPath != kFolders[current->folder] ||
+        image->position != world_.journalNext() || !world_.DeleteRows(user_)) {
         return;
     }
-    const auto image = lives::Look(stretch.base.get());
-    stretch.comparable = image && image->hasUser;
-    stretch.position = image ? image->position : 0;
-    stretch.journal = world_.journalId();
-    stretch.folderAtStart = StateOf(world_.volume(), kFolders[folder_]);
-    stretches_.at(user_).push_back(std::move(stretch));
+    ++report_.takes;
+    Stretch last = std::move(*current);
+    const bool comparable = last.comparable;
+    const std::uint64_t journal = last.journal;
+    last.looks.push_back(*image);
+    *current = std::move(last);
+    if (BeginStretch()) {
+        Current()->comparable = Current()->comparable && comparable;
+        Current()->journal = journal;
+    }
 }
 
 void Life::StartTask() {
@@ -108,38 +139,66 @@ void Life::StartTask() {
     listening_ = reply && *reply < kReplyFailed;
     mustGoOn_ = listening_ && !troubled;
     startedAt_ = world_.machine().NowMilliseconds();
+    // What is stored shows itself only once the machine is up again.
+    const bool died = world_.dead();
+    if (died) {
+        ComeUpAgain();
+    }
     JudgeStart(reply, ran ? std::nullopt : before);
+    positionsGivenUp_ = world_.log().positionsGivenUp();
+    if (died) {
+        LookAtAll();
+    }
 }
 
 void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Image>& before) {
     const StartWay way = world_.log().startWay();
-    const bool continues = way == StartWay::kContinue && !world_.log().tablesCleared();
+    const bool cleared = world_.log().tablesCleared();
+    const bool continues = way == StartWay::kContinue && !cleared;
+    const bool cutShort = !reply || *reply == kReplyFailed;
     const bool saysNothing = reply && (*reply == 0 || *reply == kReplyReplaced);
     Stretch* current = Current();
     if (saysNothing && way == StartWay::kContinue) {
-        // A task that ran until now may have stored another position than the one that was seen before.
+        const std::string answered = "reply " + std::to_string(*reply) + " although ";
+        // A task that ran until now may have stored another position than the one that was seen before; it may also
+        // have given its position up.
         const bool valid = !before || (world_.journalActive() && before->position >= world_.journalFirst() &&
                                        before->position <= world_.journalNext());
+        const bool another = current != nullptr && current->journal != world_.journalId();
         if (!valid) {
-            judges_.Find('b', "reply " + std::to_string(*reply) + " although the position was lost");
+            judges_.Find('b', answered + "the position was lost");
         }
-        if (current != nullptr && current->journal != world_.journalId()) {
-            judges_.Find('b', "reply " + std::to_string(*reply) + " although the journal is another one",
-                         "journal-recreated-unnoticed");
-            return BeginStretch();
+        if (!another && world_.log().positionsGivenUp() > positionsGivenUp_) {
+            // Later on, too, a position from before the recreation may lie between two records of the new journal.
+            judges_.Find('b', answered + "the task had given its position up",
+                         recreated_ ? "journal-recreated-unnoticed" : "");
+        }
+        if (another) {
+            judges_.Find('b', answered + "the journal is another one", "journal-recreated-unnoticed");
+            BeginStretch();
+            return;
         }
     }
-    if (way == StartWay::kNone || (continues && current != nullptr)) {
+    if ((way == StartWay::kNone && !cleared) || (continues && current != nullptr)) {
         return;  // nothing was changed, or it goes on where it was
     }
-    BeginStretch();
+    if (cutShort && cleared) {
+        judges_.Find('b', "a start for another user or folder that was cut short has emptied tables",
+                     "start-cut-short");
+    }
+    if (BeginStretch()) {
+        Current()->cutShort = cutShort;
+    }
 }
 
-void Life::NoticeDeath() {
+void Life::ComeUpAgain() {
     ++report_.deaths;
     world_.Restart();
     listening_ = mustGoOn_ = false;
-    // An unanswered start may have changed what is stored: whoever reads begins with that.
+}
+
+void Life::NoticeDeath() {
+    ComeUpAgain();
     LookAtAll();
 }
 
@@ -196,6 +255,8 @@ void Life::PerformControl(const Event& event) {
                 world_.AskStatus();
             }
             return;
+        case Act::kTake:
+            return Take();
         default:
             return LookAtAll();
     }
@@ -258,6 +319,7 @@ void Life::PerformMishap(const Event& event) {
                 }
             });
             world_.truth().JournalReplaced();
+            recreated_ = true;
             return JournalBroken();
         case Act::kClockBack: {
             auto& clock = world_.machine().clock();
@@ -301,6 +363,24 @@ void Life::ComeToRest() {
     judges_.Find('a', "the position never reaches the end of the journal");
 }
 
+// The look that the last judgements are made by. Where every thread runs at once, the service may be about to open or
+// to close the database.
+void Life::LookAtTheEnd() {
+    if (stretches_.at(user_).empty()) {
+        return;
+    }
+    constexpr int kAttempts = 100;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const std::size_t before = Current()->looks.size();
+        Look(user_);
+        if (Current()->looks.size() > before) {
+            return;
+        }
+        world_.Sleep(100);
+    }
+    judges_.Find('e', "the database cannot be read at the end");
+}
+
 void Life::End() {
     world_.EndTroubles();
     world_.workload().LetGo();
@@ -320,6 +400,7 @@ void Life::End() {
     }
     ComeToRest();
     LookAtAll();
+    LookAtTheEnd();
     world_.AskFinish();
     world_.Sleep(10);  // until the client is let go
     if (world_.machine().OpenHandles() != world_.handlesWithoutTask()) {

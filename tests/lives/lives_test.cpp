@@ -8,6 +8,7 @@
 
 #include "lives/life.h"
 #include "lives/shrink.h"
+#include "lives/soak.h"
 
 namespace tavi::lives {
 namespace {
@@ -42,6 +43,14 @@ TEST(Lives, LoseNothingAndInventNothing) {
 
 TEST(Lives, LoseNothingAndInventNothingWithEveryThreadAtOnce) {
     LiveThem(FromEnvironment("TAVI_LIVES", 200) / 4, {.everyThreadAtOnce = true});
+}
+
+TEST(Soak, HoursOfSteadyWorkLeaveMemoryAndHandlesAsTheFirstOnesDid) {
+    const SoakReport report = Soak(2, 6);
+    EXPECT_GT(report.callsOfService, 10000U);
+    EXPECT_LE(report.bytesAtEnd, report.bytesAtFirst + kSoakToleranceBytes);
+    EXPECT_EQ(report.handlesAtEnd, report.handlesAtFirst);
+    EXPECT_THAT(report.leaks, testing::IsEmpty());
 }
 
 TEST(Lives, SeedReplaysALifeExactly) {

@@ -9,9 +9,25 @@
 
 #include "lives/life.h"
 #include "lives/shrink.h"
+#include "lives/soak.h"
 
 namespace tavi::lives {
 namespace {
+
+int SoakAWeek() {
+    const SoakReport report = Soak(24, 7 * 24);
+    std::cout << "a week of virtual time: " << report.callsOfService << " calls, " << report.journalBytes
+              << " bytes of journal\n  memory in use after a day " << report.bytesAtFirst << " bytes, at the end "
+              << report.bytesAtEnd << "\n  handles after a day " << report.handlesAtFirst << ", at the end "
+              << report.handlesAtEnd << "\n";
+    for (const std::string& leak : report.leaks) {
+        std::cout << "  left behind: " << leak << '\n';
+    }
+    const bool same = report.bytesAtEnd <= report.bytesAtFirst + kSoakToleranceBytes &&
+                      report.handlesAtEnd == report.handlesAtFirst && report.leaks.empty();
+    std::cout << (same ? "nothing grew\n" : "something grew\n");
+    return same ? 0 : 1;
+}
 
 int Main(int argc, char** argv) {
     std::uint64_t first = 1;
@@ -19,6 +35,7 @@ int Main(int argc, char** argv) {
     PlanOptions options;
     bool verbose = false;
     bool shrink = true;
+    bool untilFound = false;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         const auto value = [&] { return i + 1 < argc ? std::strtoull(argv[++i], nullptr, 10) : 0ULL; };
@@ -30,6 +47,10 @@ int Main(int argc, char** argv) {
             first = value();
         } else if (argument == "--lives") {
             count = value();
+        } else if (argument == "--soak") {
+            return SoakAWeek();
+        } else if (argument == "--until-found") {
+            untilFound = true;
         } else if (argument == "--no-shrink") {
             shrink = false;
         } else if (argument == "--no-mishaps") {
@@ -49,6 +70,7 @@ int Main(int argc, char** argv) {
         sums["calls"] += report.calls;
         sums["rows"] += report.rows;
         sums["looks"] += report.looks;
+        sums["takes"] += report.takes;
         sums["deaths"] += report.deaths;
         sums["starts"] += report.starts;
         sums["compared"] += report.compared;
@@ -61,7 +83,10 @@ int Main(int argc, char** argv) {
         if (report.unexplained()) {
             ++failed;
             std::cout << Story(plan, report);
-            if (!shrink) {
+            if (!shrink && !untilFound) {
+                if (verbose) {
+                    std::cout << report.log << report.finalContents;
+                }
                 continue;
             }
             const Plan shortest = Shrink(plan, report.firstUnexplained()->judge);
@@ -69,6 +94,10 @@ int Main(int argc, char** argv) {
             std::cout << "shortest story: " << Story(shortest, shortestReport) << std::flush;
             if (verbose) {
                 std::cout << shortestReport.log << shortestReport.finalContents;
+            }
+            if (untilFound) {
+                std::cout << "found by life number " << seed - first + 1 << '\n';
+                return 1;
             }
         } else if (verbose) {
             std::cout << Story(plan, report) << report.log << report.finalContents;

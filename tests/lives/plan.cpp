@@ -43,13 +43,14 @@ constexpr std::array<Weighted, 6> kUnsteadyWork = {{{Act::kRenameDirectory, 4},
                                                     {Act::kMoveDirectoryIn, 4},
                                                     {Act::kMoveDirectoryOut, 2},
                                                     {Act::kReleaseData, 1}}};
-constexpr std::array<Weighted, 7> kControl = {{{Act::kStop, 3},
+constexpr std::array<Weighted, 8> kControl = {{{Act::kStop, 3},
                                                {Act::kFinish, 3},
                                                {Act::kStart, 2},
                                                {Act::kSwitchUser, 1},
                                                {Act::kSwitchFolder, 1},
                                                {Act::kStatus, 1},
-                                               {Act::kLook, 6}}};
+                                               {Act::kLook, 4},
+                                               {Act::kTake, 4}}};
 constexpr std::array<Weighted, 11> kMishaps = {{{Act::kKill, 3},
                                                 {Act::kKillAtCall, 10},
                                                 {Act::kPowerLoss, 3},
@@ -319,6 +320,8 @@ std::string Describe(const Event& event) {
                 return "the client asks for the status";
             case Act::kLook:
                 return "another reader looks into the database";
+            case Act::kTake:
+                return "the client takes the rows";
             case Act::kKill:
                 return "the process dies";
             case Act::kKillAtCall:

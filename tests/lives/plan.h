@@ -54,6 +54,7 @@ enum class Act {
     kSwitchFolder,  // to folder `number`
     kStatus,        //
     kLook,          // another reader opens the database
+    kTake,          // the client deals with all rows and deletes them, if everything that happened is stored
     // Mishaps.
     kKill,          // the process dies now
     kKillAtCall,    // at its `number`-th system call from now

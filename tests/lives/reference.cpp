@@ -21,6 +21,7 @@ public:
             change.fileName = record.filename;
             change.frn = record.frn;
             change.timestamp = record.timestamp;
+            change.fileAttributes = record.reason;  // a raw record's kind
             change.reason = records::FileChangeReason::kUnknown;
         }
     }

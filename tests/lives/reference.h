@@ -12,8 +12,8 @@
 
 namespace tavi::lives {
 
-// A step of the pipeline and its result, for finding out which rule drops a path. Before the conversion a record has
-// only its path and numbers.
+// A step of the pipeline and its result, for finding out which rule drops a path. Before the conversion a record
+// has only its path and numbers, and the journal's reasons in place of its attributes.
 struct StepTrace {
     std::string label;
     records::FileChangeInfoList list;

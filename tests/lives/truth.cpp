@@ -48,6 +48,12 @@ std::u16string Truth::RelativePath(const TrueRecord& record, std::u16string_view
     return relative + record.name;
 }
 
+void Truth::Forget() {
+    records_.clear();
+    directories_.clear();
+    journalFrom_ = 0;
+}
+
 std::vector<std::int64_t> Truth::Inside(std::u16string_view folder, std::int64_t usn) const {
     std::vector<std::int64_t> positions;
     for (std::size_t i = journalFrom_; i < records_.size(); ++i) {

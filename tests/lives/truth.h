@@ -31,6 +31,9 @@ public:
     // The journal begins anew; what was pulled stays.
     void JournalReplaced();
 
+    // What was pulled so far is of no interest any more.
+    void Forget();
+
     const std::vector<TrueRecord>& records() const { return records_; }
     // The listened folder as in requests: "C:\Sync".
     static bool IsInside(const TrueRecord& record, std::u16string_view folder);

@@ -173,6 +173,12 @@ std::filesystem::path World::DatabaseFile(std::size_t user) {
     return files_.at(user);
 }
 
+bool World::DeleteRows(std::size_t user) {
+    const Database database = OpenDatabase(DatabaseFile(user));
+    return database && sqlite3_exec(database.get(), "DELETE FROM fileChangeRecord", nullptr, nullptr, nullptr) ==
+                           SQLITE_OK;
+}
+
 void World::LockDatabase(std::size_t user, std::int64_t milliseconds) {
     Unlock();
     locker_ = OpenDatabase(DatabaseFile(user));

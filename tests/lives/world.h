@@ -55,6 +55,9 @@ public:
     std::filesystem::path DatabaseFile(std::size_t user);
     std::u16string UserId(std::size_t user) const;
 
+    // The client deletes the rows. False when it could not.
+    bool DeleteRows(std::size_t user);
+
     // Troubles.
     void LockDatabase(std::size_t user, std::int64_t milliseconds);
     void FillDisk(std::int64_t milliseconds);
