@@ -27,7 +27,7 @@ for patch in "$root"/tests/lives/defects/*.patch; do
     name="$(basename "$patch" .patch)"
     patch --quiet -p1 <"$patch"
     build
-    if "$program" --lives "$lives" >"$copy/$name.log" 2>&1; then
+    if "$program" --lives "$lives" --until-found >"$copy/$name.log" 2>&1; then
         echo "missed: $name"
         missed=$((missed + 1))
     else

@@ -128,6 +128,7 @@ std::optional<Image> Look(sqlite3* database) {
         ReadRows(database, "SELECT filePath, fileAttributes, isHandle FROM temporaryFile ORDER BY id",
                  image.temporaries);
     sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr);
+    std::sort(image.delayed.begin(), image.delayed.end());
     return complete ? std::optional(std::move(image)) : std::nullopt;
 }
 

@@ -27,8 +27,10 @@ struct Image {
     std::u16string listenPath;
     std::int64_t position = 0;
     std::vector<ChangeRow> changes;        // in the client's order
-    std::vector<std::string> delayed;      // without their time, which reading back shortens
-    std::vector<std::string> temporaries;  //
+    // Without their time, which reading back shortens, and sorted: every cycle turns their order around, also one that
+    // finds nothing new.
+    std::vector<std::string> delayed;
+    std::vector<std::string> temporaries;
 
     // Everything but the position, for comparing.
     std::string Contents() const;

@@ -23,12 +23,13 @@ std::u16string LastComponent(const std::u16string& path) {
     return path.substr(path.rfind(u'\\') + 1);
 }
 
-// What a client that goes from row to row believes in the end.
-const ChangeRow* LastRowOf(const Image& image, const std::u16string& path) {
+// What a client that goes from row to row believes before the row `end`.
+const ChangeRow* LastRowOf(const Image& image, std::size_t end, const std::u16string& path) {
     const std::u16string stored = AsStored(path);
-    const auto row = std::find_if(image.changes.rbegin(), image.changes.rend(),
-                                  [&stored](const ChangeRow& change) { return change.path == stored; });
-    return row == image.changes.rend() ? nullptr : &*row;
+    while (end > 0 && image.changes[end - 1].path != stored) {
+        --end;
+    }
+    return end == 0 ? nullptr : &image.changes[end - 1];
 }
 
 // The first lines in which two texts differ.
@@ -107,10 +108,10 @@ void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
     }
 }
 
-// A row has the path, or a directory above it came to where it is with the file in it.
-bool Judges::IsExplained(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
-                         int depth) const {
-    const ChangeRow* told = LastRowOf(image, path);
+// The last row of the path says that it is there, or a directory above it came to where it is with the file in it.
+bool Judges::IsExplained(const Stretch& stretch, const Image& image, std::size_t end, const std::u16string& path,
+                         const FileState& state, int depth) const {
+    const ChangeRow* told = LastRowOf(image, end, path);
     if (told != nullptr && told->reason != kDelete) {
         return true;
     }
@@ -120,12 +121,11 @@ bool Judges::IsExplained(const Stretch& stretch, const Image& image, const std::
             return true;
         }
     }
-    if (depth > 6) {
-        return false;
-    }
-    for (const ChangeRow& row : image.changes) {
+    constexpr int kMostMoves = 6;
+    for (std::size_t i = 0; i < end && depth <= kMostMoves; ++i) {
+        const ChangeRow& row = image.changes[i];
         if ((row.reason == kMove || row.reason == kRename) && AsStored(path).starts_with(row.path + u"\\") &&
-            IsExplained(stretch, image, row.original + path.substr(row.path.size()), state, depth + 1)) {
+            IsExplained(stretch, image, i, row.original + path.substr(row.path.size()), state, depth + 1)) {
             return true;
         }
     }
@@ -144,7 +144,7 @@ void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const 
         }
         const bool changed = before == stretch.folderAtStart.end() || before->second.contents != state.contents;
         const bool cloud = state.contents.empty() && state.placeholder;
-        if (changed && !cloud && !IsExplained(stretch, image, path, state, 0)) {
+        if (changed && !cloud && !IsExplained(stretch, image, image.changes.size(), path, state, 0)) {
             FindLoss(image, path, state, reference);
         }
     }
@@ -153,13 +153,13 @@ void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const 
 void Judges::FindLoss(const Image& image, const std::u16string& path, const FileState& state,
                       const Reference* reference) {
     const Drop drop = reference != nullptr ? FindDrop(*reference, path, state.frn) : Drop{};
-    const ChangeRow* told = LastRowOf(image, path);
+    const ChangeRow* told = LastRowOf(image, image.changes.size(), path);
     if (told == nullptr) {
         Find('d', Narrow(path) + " changed and has no row; dropped by: " + drop.step + drop.before, drop.knownLimit);
         return;
     }
     const bool ofAnother = told->frn != state.frn;
-    Find('d', Narrow(path) + " changed and is there, but its last row says that it was deleted",
+    Find('d', Narrow(path) + " changed and is there, but its last row says that it was deleted; dropped by: " + drop.step + drop.before,
          ofAnother ? "deletion-of-the-former-file-told-last" : drop.knownLimit);
 }
 

@@ -114,15 +114,17 @@ bool BackupCopyRenamedAndMadeAnew(const FileChangeInfoList& list, const std::u16
            });
 }
 
-// A file gets a name, loses it and gets it again, all in one batch: the second time counts as the first, and what was
-// between has no second half.
-bool RenamedToTheSameNameTwice(const FileChangeInfoList& raw, const std::u16string& path, std::uint64_t frn) {
-    return std::count_if(raw.begin(), raw.end(), [&](const FileChangeInfo& record) {
-        const std::uint32_t reasons = record.fileAttributes;
-        constexpr std::uint32_t kHalves = platform::kReasonRenameNewName | platform::kReasonRenameOldName;
-        return record.fileName == path && record.frn == frn && (reasons & platform::kReasonClose) == 0 &&
-               (reasons & kHalves) == platform::kReasonRenameNewName;
-    }) > 1;
+// A file loses its name and gets it back, all in one batch.
+bool RenamedAwayAndBack(const FileChangeInfoList& raw, const std::u16string& path, std::uint64_t frn) {
+    const auto isHalf = [&](std::uint32_t half) {
+        return [&path, frn, half](const FileChangeInfo& record) {
+            const std::uint32_t reasons = record.fileAttributes;
+            return record.fileName == path && record.frn == frn && (reasons & platform::kReasonClose) == 0 &&
+                   (reasons & half) != 0;
+        };
+    };
+    const auto away = std::find_if(raw.begin(), raw.end(), isHalf(platform::kReasonRenameOldName));
+    return std::find_if(away, raw.end(), isHalf(platform::kReasonRenameNewName)) != raw.end();
 }
 
 std::string KnownLimit(const FileChangeInfoList& list, const std::u16string& path) {
@@ -143,8 +145,8 @@ std::string KnownLimit(const FileChangeInfoList& list, const std::u16string& pat
 
 // What one rule does to a batch may make a later one drop a record, so the whole batch is looked at.
 std::string KnownLimit(const std::vector<StepTrace>& steps, const std::u16string& path, std::uint64_t frn) {
-    if (RenamedToTheSameNameTwice(steps.front().list, path, frn)) {
-        return "renamed-to-the-same-name-twice";
+    if (RenamedAwayAndBack(steps.front().list, path, frn)) {
+        return "renamed-away-and-back";
     }
     for (const StepTrace& step : steps) {
         if (std::string name = KnownLimit(step.list, path); !name.empty()) {
@@ -185,19 +187,20 @@ Drop FindDropOf(const Reference& reference, const std::u16string& path, std::uin
 
 }  // namespace
 
-// Of the file itself, or, where a rule has given its number to another, of its name.
+// Of the file itself; where nothing dropped it, it was told, but not as it was; or a rule has given its number to
+// another, and its name tells.
 Drop FindDrop(const Reference& reference, const std::u16string& path, std::uint64_t frn) {
     Drop drop = FindDropOf(reference, path, frn, frn);
-    if (drop.step.empty()) {
-        drop = FindDropOf(reference, path, kAnyFrn, frn);
+    if (!drop.step.empty()) {
+        return drop;
     }
-    for (auto steps = reference.batches.rbegin(); drop.step.empty() && steps != reference.batches.rend(); ++steps) {
-        if (!steps->empty() && Names(steps->front().list, path, frn)) {
-            drop.knownLimit = KnownLimit(*steps, path, frn);  // told, but not as it was
-            break;
-        }
+    const auto last = std::find_if(reference.batches.rbegin(), reference.batches.rend(), [&](const auto& steps) {
+        return !steps.empty() && Names(steps.front().list, path, frn);
+    });
+    if (last != reference.batches.rend()) {
+        drop.knownLimit = KnownLimit(*last, path, frn);
     }
-    return drop;
+    return drop.knownLimit.empty() ? FindDropOf(reference, path, kAnyFrn, frn) : drop;
 }
 
 }  // namespace tavi::lives

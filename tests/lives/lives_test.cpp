@@ -46,8 +46,9 @@ TEST(Lives, LoseNothingAndInventNothingWithEveryThreadAtOnce) {
 }
 
 TEST(Soak, HoursOfSteadyWorkLeaveMemoryAndHandlesAsTheFirstOnesDid) {
-    const SoakReport report = Soak(2, 6);
-    EXPECT_GT(report.callsOfService, 10000U);
+    const SoakReport report = Soak(2, 4);
+    EXPECT_GT(report.callsOfService, 100000U);
+    EXPECT_GT(report.bytesAtFirst, 0U);
     EXPECT_LE(report.bytesAtEnd, report.bytesAtFirst + kSoakToleranceBytes);
     EXPECT_EQ(report.handlesAtEnd, report.handlesAtFirst);
     EXPECT_THAT(report.leaks, testing::IsEmpty());
@@ -133,6 +134,34 @@ TEST(KnownLimits, JournalRecreatedWhileTheTaskRunsIsNotTold) {
                                         File(Act::kCreate, u"C:\\Sync\\b.txt"),
                                         {3000, Act::kStart, {}, {}, 0}}));
     EXPECT_THAT(KnownLimits(report), testing::ElementsAre("journal-recreated-unnoticed"));
+}
+
+TEST(KnownLimits, DeletionOfTheFormerFileIsToldAfterTheNewOneOfThatName) {
+    const Report report = Live(Planned({File(Act::kRename, u"C:\\Sync\\plan.docx", u"C:\\Sync\\old.docx"),
+                                        File(Act::kCreate, u"C:\\Sync\\plan.docx"),
+                                        File(Act::kRemove, u"C:\\Sync\\old.docx")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("deletion-of-the-former-file-told-last"));
+}
+
+TEST(KnownLimits, FileThatGetsItsNameBackIsToldAsDeleted) {
+    const Report report = Live(Planned({File(Act::kMoveIn, u"C:\\Sync\\plan.txt"),
+                                        File(Act::kRename, u"C:\\Sync\\plan.txt", u"C:\\Sync\\notes.txt"),
+                                        File(Act::kRename, u"C:\\Sync\\notes.txt", u"C:\\Sync\\plan.txt")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("renamed-away-and-back"));
+}
+
+TEST(KnownLimits, FileThatWasTemporaryForAMomentIsToldAsDeleted) {
+    const Report report = Live(Planned({File(Act::kChain, u"C:\\Sync\\draft.xlsx", u"C:\\Sync\\plan.xlsx", 1),
+                                        File(Act::kChain, u"C:\\Sync\\plan.xlsx", u"C:\\Sync\\plan.xlsx", 1)}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("renamed-away-and-back"));
+}
+
+TEST(KnownLimits, RowsOfTheFormerFolderStayWhenAStartIsCutShort) {
+    const Report report = Live(Planned({File(Act::kCreate, u"C:\\Sync\\plan.txt"),
+                                        {4000, Act::kFinish, {}, {}, 0},
+                                        {0, Act::kSqliteFails, u"Sqlite.Exec", u"13", 60},
+                                        {0, Act::kSwitchFolder, {}, {}, 1}}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("start-cut-short"));
 }
 
 TEST(Shrink, LeavesTheEventsThatTheStoryNeeds) {

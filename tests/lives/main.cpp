@@ -25,7 +25,8 @@ int SoakAWeek() {
     }
     const bool same = report.bytesAtEnd <= report.bytesAtFirst + kSoakToleranceBytes &&
                       report.handlesAtEnd == report.handlesAtFirst && report.leaks.empty();
-    std::cout << (same ? "nothing grew\n" : "something grew\n");
+    std::cout << (same ? "nothing grew by more than " : "something grew by more than ") << kSoakToleranceBytes
+              << " bytes\n";
     return same ? 0 : 1;
 }
 

@@ -18,6 +18,8 @@ constexpr std::array<const char16_t*, 27> kNames = {
     u"UPPER.TXT", u"Ünïcode.txt",  u"отчёт.docx",       u"報告書.xlsx", u"\xD83D\xDE00.txt", u"\u212A.txt",
     u"İ.txt",     u"with blank.c", u"two.dots.txt",     u"v1.igbak",    u"a1b2c3d4.png",     u"movie.aep",
     u"map.mmap",  u"song.mp3",     u"odd\xD800unit.txt"};
+// Of programs that have rules of their own, two of which hold records back.
+constexpr std::array<const char16_t*, 4> kSpecialNames = {u"app.mlapp", u"model.mlx", u"drawing.dwg", u"v1.igbak"};
 constexpr std::array<const char16_t*, 10> kNoiseNames = {
     u"~$plan.docx", u"x.tmp",    u"~WRL0001.tmp", u"movie.crdownload", u"desktop.ini",
     u"ab12cd34",    u"link.lnk", u"plan.bak",     u"base.db.bak",      u"part.baiduyun.uploading.cfg"};
@@ -105,6 +107,7 @@ public:
         plan_.readLimit = Any(3) == 0 ? 700 + Any(2000) : 0;
         plan_.steady = Any(10) < 7;
         cloud_ = Any(2) == 0;
+        special_ = Any(6) == 0;
         constexpr std::array<std::int64_t, 5> kQuanta = {1, 10, 50, 250, 500};
         quantum_ = kQuanta.at(Any(kQuanta.size()));
         const std::size_t paths = 2 + Any(6);
@@ -125,7 +128,10 @@ private:
         std::u16string path = kFolders[Any(12) == 0 ? 1 : 0];
         path += u"\\";
         path += kDirectories.at(Any(3) == 0 ? Any(kDirectories.size()) : 0);
-        path += Any(6) == 0 ? kNoiseNames.at(Any(kNoiseNames.size())) : kNames.at(Any(kNames.size()));
+        const bool noise = Any(6) == 0;
+        path += noise      ? kNoiseNames.at(Any(kNoiseNames.size()))
+                : special_ ? kSpecialNames.at(Any(kSpecialNames.size()))
+                           : kNames.at(Any(kNames.size()));
         return path;
     }
     const std::u16string& SomePath() { return paths_.at(Any(paths_.size())); }
@@ -192,7 +198,7 @@ private:
                 const SqliteFault& fault = kSqliteFaults.at(Any(kSqliteFaults.size()));
                 event.path = fault.call;
                 event.other = fault.code;
-                event.number = 1 + Any(Any(3) == 0 ? 60 : 6);
+                event.number = Any(3) == 0 ? 10 + Any(50) : 1 + Any(6);
                 break;
             }
             case Act::kTrimJournal:
@@ -211,6 +217,7 @@ private:
     Plan plan_;
     std::int64_t quantum_ = 1;
     bool cloud_ = false;
+    bool special_ = false;  // only names of programs with rules of their own
     std::vector<std::u16string> paths_;
 };
 

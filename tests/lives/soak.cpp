@@ -47,7 +47,7 @@ SoakReport Soak(int firstHours, int hours) {
     plan.intervalSeconds = 9;
     World world(plan);
     // A small journal, so that it is full long before the first look.
-    world.volume().WithJournal([](sim::EmulatedJournal& journal) { journal.Create(65536, 16384); });
+    world.volume().WithJournal([](sim::EmulatedJournal& journal) { journal.Create(16384, 4096); });
     world.StartProcess();
     world.AskStart(0, 0);
     const auto handles = [&] { return world.machine().OpenHandles(); };
