@@ -3,12 +3,15 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <set>
 
 #include "lives/plan.h"
 
 namespace tavi::lives {
 
 namespace {
+
+int lockPatienceMs = 0;
 
 class Query {
 public:
@@ -102,6 +105,11 @@ void CloseDatabase::operator()(sqlite3* database) const {
     sqlite3_close_v2(database);
 }
 
+void WaitForLocks(bool wait) {
+    constexpr int kPatienceMs = 10000;
+    lockPatienceMs = wait ? kPatienceMs : 0;
+}
+
 Database OpenDatabase(const std::filesystem::path& file) {
     sqlite3* database = nullptr;
     const int result = sqlite3_open_v2(file.string().c_str(), &database, SQLITE_OPEN_READWRITE, nullptr);
@@ -109,6 +117,7 @@ Database OpenDatabase(const std::filesystem::path& file) {
     if (result != SQLITE_OK) {
         return nullptr;
     }
+    sqlite3_busy_timeout(database, lockPatienceMs);
     // A reader leaves the files as they are.
     sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     return owned;
@@ -188,6 +197,22 @@ std::string Describe(const ChangeRow& row) {
     return text + " (frn " + std::to_string(row.frn & 0xFFFFFFFFFFFF) + ", time " + std::to_string(row.timestamp) +
            ", attributes " + std::to_string(row.attributes) + ", old frn " +
            std::to_string(row.oldFrn & 0xFFFFFFFFFFFF) + ")";
+}
+
+std::string Image::ContentsWithoutOldNumbers() const {
+    Image without = *this;
+    for (ChangeRow& row : without.changes) {
+        row.oldFrn = 0;
+    }
+    return without.Contents();
+}
+
+bool Image::HoldsOneNameTwice() const {
+    std::set<std::string> names;
+    return std::any_of(delayed.begin(), delayed.end(), [&names](const std::string& row) {
+        const std::size_t name = row.find('|') + 1;
+        return !names.insert(row.substr(name, row.find('|', name) - name)).second;
+    });
 }
 
 std::string Image::Contents() const {

@@ -34,12 +34,20 @@ struct Image {
 
     // Everything but the position, for comparing.
     std::string Contents() const;
+    // The same without the numbers of the other halves of merged pairs.
+    std::string ContentsWithoutOldNumbers() const;
+    // Two records that were held back tell of one name: which of them gives a later row its old number depends on how
+    // many cycles have turned their order around.
+    bool HoldsOneNameTwice() const;
 };
 
 struct CloseDatabase {
     void operator()(sqlite3* database) const;
 };
 using Database = std::unique_ptr<sqlite3, CloseDatabase>;
+
+// Whether to wait in real time for others' locks: only where every thread runs at once, or nobody lets go of them.
+void WaitForLocks(bool wait);
 
 // Null when the file is not there or is no database yet.
 Database OpenDatabase(const std::filesystem::path& file);

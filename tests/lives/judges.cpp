@@ -32,6 +32,24 @@ const ChangeRow* LastRowOf(const Image& image, std::size_t end, const std::u16st
     return end == 0 ? nullptr : &image.changes[end - 1];
 }
 
+// The row of a file whose directory moved is behind the directory's: another file that got the path later has taken
+// the row with it to the end.
+bool IsToldTooLate(const Image& image, const std::u16string& path) {
+    for (std::size_t i = 0; i < image.changes.size(); ++i) {
+        const ChangeRow& moved = image.changes[i];
+        if ((moved.reason == kMove || moved.reason == kRename) && AsStored(path).starts_with(moved.path + u"\\")) {
+            const std::u16string before = moved.original + path.substr(moved.path.size());
+            const auto later = image.changes.begin() + static_cast<std::ptrdiff_t>(i);
+            if (std::any_of(later, image.changes.end(), [&](const ChangeRow& row) {
+                    return row.path == AsStored(before) && row.reason != kDelete;
+                })) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 // The first lines in which two texts differ.
 std::string FirstDifference(const std::string& expected, const std::string& actual) {
     const auto lineAt = [](const std::string& text, std::size_t at) {
@@ -63,8 +81,12 @@ void Judges::CompareWithReference(const Stretch& stretch, const Reference& refer
             return;
         }
         if (!states->second.contains(look.Contents())) {
-            Find(judge, "rows at position " + std::to_string(look.position) + " differ\n    " +
-                            FirstDifference(*states->second.rbegin(), look.Contents()));
+            const bool onlyNumbers = reference.heldOneNameTwice && reference.statesWithoutOldNumbers.at(position).contains(
+                                                                       look.ContentsWithoutOldNumbers());
+            Find(judge,
+                 "rows at position " + std::to_string(look.position) + " differ\n    " +
+                     FirstDifference(*states->second.rbegin(), look.Contents()),
+                 onlyNumbers ? "old-number-of-one-of-two-saves" : "");
             return;
         }
     }
@@ -152,7 +174,10 @@ void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const 
 
 void Judges::FindLoss(const Image& image, const std::u16string& path, const FileState& state,
                       const Reference* reference) {
-    const Drop drop = reference != nullptr ? FindDrop(*reference, path, state.frn) : Drop{};
+    Drop drop = reference != nullptr ? FindDrop(*reference, path, state.frn) : Drop{};
+    if (drop.knownLimit.empty() && IsToldTooLate(image, path)) {
+        drop.knownLimit = "row-moved-behind-its-directory";
+    }
     const ChangeRow* told = LastRowOf(image, image.changes.size(), path);
     if (told == nullptr) {
         Find('d', Narrow(path) + " changed and has no row; dropped by: " + drop.step + drop.before, drop.knownLimit);

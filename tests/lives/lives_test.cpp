@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "lives/database_image.h"
 #include "lives/life.h"
 #include "lives/shrink.h"
 #include "lives/soak.h"
@@ -162,6 +163,29 @@ TEST(KnownLimits, RowsOfTheFormerFolderStayWhenAStartIsCutShort) {
                                         {0, Act::kSqliteFails, u"Sqlite.Exec", u"13", 60},
                                         {0, Act::kSwitchFolder, {}, {}, 1}}));
     EXPECT_THAT(KnownLimits(report), testing::ElementsAre("start-cut-short"));
+}
+
+TEST(KnownLimits, RowOfAMovedFileGoesToTheEndWithTheNextFileOfThatPath) {
+    const Report report = Live(Planned({File(Act::kWrite, u"C:\\Sync\\docs\\plan.txt", {}, 1),
+                                        {3000, Act::kRenameDirectory, u"C:\\Sync\\docs", u"C:\\Sync\\old", 0},
+                                        {3000, Act::kWrite, u"C:\\Sync\\docs\\plan.txt", {}, 1}},
+                                       false));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("row-moved-behind-its-directory"));
+}
+
+TEST(KnownLimits, OldNumberOfOneOfTwoSavesIsToldFromOtherDifferences) {
+    Image twice;
+    twice.changes.push_back({0, u"app.mlapp", {}, 32, 3, 44, 45});
+    twice.delayed = {"~a.tmp|app.mlapp|32", "~b.tmp|app.mlapp|32"};
+    EXPECT_TRUE(twice.HoldsOneNameTwice());
+    Image other = twice;
+    other.changes[0].oldFrn = 46;
+    EXPECT_NE(other.Contents(), twice.Contents());
+    EXPECT_EQ(other.ContentsWithoutOldNumbers(), twice.ContentsWithoutOldNumbers());
+    other.changes[0].frn = 47;
+    EXPECT_NE(other.ContentsWithoutOldNumbers(), twice.ContentsWithoutOldNumbers());
+    other.delayed = {"~a.tmp|app.mlapp|32", "~b.tmp|model.mlx|32"};
+    EXPECT_FALSE(other.HoldsOneNameTwice());
 }
 
 TEST(Shrink, LeavesTheEventsThatTheStoryNeeds) {

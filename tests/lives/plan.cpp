@@ -180,7 +180,7 @@ private:
     }
 
     void FillMishap(Event& event) {
-        event.act = Pick(random_, kMishaps);
+        event.act = special_ && Any(2) == 0 ? Act::kSqliteFails : Pick(random_, kMishaps);
         const bool dies = event.act == Act::kKill || event.act == Act::kKillAtCall || event.act == Act::kPowerLoss;
         if (dies && options_.everyThreadAtOnce) {
             event.act = Act::kStop;  // what a file holds while another thread writes to it is anybody's guess
@@ -198,7 +198,7 @@ private:
                 const SqliteFault& fault = kSqliteFaults.at(Any(kSqliteFaults.size()));
                 event.path = fault.call;
                 event.other = fault.code;
-                event.number = Any(3) == 0 ? 10 + Any(50) : 1 + Any(6);
+                event.number = Any(special_ ? 2 : 3) == 0 ? 10 + Any(50) : 1 + Any(6);
                 break;
             }
             case Act::kTrimJournal:
@@ -217,7 +217,7 @@ private:
     Plan plan_;
     std::int64_t quantum_ = 1;
     bool cloud_ = false;
-    bool special_ = false;  // only names of programs with rules of their own
+    bool special_ = false;  // only names of programs with rules of their own, and saves that fail
     std::vector<std::u16string> paths_;
 };
 

@@ -58,7 +58,10 @@ Reference RunReference(World& world, sqlite3* base, std::size_t user, std::u16st
     const Database reader = OpenDatabase(file);
     const auto note = [&] {
         if (const auto image = Look(reader.get())) {
-            reference.states[Reference::Normalise(inside, image->position)].insert(image->Contents());
+            const std::int64_t position = Reference::Normalise(inside, image->position);
+            reference.states[position].insert(image->Contents());
+            reference.statesWithoutOldNumbers[position].insert(image->ContentsWithoutOldNumbers());
+            reference.heldOneNameTwice = reference.heldOneNameTwice || image->HoldsOneNameTwice();
         }
     };
     const auto begin = Look(reader.get());

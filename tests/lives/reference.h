@@ -24,6 +24,8 @@ struct Reference {
     // record not yet dealt with, or kEnd behind the last one.
     static constexpr std::int64_t kEnd = -1;
     std::map<std::int64_t, std::set<std::string>> states;
+    std::map<std::int64_t, std::set<std::string>> statesWithoutOldNumbers;
+    bool heldOneNameTwice = false;
     std::vector<std::vector<StepTrace>> batches;
     bool ran = false;
 

@@ -48,6 +48,7 @@ World::World(const Plan& plan)
           machine_.volume(), [this](std::int64_t milliseconds) { Sleep(milliseconds); }, [this] { truth_.Pull(); }) {
     sim::SqliteDisk::TrackSynchronised(MayLosePower(plan));
     sim::SqliteDisk::SetFull(false);
+    WaitForLocks(plan.everyThreadAtOnce);
     volume().MakeFile(kClientProgram, "MZ");
     machine_.trust().SetSignature(kClientProgram, 0, kPublisher);
     machine_.trust().AddProcess(kClientProcess, kClientProgram);
@@ -174,7 +175,7 @@ std::filesystem::path World::DatabaseFile(std::size_t user) {
 }
 
 bool World::DeleteRows(std::size_t user) {
-    const Database database = OpenDatabase(DatabaseFile(user));
+    const Database database = locker_ ? nullptr : OpenDatabase(DatabaseFile(user));
     return database && sqlite3_exec(database.get(), "DELETE FROM fileChangeRecord", nullptr, nullptr, nullptr) ==
                            SQLITE_OK;
 }
