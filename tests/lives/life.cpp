@@ -467,6 +467,7 @@ Report Life::Run() {
     }
     report_.calls = world_.machine().faults().calls();
     report_.switches = world_.machine().switches();
+    report_.savesGivenUp = static_cast<std::uint64_t>(world_.log().savesGivenUp());
     report_.virtualMs = world_.machine().NowMilliseconds();
     if (!report_.findings.empty()) {
         report_.log = world_.log().Tail();

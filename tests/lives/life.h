@@ -32,6 +32,7 @@ struct Report {
     std::uint64_t deaths = 0;
     std::uint64_t powerLosses = 0;
     std::uint64_t starts = 0;
+    std::uint64_t savesGivenUp = 0;  // batches that had to be dealt with again
     std::uint64_t rows = 0;
     std::uint64_t looks = 0;
     std::uint64_t takes = 0;  // times that the client dealt with all rows

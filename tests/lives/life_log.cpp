@@ -29,6 +29,9 @@ void LifeLog::WriteErrorLog(std::string_view classTag, std::string_view function
     if (message == "Failed to read the USN journal, error code is 87") {
         ++positionsGivenUp_;
     }
+    if (message == "Writing to the database fails after several attempts") {
+        ++savesGivenUp_;
+    }
     Keep("error [" + std::string(classTag) + "] [" + std::string(function) + "] " + std::string(message));
 }
 
@@ -69,6 +72,11 @@ bool LifeLog::tablesCleared() const {
 int LifeLog::positionsGivenUp() const {
     const std::lock_guard lock(mutex_);
     return positionsGivenUp_;
+}
+
+int LifeLog::savesGivenUp() const {
+    const std::lock_guard lock(mutex_);
+    return savesGivenUp_;
 }
 
 std::string LifeLog::Tail() const {

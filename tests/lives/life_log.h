@@ -34,6 +34,8 @@ public:
     bool tablesCleared() const;  // because another task was replaced
     // Whether the position was given up while reading, since the life's beginning.
     int positionsGivenUp() const;
+    // Batches that could not be saved in ten attempts, likewise.
+    int savesGivenUp() const;
     // The last lines, one a row.
     std::string Tail() const;
 
@@ -45,6 +47,7 @@ private:
     StartWay startWay_ = StartWay::kNone;
     bool tablesCleared_ = false;
     int positionsGivenUp_ = 0;
+    int savesGivenUp_ = 0;
 };
 
 }  // namespace tavi::lives

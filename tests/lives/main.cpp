@@ -74,6 +74,7 @@ int Main(int argc, char** argv) {
         sums["takes"] += report.takes;
         sums["deaths"] += report.deaths;
         sums["starts"] += report.starts;
+        sums["saves given up"] += report.savesGivenUp;
         sums["compared"] += report.compared;
         sums["virtual seconds"] += static_cast<std::uint64_t>(report.virtualMs / 1000);
         for (const Finding& finding : report.findings) {

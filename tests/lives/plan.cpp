@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <random>
+#include <utility>
 
 #include "sim/core.h"
 
@@ -154,6 +155,10 @@ private:
         const std::size_t kind = Any(100);
         if (options_.mishaps && kind < 14) {
             FillMishap(event);
+            if (special_ && event.act == Act::kSqliteFails) {
+                // The save whose batch this hits.
+                plan_.events.push_back({std::exchange(event.pause, 0), Act::kSaveByBackup, SomePath(), {}, Any(1000)});
+            }
         } else if (kind < 26) {
             event.act = Pick(random_, kControl);
             event.number = Any(2);
