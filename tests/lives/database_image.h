@@ -26,7 +26,7 @@ struct Image {
     bool hasUser = false;
     std::u16string listenPath;
     std::int64_t position = 0;
-    std::vector<ChangeRow> changes;        // in the client's order
+    std::vector<ChangeRow> changes;  // in the client's order
     // Without their time, which reading back shortens, and sorted: every cycle turns their order around, also one that
     // finds nothing new.
     std::vector<std::string> delayed;

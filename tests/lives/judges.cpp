@@ -81,8 +81,9 @@ void Judges::CompareWithReference(const Stretch& stretch, const Reference& refer
             return;
         }
         if (!states->second.contains(look.Contents())) {
-            const bool onlyNumbers = reference.heldOneNameTwice && reference.statesWithoutOldNumbers.at(position).contains(
-                                                                       look.ContentsWithoutOldNumbers());
+            const bool onlyNumbers =
+                reference.heldOneNameTwice &&
+                reference.statesWithoutOldNumbers.at(position).contains(look.ContentsWithoutOldNumbers());
             Find(judge,
                  "rows at position " + std::to_string(look.position) + " differ\n    " +
                      FirstDifference(*states->second.rbegin(), look.Contents()),
@@ -184,7 +185,9 @@ void Judges::FindLoss(const Image& image, const std::u16string& path, const File
         return;
     }
     const bool ofAnother = told->frn != state.frn;
-    Find('d', Narrow(path) + " changed and is there, but its last row says that it was deleted; dropped by: " + drop.step + drop.before,
+    Find('d',
+         Narrow(path) + " changed and is there, but its last row says that it was deleted; dropped by: " + drop.step +
+             drop.before,
          ofAnother ? "deletion-of-the-former-file-told-last" : drop.knownLimit);
 }
 

@@ -35,7 +35,7 @@ struct Report {
     std::uint64_t savesGivenUp = 0;  // batches that had to be dealt with again
     std::uint64_t rows = 0;
     std::uint64_t looks = 0;
-    std::uint64_t takes = 0;  // times that the client dealt with all rows
+    std::uint64_t takes = 0;     // times that the client dealt with all rows
     std::uint64_t compared = 0;  // stretches that an undisturbed life was held against
     std::string finalContents;
     std::string log;  // the last lines, when something was found

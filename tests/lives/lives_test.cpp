@@ -138,15 +138,24 @@ TEST(KnownLimits, JournalRecreatedWhileTheTaskRunsIsNotTold) {
 }
 
 TEST(KnownLimits, DeletionOfTheFormerFileIsToldAfterTheNewOneOfThatName) {
-    const Report report = Live(Planned({File(Act::kRename, u"C:\\Sync\\plan.docx", u"C:\\Sync\\old.docx"),
-                                        File(Act::kCreate, u"C:\\Sync\\plan.docx"),
-                                        File(Act::kRemove, u"C:\\Sync\\old.docx")}));
+    const Report report =
+        Live(Planned({File(Act::kRename, u"C:\\Sync\\plan.docx", u"C:\\Sync\\old.docx"),
+                      File(Act::kCreate, u"C:\\Sync\\plan.docx"), File(Act::kRemove, u"C:\\Sync\\old.docx")}));
     EXPECT_THAT(KnownLimits(report), testing::ElementsAre("deletion-of-the-former-file-told-last"));
 }
 
 TEST(KnownLimits, FileThatGetsItsNameBackIsToldAsDeleted) {
     const Report report = Live(Planned({File(Act::kMoveIn, u"C:\\Sync\\plan.txt"),
                                         File(Act::kRename, u"C:\\Sync\\plan.txt", u"C:\\Sync\\notes.txt"),
+                                        File(Act::kRename, u"C:\\Sync\\notes.txt", u"C:\\Sync\\plan.txt")}));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("renamed-away-and-back"));
+}
+
+TEST(KnownLimits, ChangeBetweenTwoRenamesKeepsTheNameBetween) {
+    const Report report = Live(Planned({File(Act::kCreate, u"C:\\Sync\\plan.txt"),
+                                        {3000, Act::kTake, {}, {}, 0},
+                                        File(Act::kRename, u"C:\\Sync\\plan.txt", u"C:\\Sync\\notes.txt"),
+                                        File(Act::kWrite, u"C:\\Sync\\notes.txt", {}, 1),
                                         File(Act::kRename, u"C:\\Sync\\notes.txt", u"C:\\Sync\\plan.txt")}));
     EXPECT_THAT(KnownLimits(report), testing::ElementsAre("renamed-away-and-back"));
 }

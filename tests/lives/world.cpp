@@ -176,8 +176,8 @@ std::filesystem::path World::DatabaseFile(std::size_t user) {
 
 bool World::DeleteRows(std::size_t user) {
     const Database database = locker_ ? nullptr : OpenDatabase(DatabaseFile(user));
-    return database && sqlite3_exec(database.get(), "DELETE FROM fileChangeRecord", nullptr, nullptr, nullptr) ==
-                           SQLITE_OK;
+    return database &&
+           sqlite3_exec(database.get(), "DELETE FROM fileChangeRecord", nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 void World::LockDatabase(std::size_t user, std::int64_t milliseconds) {
