@@ -5,6 +5,8 @@
 #include <optional>
 #include <utility>
 
+#include "ipc/client_dispatch.h"
+#include "listen/start_handler.h"
 #include "lives/judges.h"
 #include "lives/world.h"
 
@@ -12,8 +14,6 @@ namespace tavi::lives {
 
 namespace {
 
-constexpr std::uint32_t kReplyFailed = 5;
-constexpr std::uint32_t kReplyReplaced = 3;
 constexpr std::int64_t kQuickStopMs = 3000;
 constexpr std::size_t kUsers = 2;
 
@@ -136,7 +136,7 @@ void Life::StartTask() {
     const bool troubled = world_.inTrouble();
     const bool ran = listening_;
     const auto reply = world_.AskStart(user_, folder_);
-    listening_ = reply && *reply < kReplyFailed;
+    listening_ = reply && *reply < listen::kReplyFailed;
     mustGoOn_ = listening_ && !troubled;
     startedAt_ = world_.machine().NowMilliseconds();
     // What is stored shows itself only once the machine is up again.
@@ -155,8 +155,8 @@ void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Im
     const StartWay way = world_.log().startWay();
     const bool cleared = world_.log().tablesCleared();
     const bool continues = way == StartWay::kContinue && !cleared;
-    const bool cutShort = !reply || *reply == kReplyFailed;
-    const bool saysNothing = reply && (*reply == 0 || *reply == kReplyReplaced);
+    const bool cutShort = !reply || *reply == listen::kReplyFailed;
+    const bool saysNothing = reply && (*reply == listen::kReplyContinued || *reply == listen::kReplyTaskReplaced);
     Stretch* current = Current();
     if (saysNothing && way == StartWay::kContinue) {
         const std::string answered = "reply " + std::to_string(*reply) + " although ";
@@ -237,7 +237,7 @@ void Life::PerformControl(const Event& event) {
             if (world_.processStarted() && !world_.dead()) {
                 const auto reply = world_.AskFinish();
                 listening_ = mustGoOn_ = false;
-                if (reply && *reply != 6) {
+                if (reply && *reply != ipc::kReplyFinished) {
                     judges_.Find('g', "reply " + std::to_string(*reply) + " to a finish request");
                 }
             }
@@ -390,7 +390,7 @@ void Life::End() {
     if (mustGoOn_) {
         world_.Sleep(2000);  // a task that has just been started does not count yet
     }
-    if (mustGoOn_ && !world_.dead() && world_.AskStatus() != std::optional<std::uint32_t>(2)) {
+    if (mustGoOn_ && !world_.dead() && world_.AskStatus() != std::optional(ipc::kReplyUsnUsable)) {
         judges_.Find('g', "the task ended although it had to go on");
     }
     StartTask();
