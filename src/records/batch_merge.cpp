@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "records/keep_places.h"
 #include "records/steps.h"
 
 namespace tavi::records {
@@ -30,7 +31,6 @@ public:
     StepRecordList TakeOutput();
 
 private:
-    StepRecordList TakeRemaining();
     void AddCreate(std::size_t index);
     void AddDelete(std::size_t index);
     void AddModify(std::size_t index);
@@ -120,26 +120,11 @@ StepRecord ModificationAfter(const StepRecord& rename) {
     return modification;
 }
 
-// The output where no record becomes two.
-StepRecordList BatchMerge::TakeRemaining() {
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < records_.size(); ++i) {
-        if (removed_[i]) {
-            continue;
-        }
-        if (kept != i) {
-            records_[kept] = std::move(records_[i]);
-        }
-        ++kept;
-    }
-    records_.resize(kept);
-    return std::move(records_);
-}
-
 StepRecordList BatchMerge::TakeOutput() {
     standing_.clear();  // its keys are about to move
     if (std::ranges::find(records_, kRenameThenModify, &StepRecord::reason) == records_.end()) {
-        return TakeRemaining();
+        KeepPlaces(records_, [this](std::size_t place) { return !removed_[place]; });
+        return std::move(records_);
     }
     StepRecordList output;
     output.reserve(records_.size());

@@ -7,6 +7,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "records/keep_places.h"
 #include "records/lower_case.h"
 
 namespace tavi::records {
@@ -173,17 +174,7 @@ void ApplyNewNames(StepRecordList& records, const std::vector<RenameOutput::NewN
 StepRecordList RenameOutput::TakeRecords() {
     std::erase_if(newNames_, [this](const NewName& newName) { return !IsPresent(newName.index); });
     ApplyNewNames(records_, newNames_);
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < records_.size(); ++i) {
-        if (!IsPresent(i)) {
-            continue;
-        }
-        if (kept != i) {
-            records_[kept] = std::move(records_[i]);
-        }
-        ++kept;
-    }
-    records_.resize(kept);
+    KeepPlaces(records_, [this](std::size_t place) { return IsPresent(place); });
     return std::move(records_);
 }
 

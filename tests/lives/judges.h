@@ -1,29 +1,15 @@
 // The judges that look at a life's end: see life.h for their letters.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "lives/database_image.h"
 #include "lives/life.h"
 #include "lives/reference.h"
+#include "lives/stretch.h"
 #include "lives/truth.h"
 
 namespace tavi::lives {
-
-// A stretch of a user's life between two starts after which the client begins anew.
-struct Stretch {
-    std::size_t user = 0;
-    std::size_t folder = 0;
-    Database base;  // as the start left it
-    std::int64_t position = 0;
-    std::uint64_t journal = 0;
-    bool comparable = true;  // its journal is whole and no position was given up
-    bool cutShort = false;   // begun by a start that ended half done: rows of before may still be there
-    FolderState folderAtStart;
-    std::vector<Image> looks;
-};
 
 class Judges {
 public:
@@ -33,7 +19,7 @@ public:
     // a and e, for a stretch that can be compared.
     void CompareWithReference(const Stretch& stretch, const Reference& reference,
                               const std::vector<std::int64_t>& inside);
-    // c and d, for the stretch that is under way at the end.
+    // c and d, for a stretch at whose end everything is stored.
     void CheckOrigins(const Stretch& stretch, const Image& image);
     void CheckNothingLost(const Stretch& stretch, const Image& image, const FolderState& now,
                           const Reference* reference);

@@ -1,13 +1,13 @@
 #include "lives/life.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <utility>
 
 #include "ipc/client_dispatch.h"
 #include "listen/start_handler.h"
 #include "lives/judges.h"
+#include "lives/stretches.h"
 #include "lives/world.h"
 
 namespace tavi::lives {
@@ -15,11 +15,11 @@ namespace tavi::lives {
 namespace {
 
 constexpr std::int64_t kQuickStopMs = 3000;
-constexpr std::size_t kUsers = 2;
 
 class Life {
 public:
-    explicit Life(const Plan& plan) : plan_(plan), world_(plan), judges_(plan, world_.truth(), report_) {}
+    explicit Life(const Plan& plan)
+        : plan_(plan), world_(plan), judges_(plan, world_.truth(), report_), stretches_(world_, report_) {}
 
     Report Run();
 
@@ -31,19 +31,11 @@ private:
     void NoticeDeath();
     void StartTask();
     void JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Image>& before);
-    bool BeginStretch();
     void Take();
-    void LookAtTheEnd();
-    void LookAtAll();
-    void Look(std::size_t user);
     void Stop();
     void JournalBroken();
     void ComeToRest();
     void End();
-    void JudgeStretches();
-    bool SomethingLost(const Stretch& stretch);
-
-    Stretch* Current() { return stretches_.at(user_).empty() ? nullptr : &stretches_.at(user_).back(); }
 
     const Plan& plan_;
     Report report_;
@@ -51,7 +43,7 @@ private:
     Judges judges_;
     std::size_t user_ = 0;
     std::size_t folder_ = 0;
-    std::array<std::vector<Stretch>, kUsers> stretches_;
+    Stretches stretches_;
     bool listening_ = false;  // a start was answered well and nothing has ended the task since
     bool mustGoOn_ = false;   // and nothing happened that may end it
     std::int64_t startedAt_ = 0;
@@ -60,65 +52,12 @@ private:
     bool recreated_ = false;  // the journal, at any time
 };
 
-// A look that cannot be had (the file is locked, or not there yet) is no look.
-void Life::Look(std::size_t user) {
-    if (stretches_.at(user).empty()) {
-        return;
-    }
-    if (auto image = lives::Look(world_.DatabaseFile(user))) {
-        ++report_.looks;
-        stretches_.at(user).back().looks.push_back(std::move(*image));
-    }
-}
-
-void Life::LookAtAll() {
-    for (std::size_t user = 0; user < kUsers; ++user) {
-        Look(user);
-    }
-}
-
-// From here on rows and position have to be those of an undisturbed life that begins with what is there now.
-bool Life::BeginStretch() {
-    Stretch stretch;
-    stretch.user = user_;
-    stretch.base = CopyToMemory(world_.DatabaseFile(user_));
-    const auto image = stretch.base ? lives::Look(stretch.base.get()) : std::nullopt;
-    if (!image) {
-        return false;
-    }
-    // A start that was cut short may not have stored its folder yet.
-    const auto* const stored = std::find(std::begin(kFolders), std::end(kFolders), image->listenPath);
-    stretch.folder = stored != std::end(kFolders) ? static_cast<std::size_t>(stored - kFolders) : folder_;
-    stretch.comparable = image->hasUser;
-    stretch.position = image->position;
-    stretch.journal = world_.journalId();
-    stretch.folderAtStart = StateOf(world_.volume(), kFolders[stretch.folder]);
-    stretches_.at(user_).push_back(std::move(stretch));
-    return true;
-}
-
-// What the client has dealt with it need not be told again, and whatever changes from here on needs a row of its own.
 void Life::Take() {
     world_.Sleep(listening_ ? plan_.intervalSeconds * 1000 + 1500 : 0);
     if (world_.dead()) {
         NoticeDeath();
     }
-    const auto image = lives::Look(world_.DatabaseFile(user_));
-    Stretch* current = Current();
-    if (!image || current == nullptr || image->listenPath != kFolders[current->folder] ||
-        image->position != world_.journalNext() || !world_.DeleteRows(user_)) {
-        return;
-    }
-    ++report_.takes;
-    Stretch last = std::move(*current);
-    const bool comparable = last.comparable;
-    const std::uint64_t journal = last.journal;
-    last.looks.push_back(*image);
-    *current = std::move(last);
-    if (BeginStretch()) {
-        Current()->comparable = Current()->comparable && comparable;
-        Current()->journal = journal;
-    }
+    stretches_.Take(user_);
 }
 
 void Life::StartTask() {
@@ -147,7 +86,7 @@ void Life::StartTask() {
     JudgeStart(reply, ran ? std::nullopt : before);
     positionsGivenUp_ = world_.log().positionsGivenUp();
     if (died) {
-        LookAtAll();
+        stretches_.LookAtAll();
     }
 }
 
@@ -157,7 +96,7 @@ void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Im
     const bool continues = way == StartWay::kContinue && !cleared;
     const bool cutShort = !reply || *reply == listen::kReplyFailed;
     const bool saysNothing = reply && (*reply == listen::kReplyContinued || *reply == listen::kReplyTaskReplaced);
-    Stretch* current = Current();
+    const Stretch* current = stretches_.Current(user_);
     if (saysNothing && way == StartWay::kContinue) {
         const std::string answered = "reply " + std::to_string(*reply) + " although ";
         // A task that ran until now may have stored another position than the one that was seen before; it may also
@@ -175,7 +114,7 @@ void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Im
         }
         if (another) {
             judges_.Find('b', answered + "the journal is another one", "journal-recreated-unnoticed");
-            BeginStretch();
+            stretches_.Begin(user_, folder_);
             return;
         }
     }
@@ -186,8 +125,8 @@ void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Im
         judges_.Find('b', "a start for another user or folder that was cut short has emptied tables",
                      "start-cut-short");
     }
-    if (BeginStretch()) {
-        Current()->cutShort = cutShort;
+    if (Stretch* begun = stretches_.Begin(user_, folder_)) {
+        begun->cutShort = cutShort;
     }
 }
 
@@ -199,7 +138,7 @@ void Life::ComeUpAgain() {
 
 void Life::NoticeDeath() {
     ComeUpAgain();
-    LookAtAll();
+    stretches_.LookAtAll();
 }
 
 void Life::Stop() {
@@ -221,11 +160,7 @@ void Life::Stop() {
 }
 
 void Life::JournalBroken() {
-    for (auto& stretches : stretches_) {
-        if (!stretches.empty()) {
-            stretches.back().comparable = false;
-        }
-    }
+    stretches_.JournalBroken();
     mustGoOn_ = false;
 }
 
@@ -245,7 +180,7 @@ void Life::PerformControl(const Event& event) {
         case Act::kStart:
             return StartTask();
         case Act::kSwitchUser:
-            user_ = event.number % kUsers;
+            user_ = event.number % Stretches::kUsers;
             return StartTask();
         case Act::kSwitchFolder:
             folder_ = event.number % std::size(kFolders);
@@ -258,7 +193,7 @@ void Life::PerformControl(const Event& event) {
         case Act::kTake:
             return Take();
         default:
-            return LookAtAll();
+            return stretches_.LookAtAll();
     }
 }
 
@@ -363,24 +298,6 @@ void Life::ComeToRest() {
     judges_.Find('a', "the position never reaches the end of the journal");
 }
 
-// The look that the last judgements are made by. Where every thread runs at once, the service may be about to open or
-// to close the database.
-void Life::LookAtTheEnd() {
-    if (stretches_.at(user_).empty()) {
-        return;
-    }
-    constexpr int kAttempts = 100;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const std::size_t before = Current()->looks.size();
-        Look(user_);
-        if (Current()->looks.size() > before) {
-            return;
-        }
-        world_.Sleep(100);
-    }
-    judges_.Find('e', "the database cannot be read at the end");
-}
-
 void Life::End() {
     world_.EndTroubles();
     world_.workload().LetGo();
@@ -399,8 +316,10 @@ void Life::End() {
         return;
     }
     ComeToRest();
-    LookAtAll();
-    LookAtTheEnd();
+    stretches_.LookAtAll();
+    if (!stretches_.LookPatiently(user_)) {
+        judges_.Find('e', "the database cannot be read at the end");
+    }
     world_.AskFinish();
     world_.Sleep(10);  // until the client is let go
     if (world_.machine().OpenHandles() != world_.handlesWithoutTask()) {
@@ -408,51 +327,6 @@ void Life::End() {
                               std::to_string(world_.machine().OpenHandles()));
     }
     Stop();
-}
-
-// Whether it is worth while to find out which rule dropped a change.
-bool Life::SomethingLost(const Stretch& stretch) {
-    Report trial;
-    Judges(plan_, world_.truth(), trial)
-        .CheckNothingLost(stretch, stretch.looks.back(), StateOf(world_.volume(), kFolders[stretch.folder]), nullptr);
-    return trial.unexplained();
-}
-
-void Life::JudgeStretches() {
-    std::size_t number = 0;
-    for (auto& stretches : stretches_) {
-        for (std::size_t i = 0; i < stretches.size(); ++i) {
-            Stretch& stretch = stretches[i];
-            const bool last = i + 1 == stretches.size();
-            const bool underWay = last && stretch.user == user_;
-            const bool whole = stretch.comparable && stretch.journal == world_.journalId() &&
-                               stretch.position >= world_.journalFirst() && world_.log().positionsGivenUp() == 0;
-            std::optional<Reference> reference;
-            const std::vector<std::int64_t> inside = world_.truth().Inside(kFolders[stretch.folder], stretch.position);
-            const bool needed = !stretch.looks.empty() && (plan_.steady || (underWay && SomethingLost(stretch)));
-            if (whole && needed) {
-                reference = RunReference(world_, stretch.base.get(), stretch.user, kFolders[stretch.folder],
-                                         plan_.intervalSeconds, inside, number++);
-                if (!reference->ran) {
-                    judges_.Find('a', "the undisturbed life did not reach the journal's end");
-                    continue;
-                }
-                if (plan_.steady) {
-                    judges_.CompareWithReference(stretch, *reference, inside);
-                }
-            }
-            if (underWay && !stretch.looks.empty()) {
-                const Image& image = stretch.looks.back();
-                report_.rows += image.changes.size();
-                report_.finalContents = image.Contents();
-                judges_.CheckOrigins(stretch, image);
-                if (whole) {
-                    judges_.CheckNothingLost(stretch, image, StateOf(world_.volume(), kFolders[stretch.folder]),
-                                             reference ? &*reference : nullptr);
-                }
-            }
-        }
-    }
 }
 
 Report Life::Run() {
@@ -463,7 +337,7 @@ Report Life::Run() {
     }
     End();
     if (report_.firstUnexplained() == nullptr || report_.firstUnexplained()->judge != 'g') {
-        JudgeStretches();
+        stretches_.Judge(plan_, judges_, user_);
     }
     report_.calls = world_.machine().faults().calls();
     report_.switches = world_.machine().switches();

@@ -44,15 +44,15 @@ std::int64_t Reference::Normalise(const std::vector<std::int64_t>& inside, std::
     return next == inside.end() ? kEnd : *next;
 }
 
-Reference RunReference(World& world, sqlite3* base, std::size_t user, std::u16string folder,
-                       std::uint32_t intervalSeconds, const std::vector<std::int64_t>& inside, std::size_t number) {
+Reference RunReference(World& world, const Stretch& stretch, std::int64_t until, std::uint32_t intervalSeconds,
+                       const std::vector<std::int64_t>& inside, std::size_t number) {
     Reference reference;
     const std::u16string directory =
         u"C:\\ProgramData\\Reference" + std::u16string(1, static_cast<char16_t>(u'a' + number));
     const std::u16string path = directory + u"\\ListenService.dat";
     world.machine().files().WriteText(directory + u"\\beside.txt", "");
     const std::filesystem::path file = world.machine().files().HostPath(path);
-    if (!CopyToFile(base, file)) {
+    if (!CopyToFile(stretch.base.get(), file)) {
         return reference;
     }
     const Database reader = OpenDatabase(file);
@@ -72,17 +72,21 @@ Reference RunReference(World& world, sqlite3* base, std::size_t user, std::u16st
     db::SqLite3Operator database(world.platform());
     database.InitSqLiteDb(path);
     const std::atomic<bool> abandon{false};
-    records::FileChangeRecord cycle(world.platform(), database,
-                                    {world.UserId(user), std::move(folder), begin->position, intervalSeconds * 1000},
-                                    abandon, records::FileChangeRecord::CurrentService::kPresent);
+    records::FileChangeRecord cycle(
+        world.platform(), database,
+        {world.UserId(stretch.user), kFolders[stretch.folder], begin->position, intervalSeconds * 1000}, abandon,
+        records::FileChangeRecord::CurrentService::kPresent);
     if (cycle.Init() != 1) {
         return reference;
     }
-    const std::int64_t end = world.journalNext();
     constexpr std::size_t kMostCycles = 5000;  // whoever needs more is going in circles
+    const bool toTheEnd = until == world.journalNext();
     for (bool atEnd = false; !atEnd && reference.batches.size() < kMostCycles;) {
-        // One more cycle at the end, with nothing but what was held back.
-        atEnd = cycle.journal().startUsn() >= end;
+        atEnd = cycle.journal().startUsn() >= until;
+        if (atEnd && !toTheEnd) {
+            break;
+        }
+        // At the end one more cycle, with nothing but what was held back.
         std::vector<StepTrace>& steps = reference.batches.emplace_back();
         Tracer tracer(steps);
         const auto result = cycle.RunSteps(cycle.GatherBatch(), &tracer);
@@ -91,7 +95,7 @@ Reference RunReference(World& world, sqlite3* base, std::size_t user, std::u16st
         }
         note();
     }
-    reference.ran = cycle.journal().startUsn() >= end;
+    reference.ran = cycle.journal().startUsn() >= until;
     return reference;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "lives/stretch.h"
 #include "lives/world.h"
 #include "records/change_record.h"
 
@@ -32,8 +33,8 @@ struct Reference {
     static std::int64_t Normalise(const std::vector<std::int64_t>& inside, std::int64_t position);
 };
 
-// `base` is the database as the life found it, `number` makes the file's name.
-Reference RunReference(World& world, sqlite3* base, std::size_t user, std::u16string folder,
-                       std::uint32_t intervalSeconds, const std::vector<std::int64_t>& inside, std::size_t number);
+// From the stretch's beginning until the position `until`; `number` makes the file's name.
+Reference RunReference(World& world, const Stretch& stretch, std::int64_t until, std::uint32_t intervalSeconds,
+                       const std::vector<std::int64_t>& inside, std::size_t number);
 
 }  // namespace tavi::lives
