@@ -93,7 +93,7 @@ void Judges::CompareWithReference(const Stretch& stretch, const Reference& refer
     }
 }
 
-void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
+void Judges::CheckOrigins(const Stretch& stretch, const Image& image, const FolderState& now) {
     std::set<std::u16string> paths;
     std::set<std::uint64_t> numbers = {~std::uint64_t{0}};
     std::set<std::int64_t> times;
@@ -111,6 +111,13 @@ void Judges::CheckOrigins(const Stretch& stretch, const Image& image) {
     }
     if (!plan_.steady) {
         numbers.insert(0);  // an entry below a directory that moved in, gone before its number was asked for
+        // Such an entry may have been made while there was no journal.
+        for (const FolderState* state : {&stretch.folderAtStart, &now}) {
+            for (const auto& [path, file] : *state) {
+                paths.insert(AsStored(LastComponent(path)));
+                numbers.insert(file.frn);
+            }
+        }
     }
     std::set<std::string> before;
     if (const auto base = Look(stretch.base.get()); base && stretch.cutShort) {

@@ -20,7 +20,7 @@ public:
     void CompareWithReference(const Stretch& stretch, const Reference& reference,
                               const std::vector<std::int64_t>& inside);
     // c and d, for a stretch at whose end everything is stored.
-    void CheckOrigins(const Stretch& stretch, const Image& image);
+    void CheckOrigins(const Stretch& stretch, const Image& image, const FolderState& now);
     void CheckNothingLost(const Stretch& stretch, const Image& image, const FolderState& now,
                           const Reference* reference);
 

@@ -197,6 +197,13 @@ TEST(KnownLimits, OldNumberOfOneOfTwoSavesIsToldFromOtherDifferences) {
     EXPECT_FALSE(other.HoldsOneNameTwice());
 }
 
+// Nothing is invented when a directory arrives with a file that no journal has seen.
+TEST(Lives, FileMadeWithoutAJournalMayComeWithItsDirectory) {
+    const Report report = Live(MakePlan(38657));
+    EXPECT_GT(report.rows, 0U);
+    EXPECT_EQ(report.firstUnexplained(), nullptr);
+}
+
 TEST(Shrink, LeavesTheEventsThatTheStoryNeeds) {
     Plan plan = Planned({File(Act::kCreate, u"C:\\Sync\\one.txt"),
                          File(Act::kRename, u"C:\\Sync\\draft.c", u"C:\\Sync\\plan.c"),

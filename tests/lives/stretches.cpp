@@ -116,7 +116,7 @@ void Stretches::JudgeStretch(const Plan& plan, Judges& judges, Stretch& stretch,
     }
     if (complete) {
         report_.rows += last.changes.size();
-        judges.CheckOrigins(stretch, last);
+        judges.CheckOrigins(stretch, last, end);
     }
     if (complete && whole) {
         judges.CheckNothingLost(stretch, last, end, reference ? &*reference : nullptr);
