@@ -50,6 +50,48 @@ bool IsToldTooLate(const Image& image, const std::u16string& path) {
     return false;
 }
 
+// What rows may tell: paths, numbers and times of journal records inside the folder. Where directories move, a record's
+// directory is the one of a later moment, so that only its name counts.
+class Origins {
+public:
+    Origins(const Stretch& stretch, const FolderState& now, const Truth& truth, bool steady) : steady_(steady) {
+        const char16_t* const folder = kFolders[stretch.folder];
+        for (const TrueRecord& record : truth.records()) {
+            if (!steady || Truth::IsInside(record, folder)) {
+                paths_.insert(AsStored(steady ? Truth::RelativePath(record, folder) : record.name));
+                numbers_.insert(record.frn);
+                times_.insert(record.timestamp);
+            }
+        }
+        if (!steady) {
+            AddArrivals(stretch.folderAtStart);
+            AddArrivals(now);
+        }
+    }
+
+    bool Explain(const ChangeRow& row) const {
+        return Knows(row.path) && (row.original.empty() || Knows(row.original)) && numbers_.contains(row.frn) &&
+               times_.contains(row.timestamp);
+    }
+
+private:
+    // Entries of directories that moved in: made while there was no journal, or gone before their numbers were asked
+    // for.
+    void AddArrivals(const FolderState& state) {
+        numbers_.insert(0);
+        for (const auto& [path, file] : state) {
+            paths_.insert(AsStored(LastComponent(path)));
+            numbers_.insert(file.frn);
+        }
+    }
+    bool Knows(const std::u16string& path) const { return paths_.contains(steady_ ? path : LastComponent(path)); }
+
+    bool steady_;
+    std::set<std::u16string> paths_;
+    std::set<std::uint64_t> numbers_ = {~std::uint64_t{0}};
+    std::set<std::int64_t> times_;
+};
+
 // The first lines in which two texts differ.
 std::string FirstDifference(const std::string& expected, const std::string& actual) {
     const auto lineAt = [](const std::string& text, std::size_t at) {
@@ -94,46 +136,17 @@ void Judges::CompareWithReference(const Stretch& stretch, const Reference& refer
 }
 
 void Judges::CheckOrigins(const Stretch& stretch, const Image& image, const FolderState& now) {
-    std::set<std::u16string> paths;
-    std::set<std::uint64_t> numbers = {~std::uint64_t{0}};
-    std::set<std::int64_t> times;
-    for (const TrueRecord& record : truth_.records()) {
-        // Where directories move, a record's directory is the one of a later moment.
-        if (!plan_.steady) {
-            paths.insert(AsStored(record.name));
-        } else if (Truth::IsInside(record, kFolders[stretch.folder])) {
-            paths.insert(AsStored(Truth::RelativePath(record, kFolders[stretch.folder])));
-        }
-        if (!plan_.steady || Truth::IsInside(record, kFolders[stretch.folder])) {
-            numbers.insert(record.frn);
-            times.insert(record.timestamp);
-        }
-    }
-    if (!plan_.steady) {
-        numbers.insert(0);  // an entry below a directory that moved in, gone before its number was asked for
-        // Such an entry may have been made while there was no journal.
-        for (const FolderState* state : {&stretch.folderAtStart, &now}) {
-            for (const auto& [path, file] : *state) {
-                paths.insert(AsStored(LastComponent(path)));
-                numbers.insert(file.frn);
-            }
-        }
-    }
-    std::set<std::string> before;
-    if (const auto base = Look(stretch.base.get()); base && stretch.cutShort) {
+    const Origins origins(stretch, now, truth_, plan_.steady);
+    std::set<std::string> leftOver;
+    if (const auto base = stretch.cutShort ? Look(stretch.base.get()) : std::nullopt) {
         for (const ChangeRow& row : base->changes) {
-            before.insert(Describe(row));
+            leftOver.insert(Describe(row));
         }
     }
     for (const ChangeRow& row : image.changes) {
-        const auto known = [&](const std::u16string& path) {
-            return paths.contains(plan_.steady ? path : LastComponent(path));
-        };
-        if (!known(row.path) || (!row.original.empty() && !known(row.original)) || !numbers.contains(row.frn) ||
-            !times.contains(row.timestamp)) {
-            const bool leftOver = stretch.cutShort && before.contains(Describe(row));
+        if (!origins.Explain(row)) {
             Find('c', "no journal record inside the folder explains the row " + Describe(row),
-                 leftOver ? "start-cut-short" : "");
+                 leftOver.contains(Describe(row)) ? "start-cut-short" : "");
         }
     }
 }
