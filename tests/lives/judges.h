@@ -28,7 +28,8 @@ private:
     // By the rows before `end`, `depth` directories that moved below.
     bool IsExplained(const Stretch& stretch, const Image& image, std::size_t end, const std::u16string& path,
                      const FileState& state, int depth) const;
-    void FindLoss(const Image& image, const std::u16string& path, const FileState& state, const Reference* reference);
+    void FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
+                  const Reference* reference);
 
     const Plan& plan_;
     const Truth& truth_;

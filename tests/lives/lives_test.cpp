@@ -99,6 +99,14 @@ TEST(KnownLimits, SaveIsLostAfterARenamedFileWasDeletedUnderTheSameName) {
     EXPECT_THAT(KnownLimits(report), testing::ElementsAre("saved-after-a-renamed-file-was-deleted"));
 }
 
+TEST(KnownLimits, SaveOverARenamedFileIsLostAlsoWhereItsFormerDirectoryVanishes) {
+    const Report report = Live(Planned({File(Act::kRename, u"C:\\Sync\\docs\\draft.c", u"C:\\Sync\\plan.c"),
+                                        File(Act::kSaveByReplace, u"C:\\Sync\\plan.c"),
+                                        {4000, Act::kRecycleDirectory, u"C:\\Sync\\docs", {}, 0}},
+                                       false));
+    EXPECT_THAT(KnownLimits(report), testing::ElementsAre("saved-after-a-renamed-file-was-deleted"));
+}
+
 TEST(KnownLimits, FileExchangedForOneFromOutsideIsLost) {
     const Report report = Live(Planned({File(Act::kCreate, u"C:\\Sync\\plan.txt"),
                                         File(Act::kCreate, u"C:\\Elsewhere\\new.txt"),
