@@ -4,7 +4,6 @@
 #include <set>
 
 #include "lives/known_limits.h"
-#include "platform/constants.h"
 #include "records/temporary_file_rules.h"
 
 namespace tavi::lives {
@@ -92,29 +91,6 @@ private:
     std::set<std::uint64_t> numbers_ = {~std::uint64_t{0}};
     std::set<std::int64_t> times_;
 };
-
-// The limit saved-after-a-renamed-file-was-deleted, told from the journal and the table: where directories vanish, an
-// undisturbed life that comes later does not see what happened in them. A file got the path through a rename and was
-// deleted there, and the table tells its deletion under the name before.
-bool IsSavedAfterARenamedFileWasDeleted(const Truth& truth, const Image& image, std::u16string_view folder,
-                                        const std::u16string& path) {
-    std::set<std::uint64_t> renamed;
-    std::set<std::uint64_t> deleted;
-    for (const TrueRecord& record : truth.records()) {
-        if (!Truth::IsInside(record, folder) || Truth::RelativePath(record, folder) != path) {
-            continue;
-        }
-        if ((record.reason & platform::kReasonRenameNewName) != 0) {
-            renamed.insert(record.frn);
-        }
-        if ((record.reason & platform::kReasonFileDelete) != 0 && renamed.contains(record.frn)) {
-            deleted.insert(record.frn);
-        }
-    }
-    return std::any_of(image.changes.begin(), image.changes.end(), [&](const ChangeRow& row) {
-        return row.reason == kDelete && row.path != AsStored(path) && deleted.contains(row.frn);
-    });
-}
 
 // The first lines in which two texts differ.
 std::string FirstDifference(const std::string& expected, const std::string& actual) {
@@ -219,15 +195,15 @@ void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const 
 
 void Judges::FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
                       const Reference* reference) {
-    Drop drop = reference != nullptr ? FindDrop(*reference, path, state.frn) : Drop{};
+    Drop drop = reference != nullptr ? FindDrop(reference->batches, path, state.frn) : Drop{};
+    if (drop.knownLimit.empty() && reference != nullptr && !plan_.steady) {
+        drop.knownLimit =
+            FindDrop(TraceAsItHappened(truth_, stretch, plan_.intervalSeconds), path, state.frn).knownLimit;
+    }
     if (drop.knownLimit.empty() && IsToldTooLate(image, path)) {
         drop.knownLimit = "row-moved-behind-its-directory";
     }
     const ChangeRow* told = LastRowOf(image, image.changes.size(), path);
-    if (drop.knownLimit.empty() && told == nullptr && !plan_.steady &&
-        IsSavedAfterARenamedFileWasDeleted(truth_, image, kFolders[stretch.folder], path)) {
-        drop.knownLimit = "saved-after-a-renamed-file-was-deleted";
-    }
     if (told == nullptr) {
         Find('d', Narrow(path) + " changed and has no row; dropped by: " + drop.step + drop.before, drop.knownLimit);
         return;

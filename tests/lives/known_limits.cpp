@@ -167,9 +167,9 @@ std::string DescribeList(const FileChangeInfoList& list) {
 }
 
 // The last batch that knows the file decides what becomes of it.
-Drop FindDropOf(const Reference& reference, const std::u16string& path, std::uint64_t frn, std::uint64_t trueFrn) {
+Drop FindDropOf(const Batches& batches, const std::u16string& path, std::uint64_t frn, std::uint64_t trueFrn) {
     Drop drop;
-    for (const auto& steps : reference.batches) {
+    for (const auto& steps : batches) {
         for (std::size_t i = 1; i < steps.size(); ++i) {
             if (!Names(steps[i - 1].list, path, frn) || Names(steps[i].list, path, frn)) {
                 continue;
@@ -189,18 +189,18 @@ Drop FindDropOf(const Reference& reference, const std::u16string& path, std::uin
 
 // Of the file itself; where nothing dropped it, it was told, but not as it was; or a rule has given its number to
 // another, and its name tells.
-Drop FindDrop(const Reference& reference, const std::u16string& path, std::uint64_t frn) {
-    Drop drop = FindDropOf(reference, path, frn, frn);
+Drop FindDrop(const Batches& batches, const std::u16string& path, std::uint64_t frn) {
+    Drop drop = FindDropOf(batches, path, frn, frn);
     if (!drop.step.empty()) {
         return drop;
     }
-    const auto last = std::find_if(reference.batches.rbegin(), reference.batches.rend(), [&](const auto& steps) {
+    const auto last = std::find_if(batches.rbegin(), batches.rend(), [&](const auto& steps) {
         return !steps.empty() && Names(steps.front().list, path, frn);
     });
-    if (last != reference.batches.rend()) {
+    if (last != batches.rend()) {
         drop.knownLimit = KnownLimit(*last, path, frn);
     }
-    return drop.knownLimit.empty() ? FindDropOf(reference, path, kAnyFrn, frn) : drop;
+    return drop.knownLimit.empty() ? FindDropOf(batches, path, kAnyFrn, frn) : drop;
 }
 
 }  // namespace tavi::lives

@@ -14,7 +14,7 @@ struct Drop {
     std::string before;      // the list that the step was given, one record a row
 };
 
-// Where an undisturbed life dropped the file with that path and number for the last time, and why.
-Drop FindDrop(const Reference& reference, const std::u16string& path, std::uint64_t frn);
+// Where the steps dropped the file with that path and number for the last time, and why.
+Drop FindDrop(const Batches& batches, const std::u16string& path, std::uint64_t frn);
 
 }  // namespace tavi::lives

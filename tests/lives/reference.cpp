@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <atomic>
 
+#include "records/cycle/batch_split.h"
 #include "records/cycle/file_change_record.h"
+#include "records/step_pipeline.h"
+#include "records/temporary_file_rules.h"
 
 namespace tavi::lives {
 
@@ -35,6 +38,19 @@ public:
 
 private:
     std::vector<StepTrace>& steps_;
+};
+
+// Nothing can be asked any more.
+class PastWorld final : public records::StepWorld {
+public:
+    const std::u16string& ListenPath() const override { return path_; }
+    bool IsPlaceholder(const std::u16string&) override { return false; }
+    std::vector<std::u16string> ListAllEntries(const std::u16string&) override { return {}; }
+    std::uint64_t GetFrnByPath(const std::u16string&) override { return 0; }
+    std::uint32_t AttributesOrAllOnes(const std::u16string&) override { return ~0U; }
+
+private:
+    std::u16string path_;
 };
 
 }  // namespace
@@ -97,6 +113,31 @@ Reference RunReference(World& world, const Stretch& stretch, std::int64_t until,
     }
     reference.ran = cycle.journal().startUsn() >= until;
     return reference;
+}
+
+Batches TraceAsItHappened(const Truth& truth, const Stretch& stretch, std::uint32_t intervalSeconds) {
+    const std::u16string_view folder = kFolders[stretch.folder];
+    records::UsnRecordList rest;
+    for (const TrueRecord& record : truth.RecordsInside(folder, stretch.position)) {
+        rest.push_back({record.usn, record.reason, record.attributes, record.timestamp,
+                        Truth::RelativePath(record, folder), record.frn, -1});
+    }
+    static const records::TemporaryFileRules rules;
+    PastWorld world;
+    records::FileChangeInfoList delayed;
+    records::TemporaryFileList temporaries;
+    const std::atomic<bool> stop{false};
+    records::StepContext context{rules, world, delayed, temporaries, stop};
+    Batches batches;
+    while (!rest.empty()) {
+        const auto end =
+            rest.begin() + static_cast<std::ptrdiff_t>(records::CountBeforeGap(rest, 0, intervalSeconds * 1000));
+        records::PipelineBatch batch{{rest.begin(), end}, {}};
+        rest.erase(rest.begin(), end);
+        Tracer tracer(batches.emplace_back());
+        records::RunPipeline(batch, context, tracer);
+    }
+    return batches;
 }
 
 }  // namespace tavi::lives

@@ -20,6 +20,8 @@ struct StepTrace {
     records::FileChangeInfoList list;
 };
 
+using Batches = std::vector<std::vector<StepTrace>>;
+
 struct Reference {
     // Contents of the database for every position of a record inside the folder that it was stored for: the first
     // record not yet dealt with, or kEnd behind the last one.
@@ -27,7 +29,7 @@ struct Reference {
     std::map<std::int64_t, std::set<std::string>> states;
     std::map<std::int64_t, std::set<std::string>> statesWithoutOldNumbers;
     bool heldOneNameTwice = false;
-    std::vector<std::vector<StepTrace>> batches;
+    Batches batches;
     bool ran = false;
 
     static std::int64_t Normalise(const std::vector<std::int64_t>& inside, std::int64_t position);
@@ -36,5 +38,9 @@ struct Reference {
 // From the stretch's beginning until the position `until`; `number` makes the file's name.
 Reference RunReference(World& world, const Stretch& stretch, std::int64_t until, std::uint32_t intervalSeconds,
                        const std::vector<std::int64_t>& inside, std::size_t number);
+
+// The steps alone, over the records with the paths of their own moments. Where directories move, the service saw paths
+// of a time between these and those of the undisturbed life.
+Batches TraceAsItHappened(const Truth& truth, const Stretch& stretch, std::uint32_t intervalSeconds);
 
 }  // namespace tavi::lives

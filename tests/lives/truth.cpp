@@ -1,6 +1,7 @@
 #include "lives/truth.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace tavi::lives {
 
@@ -28,7 +29,7 @@ void Truth::Pull() {
         }
         records_.push_back({entry.usn, entry.frn, directory, std::move(entry.name),
                             static_cast<std::int64_t>(entry.time) / kTicksPerMillisecond - kMillisecondsFrom1601To1970,
-                            entry.reason});
+                            entry.reason, entry.attributes});
     }
 }
 
@@ -56,12 +57,18 @@ void Truth::Forget() {
 
 std::vector<std::int64_t> Truth::Inside(std::u16string_view folder, std::int64_t usn) const {
     std::vector<std::int64_t> positions;
-    for (std::size_t i = journalFrom_; i < records_.size(); ++i) {
-        if (records_[i].usn >= usn && IsInside(records_[i], folder)) {
-            positions.push_back(records_[i].usn);
-        }
+    for (const TrueRecord& record : RecordsInside(folder, usn)) {
+        positions.push_back(record.usn);
     }
     return positions;
+}
+
+std::vector<TrueRecord> Truth::RecordsInside(std::u16string_view folder, std::int64_t usn) const {
+    std::vector<TrueRecord> inside;
+    std::copy_if(records_.begin() + static_cast<std::ptrdiff_t>(journalFrom_), records_.end(),
+                 std::back_inserter(inside),
+                 [&](const TrueRecord& record) { return record.usn >= usn && IsInside(record, folder); });
+    return inside;
 }
 
 FolderState StateOf(const sim::NtfsVolume& volume, std::u16string_view folder) {

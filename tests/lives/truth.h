@@ -20,6 +20,7 @@ struct TrueRecord {
     std::u16string name;
     std::int64_t timestamp = 0;  // as rows show it: milliseconds since 1970
     std::uint32_t reason = 0;
+    std::uint32_t attributes = 0;
 };
 
 class Truth {
@@ -38,7 +39,8 @@ public:
     // The listened folder as in requests: "C:\Sync".
     static bool IsInside(const TrueRecord& record, std::u16string_view folder);
     static std::u16string RelativePath(const TrueRecord& record, std::u16string_view folder);
-    // Positions of the records inside the folder, ascending, from `usn` on, of the present journal.
+    // The records inside the folder, in order, from the position `usn` on, of the present journal; and their positions.
+    std::vector<TrueRecord> RecordsInside(std::u16string_view folder, std::int64_t usn) const;
     std::vector<std::int64_t> Inside(std::u16string_view folder, std::int64_t usn) const;
 
 private:
