@@ -212,6 +212,17 @@ TEST(Lives, FileMadeWithoutAJournalMayComeWithItsDirectory) {
     EXPECT_EQ(report.firstUnexplained(), nullptr);
 }
 
+TEST(Lives, FurtherWritesToAnOpenFileAreToldWhenItIsClosed) {
+    const Report report = Live(Planned({File(Act::kHold, u"C:\\Sync\\script.js"),
+                                        {3000, Act::kTake, {}, {}, 0},
+                                        File(Act::kWrite, u"C:\\Sync\\script.js", {}, 1),
+                                        {3000, Act::kTake, {}, {}, 0},
+                                        File(Act::kLetGo, {})}));
+    EXPECT_GT(report.takes, 0U);
+    EXPECT_THAT(report.finalContents, testing::HasSubstr("MODIFY script.js"));
+    EXPECT_EQ(report.firstUnexplained(), nullptr);
+}
+
 TEST(Shrink, LeavesTheEventsThatTheStoryNeeds) {
     Plan plan = Planned({File(Act::kCreate, u"C:\\Sync\\one.txt"),
                          File(Act::kRename, u"C:\\Sync\\draft.c", u"C:\\Sync\\plan.c"),

@@ -71,7 +71,10 @@ void Stretches::Take(std::size_t user) {
     const bool comparable = ended->comparable;
     const std::uint64_t journal = ended->journal;
     ended->looks.push_back(std::move(*image));
-    ended->folderAtEnd = StateOf(world_.volume(), kFolders[ended->folder]);
+    // The journal tells further writes to a file that is held open only when it is closed.
+    if (!world_.workload().holdsFiles()) {
+        ended->folderAtEnd = StateOf(world_.volume(), kFolders[ended->folder]);
+    }
     if (Stretch* begun = Begin(user, ended->folder)) {
         begun->comparable = begun->comparable && comparable;
         begun->journal = journal;

@@ -21,6 +21,7 @@ public:
     // False when the event is not about files.
     bool Perform(const Event& event);
     void LetGo();  // closes the held files
+    bool holdsFiles() const { return !held_.empty(); }
 
 private:
     using Path = const std::u16string&;
