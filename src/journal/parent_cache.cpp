@@ -1,6 +1,7 @@
 #include "journal/parent_cache.h"
 
 namespace tavi::journal {
+
 ParentCache::ParentCache(std::u16string_view listenPath) {
     const std::size_t colon = listenPath.find(u':');
     hasDrive_ = colon != std::u16string_view::npos;

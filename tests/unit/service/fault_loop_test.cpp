@@ -86,7 +86,7 @@ void FailEveryCallOf(Life life, Ever ever) {
             ASSERT_EQ(bench.exitCode, 0) << bench.machine.DescribeThreads();
             ASSERT_THAT(bench.machine.leaks(), IsEmpty());
             ++lives;
-            // A call that keeps being made all the time is failed a few times: each time tells the same.
+            // A call that keeps being made all the time is failed forty times: each time tells the same.
             if (!fired || n == 40) {
                 break;
             }
