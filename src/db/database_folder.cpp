@@ -43,7 +43,7 @@ bool DatabaseFolder::Hold(const std::u16string& directory) {
 }
 
 bool DatabaseFolder::HasOnlyPlainFiles(const std::u16string& databasePath) {
-    for (const char16_t* companion : {u"", u"-wal", u"-shm"}) {
+    for (const char16_t* companion : {u"", u"-wal", u"-shm", u"-journal"}) {
         const std::uint32_t attributes = platform_.files.GetFileAttributesW(databasePath + companion);
         if (attributes != platform::kInvalidFileAttributes && (IsLink(attributes) || IsDirectory(attributes))) {
             return Refuse();

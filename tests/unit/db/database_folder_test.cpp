@@ -102,7 +102,7 @@ TEST_F(DatabaseFolderTest, ThatIsRefusedIsNotReadOrWrittenAfterwards) {
 }
 
 TEST_F(DatabaseFolderTest, WithALinkInPlaceOfAFileIsRefused) {
-    for (const char16_t* companion : {u"", u"-wal", u"-shm"}) {
+    for (const char16_t* companion : {u"", u"-wal", u"-shm", u"-journal"}) {
         Forget();
         files_.Link(kPath + companion);
         EXPECT_FALSE(Init());
