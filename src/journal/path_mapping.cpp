@@ -142,6 +142,7 @@ void PathMapping::LearnSyncFolder(std::uint64_t parentFileReferenceNumber, std::
     }
     syncFolderReferenceNumber_ = parentFileReferenceNumber;
     syncFolderPath_ = folder;
+    syncFolderLearned_ = true;
     ++version_;
     Drive::SyncPanelLog::WriteTraceLog(
         "fileReferenceNumber,syncFolderPath:" + std::to_string(parentFileReferenceNumber) + "," +

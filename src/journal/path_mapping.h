@@ -58,7 +58,7 @@ public:
         return entry.parentFileReferenceNumber == parentFileReferenceNumber && std::ranges::equal(entry.fileName, name);
     }
 
-    bool syncFolderLearned() const { return !syncFolderPath_.empty(); }
+    bool syncFolderLearned() const { return syncFolderLearned_; }
     // Counts what can alter a rebuilt path, so that its users know when to rebuild theirs.
     std::uint64_t version() const { return version_; }
     static bool IsInRecycleBin(std::u16string_view parentPath);
@@ -73,7 +73,8 @@ private:
     std::vector<db::PathMappingEntry> directories_;
     NumberIndex known_;  // the places in directories_
     std::uint64_t syncFolderReferenceNumber_ = 0;
-    std::u16string syncFolderPath_;  // empty until learned
+    std::u16string syncFolderPath_;  // empty until learned, and for a drive's root, which has no name
+    bool syncFolderLearned_ = false;
     std::unordered_map<std::uint64_t, db::PathMappingEntry> pendingEntries_;
     std::uint64_t version_ = 0;
 };

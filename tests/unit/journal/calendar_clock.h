@@ -2,6 +2,8 @@
 // C runtime's own for calendar times, and both refusals at the bounds.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -52,6 +54,7 @@ public:
 
     std::int64_t Mktime64(const platform::CalendarTime& time) override {
         ++conversions;
+        EXPECT_EQ(time.daylightSaving, 0) << "the current offset must not be taken off twice a year";
         constexpr std::int64_t kLastSecond = 32'535'215'999;  // the runtime's last one, of the year 3000
         if (failMktime || time.month < 0) {
             return -1;

@@ -85,6 +85,39 @@ TEST_F(ListAllEntries, VeryDeepTreeIsListed) {
     EXPECT_EQ(MakeClosed()->ListAllEntries(u"C:\\Deep"), expected);
 }
 
+// Keeps what the two calls that name a directory are given.
+class NamingFiles : public db::ForwardingFiles {
+public:
+    using ForwardingFiles::ForwardingFiles;
+
+    int Waccess(const std::u16string& path, int mode) override {
+        EXPECT_EQ(mode, 0);
+        accessed.push_back(path);
+        return ForwardingFiles::Waccess(path, mode);
+    }
+    platform::FindHandle FindFirstFileW(const std::u16string& pattern, platform::FindData& data) override {
+        enumerated.push_back(pattern);
+        return ForwardingFiles::FindFirstFileW(pattern, data);
+    }
+
+    Paths accessed;
+    Paths enumerated;
+};
+
+TEST_F(ListAllEntries, BothCallsAreGivenTheLongPathForm) {
+    const std::u16string longPath = u"C:\\" + std::u16string(148, u'a') + u"\\" + std::u16string(148, u'b');
+    ASSERT_EQ(longPath.size(), 300U);
+    volume().MakeDirectory(longPath);
+    NamingFiles naming(files);
+    platform::Platform spied{real.errors, real.services, real.modules, naming,      real.pipes, real.threads,
+                             real.clock,  real.heap,     real.trust,   real.sqlite, real.digest};
+    VolumeJournal journal(spied, u"C:\\Sync", 0);
+    journal.ListAllEntries(u"C:\\Sync\\In\\b\\deep");
+    journal.ListAllEntries(longPath);
+    EXPECT_THAT(naming.accessed, ElementsAre(u"C:\\Sync\\In\\b\\deep", u"\\\\?\\" + longPath));
+    EXPECT_THAT(naming.enumerated, ElementsAre(u"C:\\Sync\\In\\b\\deep\\*.*", u"\\\\?\\" + longPath + u"\\*.*"));
+}
+
 // A link to a directory further up, answered as the system does.
 class LinkingFiles : public db::ForwardingFiles {
 public:

@@ -153,6 +153,24 @@ public:
         }
         return errors;
     }
+    // Every stored row of the path mapping, read past the product.
+    std::vector<db::PathMappingEntry> Stored() {
+        sqlite3* handle = nullptr;
+        EXPECT_TRUE(database.OpenDb(handle));
+        sqlite3_stmt* statement = nullptr;
+        const char* sql =
+            "SELECT fileReferenceNumber, parentFileReferenceNumber, deleted, fileName FROM pathMapping ORDER BY 1";
+        EXPECT_EQ(real.sqlite.PrepareV2(handle, sql, -1, &statement), 0);
+        std::vector<db::PathMappingEntry> rows;
+        while (real.sqlite.Step(statement) == 100) {
+            rows.push_back({static_cast<std::uint64_t>(real.sqlite.ColumnInt64(statement, 0)),
+                            static_cast<std::uint64_t>(real.sqlite.ColumnInt64(statement, 1)),
+                            real.sqlite.ColumnInt(statement, 2) != 0, real.sqlite.ColumnText16(statement, 3)});
+        }
+        real.sqlite.Finalize(statement);
+        EXPECT_TRUE(database.CloseDb(handle));
+        return rows;
+    }
 
     sim::Machine machine;
     sim::CapturedLog log;

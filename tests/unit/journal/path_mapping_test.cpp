@@ -30,29 +30,9 @@ protected:
     }
     void CountStores() { stores_ = machine.faults().calls("Sqlite.OpenV2"); }
     std::uint64_t Stores() { return machine.faults().calls("Sqlite.OpenV2") - stores_; }
-    // fileReferenceNumber, parent, deleted, name of every stored row, read past the product.
-    std::vector<db::PathMappingEntry> Stored();
 
     std::uint64_t stores_ = 0;
 };
-
-std::vector<db::PathMappingEntry> PathMappingTest::Stored() {
-    sqlite3* handle = nullptr;
-    EXPECT_TRUE(database.OpenDb(handle));
-    sqlite3_stmt* statement = nullptr;
-    const char* sql =
-        "SELECT fileReferenceNumber, parentFileReferenceNumber, deleted, fileName FROM pathMapping ORDER BY 1";
-    EXPECT_EQ(real.sqlite.PrepareV2(handle, sql, -1, &statement), 0);
-    std::vector<db::PathMappingEntry> rows;
-    while (real.sqlite.Step(statement) == 100) {
-        rows.push_back({static_cast<std::uint64_t>(real.sqlite.ColumnInt64(statement, 0)),
-                        static_cast<std::uint64_t>(real.sqlite.ColumnInt64(statement, 1)),
-                        real.sqlite.ColumnInt(statement, 2) != 0, real.sqlite.ColumnText16(statement, 3)});
-    }
-    real.sqlite.Finalize(statement);
-    EXPECT_TRUE(database.CloseDb(handle));
-    return rows;
-}
 
 TEST_F(PathMappingTest, NothingIsRebuiltBeforeTheFolderIsLearned) {
     mapping.Load({{1, kSync, false, u"Docs"}});
@@ -94,6 +74,22 @@ TEST_F(PathMappingTest, FolderWithoutABackslashIsNeverLearned) {
     other.LearnSyncFolder(9, u"\\");
     EXPECT_FALSE(other.syncFolderLearned());
     EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST_F(PathMappingTest, RootOfADriveIsLearnedOnceAndPathsBelowItAreRebuilt) {
+    constexpr std::uint64_t kRoot = 1407374883553285;
+    PathMapping drive(database, u"C:\\");
+    drive.Load({{1, kRoot, false, u"Docs"}, {2, 1, false, u"2024"}});
+    EXPECT_EQ(drive.BuildPathFromMapping(2), u"");
+    drive.LearnSyncFolder(1, u"\\Docs");
+    EXPECT_FALSE(drive.syncFolderLearned());
+    drive.LearnSyncFolder(kRoot, u"\\");
+    drive.LearnSyncFolder(kRoot, u"\\");
+    EXPECT_TRUE(drive.syncFolderLearned());
+    EXPECT_THAT(log.Texts(sim::LogKind::kTrace), ElementsAre("fileReferenceNumber,syncFolderPath:1407374883553285,"));
+    EXPECT_EQ(drive.BuildPathFromMapping(1), u"\\Docs");
+    EXPECT_EQ(drive.BuildPathFromMapping(2), u"\\Docs\\2024");
+    EXPECT_EQ(drive.BuildPathFromMapping(kRoot), u"") << "the root's path without its backslash";
 }
 
 TEST_F(PathMappingTest, PathIsRebuiltThroughAllParents) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "unit/journal/journal_rig.h"
 #include "unit/journal/raw_records.h"
@@ -291,15 +292,36 @@ TEST_F(ReadUsnRecords, MalformedRecordEndsTheReadWithOneLine) {
     const auto journal = Make();
     const std::uint64_t sync = volume().Find(u"C:\\Sync");
     RawRecords raw;
+    raw.Add({.frn = 7000, .parentFrn = sync, .attributes = 0x10, .name = u"Docs"});
     raw.Add({.parentFrn = sync, .name = u"before.txt"});
     const std::size_t spoilt = raw.Add({.parentFrn = sync, .name = u"spoilt.txt"});
     raw.Add({.parentFrn = sync, .name = u"after.txt"});
     raw.SetNameLength(spoilt, 0xFFFF);
     Return(raw, 900);
-    EXPECT_EQ(FileNames(journal->ReadUsnRecords()), std::vector<std::u16string>{u"before.txt"});
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), ElementsAre(u"Docs", u"before.txt"));
     EXPECT_EQ(journal->startUsn(), 900);
+    EXPECT_THAT(Stored(), ElementsAre(db::PathMappingEntry{7000, sync, false, u"Docs"}));
     EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/ReadUsnRecords/"
                                       "A malformed record ends the decoding of the USN records"));
+}
+
+TEST_F(ReadUsnRecords, ExceptionWhileDecodingIsLoggedAndTheRecordsAreReadAgain) {
+    const auto journal = Make();
+    const std::int64_t start = journal->startUsn();
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    int answers = 0;
+    files.nameAnswer = [&](std::span<std::byte>) -> std::int32_t {
+        ++answers;
+        throw std::runtime_error("no memory for a name");
+    };
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(answers, 1);
+    EXPECT_EQ(journal->startUsn(), start);
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/ReadUsnRecords/"
+                                      "Failed to decode the USN records: exception no memory for a name"));
+    files.nameAnswer = nullptr;
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), ::testing::IsSupersetOf({u"Docs", u"Docs\\a.txt"}));
+    EXPECT_EQ(journal->startUsn(), NextUsn());
 }
 
 TEST_F(ReadUsnRecords, MoreBytesThanTheBufferHasAreNotRead) {
@@ -329,6 +351,28 @@ TEST_F(ReadUsnRecords, ListenPathTrimmedAfterAReadCounts) {
     journal->RemoveTrailingBackslashes();
     journal->setStartUsn(start);
     EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Each(u"a.txt"));
+}
+
+// A whole drive, as the cycle prepares it: the mapping is made before the backslash is removed.
+TEST_F(ReadUsnRecords, RecordsInTheRootOfAListenedDriveAreReadWithTheirPaths) {
+    const auto journal = Make(u"C:\\");
+    journal->RemoveTrailingBackslashes();
+    MakeFile(u"C:\\first.txt");
+    MakeFile(u"C:\\Docs\\a.txt");
+    MakeFile(u"C:\\second.txt");
+    std::vector<std::u16string> names = FileNames(journal->ReadUsnRecords());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    EXPECT_THAT(names, ElementsAre(u"first.txt", u"Docs", u"Docs\\a.txt", u"second.txt"));
+    EXPECT_THAT(log.Texts(sim::LogKind::kTrace),
+                ElementsAre("fileReferenceNumber,syncFolderPath:" + std::to_string(volume().Find(u"C:\\")) + ","));
+}
+
+TEST_F(ReadUsnRecords, DirectoryThatIsGoneFromTheRootOfAListenedDriveIsResolved) {
+    const auto journal = Make(u"C:\\");
+    journal->RemoveTrailingBackslashes();
+    MakeFile(u"C:\\Docs\\Old\\a.txt");
+    volume().RemoveTree(u"C:\\Docs");
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Contains(u"Docs\\Old\\a.txt").Times(::testing::Ge(2)));
 }
 
 }  // namespace

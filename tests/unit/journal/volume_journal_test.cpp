@@ -63,7 +63,9 @@ TEST_F(VolumeJournalTest, FailedOpeningIsLoggedWithItsCode) {
 TEST_F(VolumeJournalTest, OpeningAgainClosesTheFirstHandle) {
     const auto journal = MakeClosed();
     EXPECT_TRUE(journal->CreateVolumeHandle());
+    machine.faults().ClearHistory();
     EXPECT_TRUE(journal->CreateVolumeHandle());
+    EXPECT_THAT(machine.faults().history(), ElementsAre("Files.CloseHandle", "Files.CreateFileW"));
     EXPECT_EQ(machine.OpenHandles(), 1U);
     machine.faults().Fail({.call = "Files.CreateFileW"});
     EXPECT_FALSE(journal->CreateVolumeHandle());
@@ -237,6 +239,19 @@ TEST_F(VolumeJournalTest, Error21DeletesTheJournalAndSetsTheJournalLostFlag) {
     EXPECT_TRUE(log.HasTrace("The changeJournal is deleted successfully"));
 }
 
+TEST_F(VolumeJournalTest, Error21SetsTheJournalLostFlagThoughTheDeletionFailsSixTimes) {
+    const auto journal = Make();
+    files.refusals[platform::kFsctlReadUsnJournal] = {1, 21};
+    files.refusals[platform::kFsctlDeleteUsnJournal] = {100, 5};
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_EQ(files.CountControls(platform::kFsctlDeleteUsnJournal), 6U);
+    EXPECT_TRUE(journal->journalLost());
+    EXPECT_FALSE(journal->positionLost());
+    EXPECT_THAT(log.Texts(sim::LogKind::kTrace), ElementsAre("Failed to delete the changeJournal"));
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/FsctlReadUsnJournal/"
+                                      "Failed to read the USN journal, error code is 21"));
+}
+
 TEST_F(VolumeJournalTest, Error87MovesToTheJournalsNextUsn) {
     const auto journal = Make();
     MakeFile(u"C:\\Sync\\a.txt");
@@ -263,6 +278,21 @@ TEST_F(VolumeJournalTest, Error87LeavesALineInTheReadErrorFile) {
         shape.begin(), shape.end() - 1, [](char c) { return c >= '0' && c <= '9'; }, 'd');
     EXPECT_EQ(shape, "dddd-dd-dd dd:dd:dd:ddd #d\ndddd-dd-dd dd:dd:dd:ddd #d\n");
     EXPECT_TRUE(text->ends_with(" #1\n")) << *text;
+}
+
+TEST_F(VolumeJournalTest, Error87LeavesItsLineBeforeTheJournalIsQueried) {
+    const auto journal = Make();
+    const std::u16string path = log.GetLogPath() + u"\\read_usn_journal_err";
+    machine.files().WriteText(path, "");
+    files.refusals[platform::kFsctlReadUsnJournal] = {1, 87};
+    std::vector<std::string> textsAtQueries;
+    files.beforeControl = [&](std::uint32_t code) {
+        if (code == platform::kFsctlQueryUsnJournal) {
+            textsAtQueries.push_back(machine.files().ReadText(path).value_or("no file"));
+        }
+    };
+    EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
+    EXPECT_THAT(textsAtQueries, ElementsAre(::testing::EndsWith(" #1\n")));
 }
 
 TEST_F(VolumeJournalTest, Error87WithAFailedQuerySetsThePositionLostFlag) {
