@@ -41,13 +41,16 @@ platform::OwnedHandle OpenWithinLimit(platform::Files& files, const std::u16stri
 }
 
 void WriteLine(platform::Platform& platform, std::u16string_view message) {
-    const std::u16string path = Drive::SyncPanelLog::GetLogPath() + u"\\read_usn_journal_err";
+    const std::u16string folder = Drive::SyncPanelLog::GetLogPath();
+    if (folder.empty()) {
+        return;  // no log is kept: the file would come to lie in the root of whatever drive is the current one
+    }
     const std::u16string time = TimeText(platform.clock.GetLocalTime());
     if (time.empty()) {
         return;
     }
     const std::string line = platform.files.WideCharToMultiByteAcp(time + std::u16string(message));
-    const platform::OwnedHandle file = OpenWithinLimit(platform.files, path);
+    const platform::OwnedHandle file = OpenWithinLimit(platform.files, folder + u"\\read_usn_journal_err");
     std::uint32_t written = 0;
     if (file.IsValid() && platform.files.SetFilePointerEx(file.Get(), 0, platform::kFileEnd)) {
         platform.files.WriteFile(file.Get(), std::as_bytes(std::span(line.data(), line.size())), written);

@@ -1,14 +1,17 @@
 #include "util/read_error_file.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/constants.h"
 #include "sim/captured_log.h"
 #include "sim/machine.h"
+#include "unit/db/forwarding_files.h"
 
 namespace tavi::util {
 namespace {
@@ -26,6 +29,12 @@ protected:
         std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d:%03d ", time.year, time.month, time.day,
                       time.hour, time.minute, time.second, time.milliseconds);
         return text;
+    }
+
+    platform::Platform With(platform::Files& files) {
+        return {platform_.errors, platform_.services, platform_.modules, files,
+                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
+                platform_.trust,  platform_.sqlite,   platform_.digest};
     }
 
     sim::Machine machine_;
@@ -80,6 +89,60 @@ TEST_F(ReadErrorFile, EveryFailingCallIsSilentAndLeaksNothing) {
             EXPECT_TRUE(machine_.leaks().empty());
         }
     }
+}
+
+// Keeps how files are opened, and has a code page of its own: one byte for an e with an acute accent.
+class SpiedFiles : public db::ForwardingFiles {
+public:
+    struct Opening {
+        std::uint32_t access = 0;
+        std::uint32_t shareMode = 0;
+        std::uint32_t disposition = 0;
+        std::uint32_t attributes = 0;
+        friend bool operator==(const Opening&, const Opening&) = default;
+    };
+    using ForwardingFiles::ForwardingFiles;
+
+    platform::Handle CreateFileW(const std::u16string& path, std::uint32_t access, std::uint32_t shareMode,
+                                 std::uint32_t disposition, std::uint32_t attributes) override {
+        openings.push_back({access, shareMode, disposition, attributes});
+        return ForwardingFiles::CreateFileW(path, access, shareMode, disposition, attributes);
+    }
+    std::string WideCharToMultiByteAcp(const std::u16string& text) override {
+        std::string narrow;
+        for (const char16_t unit : text) {
+            narrow += unit == u'\u00E9' ? '\xE9' : static_cast<char>(unit);
+        }
+        return narrow;
+    }
+
+    std::vector<Opening> openings;
+};
+
+TEST_F(ReadErrorFile, IsOpenedForWritingAndSharedForReading) {
+    SpiedFiles files(platform_.files);
+    platform::Platform platform = With(files);
+    WriteReadErrorLine(platform, u"one\n");
+    machine_.files().WriteText(Path(), std::string(10'485'761, 'x'));
+    WriteReadErrorLine(platform, u"two\n");
+    constexpr std::uint32_t kOpenAlways = 4;
+    constexpr std::uint32_t kTruncateExisting = 5;
+    EXPECT_THAT(files.openings, ::testing::ElementsAre(SpiedFiles::Opening{0x40000000, 1, kOpenAlways, 0x80},
+                                                       SpiedFiles::Opening{0x40000000, 1, kOpenAlways, 0x80},
+                                                       SpiedFiles::Opening{0x40000000, 1, kTruncateExisting, 0x80}));
+}
+
+TEST_F(ReadErrorFile, LinesAreInTheSystemsCodePage) {
+    SpiedFiles files(platform_.files);
+    platform::Platform platform = With(files);
+    WriteReadErrorLine(platform, u"caf\u00E9\n");
+    EXPECT_EQ(Text(), TimeText() + "caf\xE9\n");
+}
+
+TEST_F(ReadErrorFile, IsNotMadeWhereNoLogFolderIs) {
+    const sim::CapturedLog without(u"");
+    Write(u"line\n");
+    EXPECT_EQ(machine_.faults().calls("Files.CreateFileW"), 0U);
 }
 
 TEST_F(ReadErrorFile, WhoseSizeIsUnknownGetsNoLine) {
