@@ -46,7 +46,7 @@ std::optional<std::uint32_t> DecodeReply(std::span<const std::uint8_t> bytes) {
 }
 
 std::string_view DescribeReply(Command command, std::uint32_t status) {
-    const auto* found = std::ranges::find_if(
+    const auto found = std::ranges::find_if(
         kMeanings, [&](const Meaning& meaning) { return meaning.command == command && meaning.status == status; });
     return found == kMeanings.end() ? std::string_view{} : found->words;
 }

@@ -218,7 +218,8 @@ std::size_t ExpressionGraph::CompileRepeat(const ExpressionNode& node, std::size
     std::size_t begin = next;
     if (node.atMost == ExpressionNode::kUnbounded) {
         const std::size_t loop = Append({State::Kind::kEither, next, next});
-        states_[loop].other = Compile(child, loop);
+        const std::size_t body = Compile(child, loop);  // before states_ is indexed: it grows
+        states_[loop].other = body;
         begin = loop;
     } else {
         for (unsigned copy = node.atLeast; copy < node.atMost; ++copy) {

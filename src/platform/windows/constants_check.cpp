@@ -106,7 +106,7 @@ TAVI_SAME(kReasonClose, USN_REASON_CLOSE);
 TAVI_SAME(kObjCaseInsensitive, OBJ_CASE_INSENSITIVE);
 TAVI_SAME(kNtFileOpen, FILE_OPEN);
 TAVI_SAME(kFileOpenByFileId, FILE_OPEN_BY_FILE_ID);
-TAVI_SAME(kFileNameInformation, FileNameInformation);
+TAVI_SAME(kFileNameInformation, 9);  // wdm.h names it; the winternl.h of the Windows SDK has the first class only
 TAVI_SAME(kPipeAccessDuplex, PIPE_ACCESS_DUPLEX);
 TAVI_SAME(kPipeTypeMessage, PIPE_TYPE_MESSAGE);
 TAVI_SAME(kPipeReadModeMessage, PIPE_READMODE_MESSAGE);
