@@ -1,4 +1,4 @@
-// The merging steps on 100,000 records, ordinary and hostile: what each rule, worded as a walk inside a walk, is worst
+// The merging steps on 100,000 records, ordinary and hostile: what each rule, done as a walk inside a walk, is worst
 // at.
 #include <string>
 #include <utility>
