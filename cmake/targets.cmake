@@ -29,19 +29,22 @@ function(tavi_quick_to_build target)
     endif()
 endfunction()
 
-# tavi_test(name SOURCES ... DEPENDS ... [LABELS ...] [TIMEOUT seconds] [SHARED_DATA]): a GoogleTest program, run by ctest
-# as one test. SHARED_DATA: it looks for the recorded journals in the folder TAVI_SHARED_DATA (defined only where it is
+# Where recordings of real journals lie, which are not part of the repository; what needs one that is not there is skipped.
+set(TAVI_RECORDED_JOURNALS "${CMAKE_SOURCE_DIR}/../shared/data" CACHE PATH "Folder with recorded journals, for tests")
+
+# tavi_test(name SOURCES ... DEPENDS ... [LABELS ...] [TIMEOUT seconds] [RECORDED_JOURNALS]): a GoogleTest program, run by
+# ctest as one test. RECORDED_JOURNALS: it looks for them in the folder TAVI_RECORDED_JOURNALS (defined only where it is
 # asked for: a definition that differs per clone costs the compiler cache its hits). Label it `threads` when threads meet
 # in it (it then also runs under ThreadSanitizer), `e2e` when it drives the shipped programs (it then runs alone).
 function(tavi_test name)
-    cmake_parse_arguments(ARG "SHARED_DATA" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "RECORDED_JOURNALS" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 300)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
-    if(ARG_SHARED_DATA)
-        target_compile_definitions(${name} PRIVATE TAVI_SHARED_DATA="${CMAKE_SOURCE_DIR}/../shared/data")
+    if(ARG_RECORDED_JOURNALS)
+        target_compile_definitions(${name} PRIVATE TAVI_RECORDED_JOURNALS="${TAVI_RECORDED_JOURNALS}")
     endif()
     tavi_quick_to_build(${name})
     target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS} GTest::gmock_main)
@@ -50,16 +53,6 @@ function(tavi_test name)
     if("threads" IN_LIST ARG_LABELS)
         add_dependencies(tavi_thread_tests ${name})
     endif()
-endfunction()
-
-# tavi_bench(name SOURCES ... DEPENDS ...): a Google Benchmark program; ctest does not run it.
-function(tavi_bench name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-    find_package(benchmark REQUIRED)
-    add_executable(${name} ${ARG_SOURCES})
-    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
-    target_link_libraries(${name} PRIVATE tavi_warnings ${ARG_DEPENDS} benchmark::benchmark_main)
-    add_dependencies(tavi_benchmarks ${name})
 endfunction()
 
 # tavi_fuzzer(name SOURCES ... DEPENDS ...): a libFuzzer program. As a test it runs for TAVI_FUZZ_SECONDS from the inputs

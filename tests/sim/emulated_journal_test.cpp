@@ -355,7 +355,7 @@ TEST(EmulatedJournal, HeaderAndStreamGrowAtTheirEnds) {
 }
 
 std::string Recording(const char* name) {
-    std::ifstream in(std::string(TAVI_SHARED_DATA) + "/" + name, std::ios::binary);
+    std::ifstream in(std::string(TAVI_RECORDED_JOURNALS) + "/" + name, std::ios::binary);
     std::ostringstream bytes;
     bytes << in.rdbuf();
     return bytes.str();

@@ -17,7 +17,7 @@
 namespace tavi::journal::testing {
 
 inline std::filesystem::path RecordedFile(const std::string& name) {
-    return std::filesystem::path(TAVI_SHARED_DATA) / name;
+    return std::filesystem::path(TAVI_RECORDED_JOURNALS) / name;
 }
 
 inline std::vector<std::byte> RecordedStream(const std::string& name) {

@@ -144,9 +144,9 @@ TEST(RecordsCommand, OutputThatCannotBeWrittenIsAFailure) {
 }
 
 TEST(RecordsCommand, TheWorkedBatchesGiveWhatIsExpected) {
-    std::ifstream file(TAVI_SHARED_DATA "/batches.jsonl", std::ios::binary);
+    std::ifstream file(TAVI_RECORDED_JOURNALS "/batches.jsonl", std::ios::binary);
     if (!file) {
-        GTEST_SKIP() << "the recorded batches are not there: " TAVI_SHARED_DATA "/batches.jsonl";
+        GTEST_SKIP() << "the recorded batches are not there: " TAVI_RECORDED_JOURNALS "/batches.jsonl";
     }
     std::string inputs;
     std::vector<Json::Value> expected;
@@ -155,7 +155,7 @@ TEST(RecordsCommand, TheWorkedBatchesGiveWhatIsExpected) {
         inputs += ToText(batch["input"]) + '\n';
         expected.push_back(batch["expected"]);
     }
-    EXPECT_EQ(expected.size(), 120u);
+    ASSERT_FALSE(expected.empty());
     const Result result = Replay(inputs, Form::kJson);
     EXPECT_EQ(result.exitCode, kExitDone) << result.errors;
     const std::vector<std::string> outputs = Lines(result.output);
