@@ -40,4 +40,6 @@ def main(presets):
 
 
 if __name__ == "__main__":
+    if not {"linux-asan", "windows-cross"} <= set(sys.argv[1:]):
+        sys.exit("usage: check_sources_built.py PRESET..., linux-asan and windows-cross among them")
     sys.exit(main(sys.argv[1:]))

@@ -74,4 +74,6 @@ def main(folder):
 
 
 if __name__ == "__main__":
+    if len(sys.argv) != 2 or not pathlib.Path(sys.argv[1]).is_dir():
+        sys.exit("usage: count_tests.py FOLDER, the folder that ./test left its results in")
     sys.exit(main(pathlib.Path(sys.argv[1])))

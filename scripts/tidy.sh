@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# tidy.sh [FILE...]: runs clang-tidy over these sources, or over all of ours that the native build compiles.
+# tidy.sh [FILE...]: runs clang-tidy over these sources, or over all of ours that the native build with the fuzzers compiles.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$TAVI_ROOT"
