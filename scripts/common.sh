@@ -1,4 +1,4 @@
-# Sourced by every script here: where things are, and how to speak. Expects bash with -euo pipefail.
+# Sourced by the scripts: where things are, and how to speak. Expects bash with -euo pipefail.
 # shellcheck shell=bash
 
 TAVI_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -17,6 +17,12 @@ fail() {
     exit 1
 }
 
+# usage TEXT: for arguments that make no sense.
+usage() {
+    printf 'usage: %s\n' "$1" >&2
+    exit 2
+}
+
 # quietly LOG COMMAND...: its output goes to the file LOG, and is shown only when the command fails.
 quietly() {
     local log="$1"
@@ -28,11 +34,12 @@ quietly() {
     fi
 }
 
-# build_preset PRESET TARGET...: configures when needed and builds.
+# build_preset PRESET TARGET...: configures when needed and builds, for the publisher in the environment if it has one.
 build_preset() {
-    local preset="$1"
+    local preset="$1" publisher="-UTAVI_PUBLISHER"
+    [ -z "${TAVI_PUBLISHER:-}" ] || publisher="-DTAVI_PUBLISHER=$TAVI_PUBLISHER"
     shift
     say "Building $preset: $*"
-    quietly "$TAVI_ROOT/out/logs/configure-$preset.log" cmake --preset "$preset"
+    quietly "$TAVI_ROOT/out/logs/configure-$preset.log" cmake --preset "$preset" "$publisher"
     quietly "$TAVI_ROOT/out/logs/build-$preset.log" cmake --build --preset "$preset" -j "$TAVI_JOBS" --target "$@"
 }

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # package.sh [--certificate FILE.pem --key FILE.pem]: builds what users of the service get, as two zip files in
 # out/package: the programs with documentation, licences, the client library and install.ps1, and the debug symbols.
-# With a certificate the programs are signed; the service serves only a client that its publisher signed, so a package
-# for others is made with the publisher's (and the service built with -DTAVI_PUBLISHER=...).
+# With a certificate the programs are signed, and the service is built to serve the programs that this certificate's owner
+# signed; without one it serves those of the publisher that cmake/settings.cmake names.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$TAVI_ROOT"
@@ -12,11 +12,19 @@ while [ "$#" -gt 0 ]; do
     case "$1" in
         --certificate) certificate="${2:?}" ;;
         --key) key="${2:?}" ;;
-        *) fail "usage: ./package [--certificate FILE.pem --key FILE.pem]" ;;
+        *) usage './package [--certificate FILE.pem --key FILE.pem]' ;;
     esac
     shift 2
 done
 [ -n "$certificate" ] && [ -n "$key" ] || [ -z "$certificate$key" ] || fail "a certificate needs its key, and a key its certificate"
+if [ -n "$certificate" ]; then
+    TAVI_PUBLISHER="$(openssl x509 -in "$certificate" -noout -subject -nameopt multiline,utf8,-esc_msb |
+        sed -n 's/^ *commonName *= //p')"
+    case "$TAVI_PUBLISHER" in
+        '' | *[\"\\\$]*) fail "the certificate's common name '$TAVI_PUBLISHER' cannot be a publisher" ;;
+    esac
+    export TAVI_PUBLISHER
+fi
 
 # What the tools write into programs and archives as the time is the commit's.
 SOURCE_DATE_EPOCH="$(git log -1 --format=%ct 2>/dev/null || date +%s)"
@@ -85,9 +93,9 @@ stage_licences() {
 }
 
 stage_documents() {
-    cp README.md SECURITY.md "$stage/"
+    cp SECURITY.md packaging/README.md packaging/install.ps1 "$stage/"
     cp -r docs/. "$stage/docs/"
-    cp packaging/install.ps1 "$stage/"
+    rm "$stage/docs/simulated-lives.md"  # for whoever works on the service
 }
 
 # zip_folder FOLDER: the same contents, unsigned, give the same bytes.

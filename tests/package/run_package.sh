@@ -14,7 +14,8 @@ finish() {
 }
 trap finish EXIT
 
-openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj "/CN=ZENLO ORVA Test Publisher" -keyout "$work/key.pem" \
+publisher='ZENLO ORVA Test Publisher'
+openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj "/CN=$publisher" -keyout "$work/key.pem" \
     -out "$work/certificate.pem" -addext 'extendedKeyUsage=codeSigning' -addext 'keyUsage=digitalSignature' 2>/dev/null
 ./package --certificate "$work/certificate.pem" --key "$work/key.pem"
 zip="$(echo "$TAVI_ROOT"/out/package/TaviLumbraService-*[0-9].zip)"
@@ -47,6 +48,9 @@ for file in README.md SECURITY.md install.ps1 docs/reading-the-database.md docs/
 done
 scripts/check_programs.sh "$package/bin"
 # The symbols fit the programs: both name the same build.
+# The service serves whoever owns the certificate; it knows the name in UTF-16.
+LC_ALL=C grep -qaP "$(sed 's/./&\\x00/g' <<<"$publisher")" "$package/bin/TaviLumbraService.exe" ||
+    fail "the service serves another publisher"
 for program in TaviLumbraService TaviListenClient TaviReplay; do
     x86_64-w64-mingw32-objdump -h "$package/bin/$program.exe" | grep -q gnu_debuglink || fail "$program.exe names no symbols"
     x86_64-w64-mingw32-objdump -h "$work/symbols/$name-symbols/$program.exe.debug" | grep -q debug_info ||
@@ -70,13 +74,15 @@ expect 'could not start the task (reply 5)' 1 "$client" start --user anna --fold
 expect 'PROBLEM The change journal of C: cannot be queried' 1 "$client" doctor --folder 'C:\Sync' --user anna --database "$base"
 expect 'no start request has succeeded yet' 0 "$client" show --user anna --database "$base"
 expect 'last id: 0' 0 "C:\\Unpacked\\$name\\client-library\\example\\list_changes.exe" "$base" anna
+expect 'there is no database' 1 "C:\\Unpacked\\$name\\client-library\\example\\list_changes.exe" "$base" änne
+expect 'usage: list_changes' 2 "C:\\Unpacked\\$name\\client-library\\example\\list_changes.exe" "$base" anna last
 
 printf '%s\n' '{"records":[{"usn":1,"reason":256,"fileAttributes":32,"timestamp":1000,"filename":"a.txt","frn":42}]}' \
     >"$unpacked/records.json"
 expect 'CREATE' 0 "$programs\\TaviReplay.exe" records 'C:\Unpacked\records.json'
 
 library="$package/client-library"
-x86_64-w64-mingw32-g++-posix -std=c++20 -Wall -Wextra -Werror -static "-I$library/include" \
+x86_64-w64-mingw32-g++-posix -std=c++20 -Wall -Wextra -Werror -static -municode "-I$library/include" \
     "$library/example/list_changes.cpp" -o "$unpacked/built.exe" \
     "-L$library/lib" -ltavi_client -ljsoncpp -lsqlite3 -lcrypto -lws2_32 -lcrypt32
 expect 'last id: 0' 0 'C:\Unpacked\built.exe' "$base" anna
