@@ -4,8 +4,8 @@
 //
 // Installed by the composition root as the backend of Drive::SyncPanelLog; it outlives every thread that logs. Any
 // thread; nothing is thrown. Every entry is handed to the system before the call returns, so that a killed process
-// loses nothing; a dump is one entry, whatever its length, and so costs one write. What cannot be written is dropped: a
-// service with a full disk goes on.
+// loses nothing; a dump is one entry and so costs one write, and more only where it is longer than 1 MiB. What cannot
+// be written is dropped: a service with a full disk goes on.
 #pragma once
 
 #include <cstddef>

@@ -112,8 +112,6 @@ struct FindData {
 // BY_HANDLE_FILE_INFORMATION, the fields that are read. fileIndex is nFileIndexHigh:nFileIndexLow.
 struct FileInformation {
     std::uint32_t fileAttributes = 0;
-    std::uint32_t volumeSerialNumber = 0;
-    std::uint32_t numberOfLinks = 0;
     std::uint64_t fileIndex = 0;
 };
 

@@ -2,6 +2,7 @@
 // Unicode character database where it is one unit, the unit itself otherwise (surrogates, U+0130).
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -18,5 +19,10 @@ inline char16_t ToLowerUnit(char16_t unit) {
 }
 
 std::u16string ToLower(std::u16string_view text);
+
+// Whether `text`, lowered, is `lowered`, which has no upper case.
+inline bool EqualsLowered(std::u16string_view text, std::u16string_view lowered) {
+    return std::ranges::equal(text, lowered, {}, ToLowerUnit);
+}
 
 }  // namespace tavi::records

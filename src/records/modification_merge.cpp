@@ -13,7 +13,7 @@ namespace tavi::records {
 namespace {
 
 // Answers for a created file whether the batch shows it being renamed away, to a name that was deleted after the file's
-// first modification: a save that keeps the old version under another name and then removes it. Worded as scans this is
+// first modification: a save that keeps the old version under another name and then removes it. Done by scans this is
 // cubic. But for one file number, every deletion of a name it was renamed to counts, so that the latest deletion is all
 // one needs to know of a name, and the maximum over the later renames all one needs to know of a number.
 class CreateAfterDelete {

@@ -4,10 +4,11 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/constants.h"
+
 namespace tavi::records {
 namespace {
 
-constexpr std::uint32_t kDirectoryAttribute = 0x10;
 constexpr std::uint32_t kNoAttributes = ~std::uint32_t{0};
 constexpr std::u16string_view kLongPrefix = u"\\\\?\\";
 constexpr std::u16string_view kLongUncPrefix = u"\\\\?\\UNC\\";
@@ -74,7 +75,7 @@ MovedInEntries::Place MovedInEntries::List(const std::u16string& directory, cons
         listing.push_back(Describe(directory + entry.substr(skipped), entry));
         // An entry that is gone was perhaps not looked into; it is listed by itself should it be asked for.
         const std::uint32_t attributes = listing.back().fileAttributes;
-        if (attributes != kNoAttributes && (attributes & kDirectoryAttribute) != 0) {
+        if (attributes != kNoAttributes && (attributes & platform::kFileAttributeDirectory) != 0) {
             places_.try_emplace(listing.back().fileName, Place{place.listing, listing.size()});
         }
     }
@@ -88,7 +89,7 @@ StepRecord MovedInEntries::Describe(std::u16string relativePath, const std::u16s
     change.frn = context_.world.GetFrnByPath(fullPath);
     change.fileAttributes = context_.world.AttributesOrAllOnes(fullPath);
     StepRecord record = context_.rules.ToStepRecord(std::move(change));
-    record.isTempFile = (record.fileAttributes & kDirectoryAttribute) == 0 && record.nameClass.temporary;
+    record.isTempFile = (record.fileAttributes & platform::kFileAttributeDirectory) == 0 && record.nameClass.temporary;
     return record;
 }
 

@@ -2,8 +2,8 @@
 // of expressions that has a whole match is reported. Expressions are the ECMAScript subset that file-name rules need:
 // literals, escaped punctuation, the dot (every unit but U+000A, U+000D, U+2028, U+2029), classes with ranges and
 // negation, groups, alternatives and the quantifiers * + ? {n} {n,} {n,m}; each begins with ^ and ends with $. What is
-// malformed, or beyond the subset, throws std::regex_error. Building takes milliseconds; matching allocates nothing and
-// costs two table look-ups per unit. Immutable after construction, usable from any thread.
+// malformed, or beyond the subset, throws std::regex_error. Building takes milliseconds an expression; matching
+// allocates nothing and costs two table look-ups per unit. Immutable after construction, usable from any thread.
 #pragma once
 
 #include <array>
@@ -40,7 +40,6 @@ public:
     }
 
     std::size_t StateCount() const { return rows_.size() / (classCount_ + 1); }
-    std::size_t UnitClassCount() const { return classCount_; }
 
 private:
     // The class of a unit: pages_ says by its high byte where the classes of its 256 neighbours stand.

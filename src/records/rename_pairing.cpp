@@ -8,13 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "platform/constants.h"
 #include "records/moved_in_entries.h"
 #include "records/steps.h"
 
 namespace tavi::records {
 namespace {
 
-constexpr std::uint32_t kDirectoryAttribute = 0x10;
 // Two halves of one rename are written within the same journal operation; other records may lie between their times.
 constexpr std::uint64_t kPairTimeLimit = 16;  // milliseconds, exclusive
 
@@ -28,7 +28,7 @@ enum class Plan : std::uint8_t {
 };
 
 bool IsDirectory(const StepRecord& record) {
-    return (record.fileAttributes & kDirectoryAttribute) != 0;
+    return (record.fileAttributes & platform::kFileAttributeDirectory) != 0;
 }
 
 bool ArePair(const StepRecord& oldName, const StepRecord& next) {

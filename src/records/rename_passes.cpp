@@ -19,11 +19,6 @@ std::u16string_view Suffix(std::u16string_view path) {
     return point == std::u16string_view::npos ? std::u16string_view() : path.substr(point);
 }
 
-bool EqualsLowered(std::u16string_view text, std::u16string_view lowered) {
-    return std::equal(text.begin(), text.end(), lowered.begin(), lowered.end(),
-                      [](char16_t unit, char16_t expected) { return ToLowerUnit(unit) == expected; });
-}
-
 // First pass. A file number is used up by its first success: the walk leaves no CREATE and no RENAME of that number,
 // and nothing makes new ones. So it is enough to find out which numbers are resolved, in the order of the temporary
 // renames, and to walk once at the end.

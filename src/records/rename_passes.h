@@ -1,6 +1,6 @@
-// The four passes of the temporary rename resolution over the step's output. Each is worded as "for every rename, walk
-// the output and change it", and later renames see what earlier ones changed. They give that result without the walks:
-// every pass first indexes the part of the output that its rules can touch.
+// The four passes of the temporary rename resolution over the step's output. In its plain form each walks the
+// output for every rename and changes it, and later renames see what earlier ones changed. They give that result
+// without the walks: every pass first indexes the part of the output that its rules can touch.
 #pragma once
 
 #include <cstddef>

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/constants.h"
+#include "records/keep_places.h"
 #include "records/steps.h"
 
 namespace tavi::records {
@@ -68,14 +69,8 @@ StepRecordList CheckSpecialDeletions(StepRecordList records, StepContext& contex
         const std::size_t later = std::exchange(entry->second, index);
         dropped[index] = !isLast && inQuestion(record) && !DeletionStands(records, record, later);
     }
-    StepRecordList kept;
-    kept.reserve(records.size());
-    for (std::size_t index = 0; index < records.size(); ++index) {
-        if (!dropped[index]) {
-            kept.push_back(std::move(records[index]));
-        }
-    }
-    return kept;
+    KeepPlaces(records, [&dropped](std::size_t index) { return !dropped[index]; });
+    return records;
 }
 
 StepRecordList CheckSpecialRenames(StepRecordList records, StepContext& context) {

@@ -117,10 +117,6 @@ bool EndsWithLowered(std::u16string_view text, std::u16string_view suffix) {
            std::ranges::equal(text.substr(text.size() - suffix.size()), suffix, {}, ToLowerUnit);
 }
 
-bool EqualsLowered(std::u16string_view text, std::u16string_view lowered) {
-    return text.size() == lowered.size() && EndsWithLowered(text, lowered);
-}
-
 bool ArrivesUnderThisName(FileChangeReason reason) {
     return reason == FileChangeReason::kCreate || reason == FileChangeReason::kRenameOldName ||
            reason == FileChangeReason::kRenameNewName;

@@ -1,16 +1,14 @@
 #include <cstddef>
-#include <cstdint>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
+#include "platform/constants.h"
 #include "records/rename_passes.h"
 #include "records/steps.h"
 
 namespace tavi::records {
 namespace {
-
-constexpr std::uint32_t kDirectoryAttribute = 0x10;
 
 class TemporaryRenameResolution {
 public:
@@ -45,7 +43,7 @@ void TemporaryRenameResolution::AddRename(std::size_t index) {
     renames_.push_back({&record, record.frn});
     if (record.isTempFile) {
         temporaryRenames_.push_back(renames_.back());
-    } else if ((record.fileAttributes & kDirectoryAttribute) == 0 && record.originalNameClass.temporary) {
+    } else if ((record.fileAttributes & platform::kFileAttributeDirectory) == 0 && record.originalNameClass.temporary) {
         // A save through a temporary file is complete.
         output_.SetReason(index, FileChangeReason::kModify);
         output_.EmptyOriginalName(index);

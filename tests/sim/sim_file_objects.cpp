@@ -67,7 +67,7 @@ bool NodeObject::Information(Call& call, FileInformation& information) {
     if (!info) {
         return call.Fail(kErrorInvalidHandle, false);
     }
-    information = {info->attributes, 0x5A5A0000U + volume.drive(), 1, frn};
+    information = {info->attributes, frn};
     return true;
 }
 
@@ -102,10 +102,8 @@ bool NodeObject::WriteAt(std::int64_t offset, std::span<const std::byte> bytes) 
 }
 
 bool HostObject::Information(Call&, FileInformation& information) {
-    std::error_code ignored;
-    const auto links = directory_ ? 1 : std::filesystem::hard_link_count(path_, ignored);
-    information = {directory_ ? kFileAttributeDirectory : kFileAttributeArchive, 0x5A5AFFFF,
-                   static_cast<std::uint32_t>(links), std::hash<std::string>()(path_.string())};
+    information = {directory_ ? kFileAttributeDirectory : kFileAttributeArchive,
+                   std::hash<std::string>()(path_.string())};
     return true;
 }
 

@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/constants.h"
+
 namespace tavi::replay {
 namespace {
-
-constexpr std::uint32_t kDirectoryAttribute = 0x10;
 
 std::u16string Join(std::u16string_view directory, std::u16string_view name) {
     std::u16string path(directory);
@@ -63,7 +63,7 @@ void TableWorld::AppendEntries(const std::u16string& directory, std::vector<std:
         const TableEntry& entry = (*level.entries)[level.next++];
         const std::u16string path = Join(level.directory, entry.name);
         output.push_back(tables_.listenPath + u"\\" + path);
-        if ((entry.attributes & kDirectoryAttribute) != 0) {
+        if ((entry.attributes & platform::kFileAttributeDirectory) != 0) {
             enter(path);
         }
     }

@@ -74,8 +74,6 @@ bool WindowsFiles::GetFileInformationByHandle(Handle handle, FileInformation& in
     BY_HANDLE_FILE_INFORMATION native{};
     const BOOL done = ::GetFileInformationByHandle(ToNative<HANDLE>(handle), &native);
     information.fileAttributes = native.dwFileAttributes;
-    information.volumeSerialNumber = native.dwVolumeSerialNumber;
-    information.numberOfLinks = native.nNumberOfLinks;
     information.fileIndex = (std::uint64_t{native.nFileIndexHigh} << 32) | native.nFileIndexLow;
     return done != FALSE;
 }

@@ -179,7 +179,6 @@ private:
         if (batch_.readAgain) {
             Line("=> not stored: the service stopped or could not write; it read the batch again");
         } else if (!stored.empty()) {
-            story_.stored = true;
             Line("=> stored as " + std::string(stored.size() == 1 ? "1 change:" : "these changes:"));
             List(" ", stored);
         } else if (droppedBy_ != 0) {

@@ -21,7 +21,6 @@ struct StorySubject {
 struct BatchStory {
     std::vector<std::string> lines;  // without line ends
     std::set<std::string> frns;      // of the files whose records were taken for the subject's
-    bool stored = false;
 };
 
 // Nothing when the batch has no record about it. Records of the same file under other names belong to it.
