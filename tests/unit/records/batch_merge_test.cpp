@@ -54,6 +54,14 @@ TEST_F(BatchMergeTest, RenameThenModifyStaysARenameFollowedByAModification) {
     EXPECT_EQ(Run({rename, Change(kModify, u"b"), Change(kModify, u"b")}), expected) << "twice is once";
 }
 
+TEST_F(BatchMergeTest, TheModificationAfterARenameTakesNoneOfTheRenamesFlags) {
+    StepRecord rename = At(500, Rename(u"b", u"a", 0x24, 3));
+    rename.isTempFile = true;
+    rename.delayCount = 2;
+    rename.oldfrn = 9;
+    EXPECT_EQ(Run({rename, Change(kModify, u"b")}), (StepRecordList{rename, ModificationOf(rename)}));
+}
+
 TEST_F(BatchMergeTest, RenameThenDeleteIsADeletionOfTheOldName) {
     EXPECT_EQ(Run({Rename(u"b", u"a"), At(900, Change(kDelete, u"b", kFile, 5))}),
               StepRecordList{At(900, Change(kDelete, u"a", kFile, 5))});

@@ -98,6 +98,19 @@ std::wstring WithExplicitDots(const std::wstring& pattern) {
     return result;
 }
 
+std::u16string Units(std::wstring_view text) {
+    return {text.begin(), text.end()};
+}
+
+template <std::size_t count>
+std::vector<std::u16string> AllUnits(const wchar_t* const (&patterns)[count]) {
+    std::vector<std::u16string> texts;
+    for (const wchar_t* pattern : patterns) {
+        texts.push_back(Units(pattern));
+    }
+    return texts;
+}
+
 template <std::size_t count>
 std::vector<std::wregex> Compile(const wchar_t* const (&patterns)[count]) {
     std::vector<std::wregex> expressions;
@@ -161,6 +174,16 @@ bool IsCreateOrRenameHalf(FileChangeReason reason) {
 }
 
 }  // namespace
+
+std::vector<std::u16string> TemporaryPatterns() {
+    return AllUnits(kTemporaryPatterns);
+}
+std::vector<std::u16string> SpecialPatterns() {
+    return AllUnits(kSpecialPatterns);
+}
+std::u16string HydrationPattern() {
+    return Units(kHydrationPattern);
+}
 
 std::u16string LastComponent(std::u16string_view path) {
     const std::size_t backslash = path.rfind(u'\\');

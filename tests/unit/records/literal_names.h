@@ -5,10 +5,16 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "records/change_record.h"
 
 namespace tavi::literal {
+
+// The expressions that this file was written with, to hold the product's own against.
+std::vector<std::u16string> TemporaryPatterns();
+std::vector<std::u16string> SpecialPatterns();
+std::u16string HydrationPattern();
 
 std::u16string LastComponent(std::u16string_view path);  // the text after the last backslash
 std::u16string LowerCase(std::u16string_view text);      // as far as it can matter: see the source

@@ -1,5 +1,5 @@
-// Every step of the processing cycle exactly as its rules are worded: scans inside scans, removals from the middle, no
-// index that the rules do not name. It shares nothing with the product but the record types, and is what the steps are
+// Every step of the processing cycle in its plainest form: scans inside scans, removals from the middle, no index that
+// is not part of the rule. It shares nothing with the product but the record types, and is what the steps are
 // compared with. Quadratic and worse: for small batches only. One thread.
 #pragma once
 

@@ -9,14 +9,23 @@ namespace {
 
 using enum FileChangeReason;
 
-// Counts the listings, so that a test sees what is asked of the machine.
+// Notes what is asked of the machine.
 class CountingWorld : public TableWorld {
 public:
     std::vector<std::u16string> ListAllEntries(const std::u16string& path) override {
         ++listingCount;
         return TableWorld::ListAllEntries(path);
     }
+    std::uint64_t GetFrnByPath(const std::u16string& path) override {
+        questions.push_back(u"number of " + path);
+        return TableWorld::GetFrnByPath(path);
+    }
+    std::uint32_t AttributesOrAllOnes(const std::u16string& path) override {
+        questions.push_back(u"attributes of " + path);
+        return TableWorld::AttributesOrAllOnes(path);
+    }
     int listingCount = 0;
+    std::vector<std::u16string> questions;
 };
 
 class MovedInEntriesTest : public StepTest {
@@ -53,6 +62,12 @@ TEST_F(MovedInEntriesTest, EveryEntryBelowBecomesACreationInTheOrderOfTheListing
     const StepRecordList output = Run({Arrival(u"d")});
     EXPECT_EQ(output, expected);
     EXPECT_TRUE(output[3].isTempFile);
+}
+
+TEST_F(MovedInEntriesTest, OfEveryEntryTheNumberIsAskedForAndThenTheAttributes) {
+    Run({Arrival(u"d\\e")});
+    EXPECT_EQ(counting.questions, (std::vector<std::u16string>{u"number of C:\\Sync\\d\\e\\b.tmp",
+                                                               u"attributes of C:\\Sync\\d\\e\\b.tmp"}));
 }
 
 TEST_F(MovedInEntriesTest, AnEntryWithoutNumberGetsZero) {

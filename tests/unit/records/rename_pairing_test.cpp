@@ -112,6 +112,15 @@ TEST_F(RenamePairing, ADirectoryThatWasDeletedInTheBatchAndComesBackIsAMove) {
         << "a directory that left counts as deleted";
 }
 
+TEST_F(RenamePairing, AMoveKeepsEveryFieldOfItsArrivalButTheKind) {
+    StepRecord arrival = At(100, Change(kRenameNewName, u"d", kDirectory, 8));
+    arrival.oldfrn = 4;
+    StepRecord moved = arrival;
+    moved.reason = kMove;
+    const StepRecord deletion = Change(kDelete, u"d", kDirectory);
+    EXPECT_EQ(Run({deletion, arrival}), (StepRecordList{deletion, moved}));
+}
+
 struct NoMove {
     const char* name;
     StepRecordList before;

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
+#include "unit/records/literal_names.h"
 #include "unit/records/step_fixture.h"
 
 namespace tavi::records {
@@ -129,6 +131,26 @@ TEST_F(TemporaryFileRulesTest, EveryEntryOfTheTableHasANameOfItsOwnAndNeighbours
         EXPECT_TRUE(Rules().IsTemporaryFileName(std::u16string(u"some\\folder.x\\") + rows[i].name)) << i + 1;
         EXPECT_FALSE(Rules().IsTemporaryFileName(rows[i].neighbour)) << "entry " << i + 1;
     }
+}
+
+// A comma in a class is a comma that a name may have, and every bound is as it is: nothing may be tidied.
+TEST_F(TemporaryFileRulesTest, TheExpressionsAreKeptToTheLetter) {
+    EXPECT_TRUE(std::ranges::equal(TemporaryFileRules::TemporaryPatterns(), literal::TemporaryPatterns()));
+    EXPECT_TRUE(std::ranges::equal(TemporaryFileRules::SpecialPatterns(), literal::SpecialPatterns()));
+    EXPECT_EQ(TemporaryFileRules::HydrationPattern(), literal::HydrationPattern());
+    for (const char16_t* const name :
+         {u"a,b.cd~", u"logo.ai.bak0,23abcd", u"zw0,23abcd", u"atmp,", u"abc,efgh-1234-abcd-abcdefgh1234.txt"}) {
+        EXPECT_TRUE(Rules().IsTemporaryFileName(name)) << testing::PrintToString(std::u16string(name));
+    }
+}
+
+TEST_F(TemporaryFileRulesTest, AnUpperCaseWordTemporaryIsCaughtByEntry32AndNotBy6) {
+    const auto matches = [](std::size_t entry) {
+        const NameAutomaton::Expression own[] = {{TemporaryFileRules::TemporaryPatterns()[entry - 1], 0}};
+        return NameAutomaton(own).Match(u"~WRL0001.tmp") != 0;
+    };
+    EXPECT_FALSE(matches(6));
+    EXPECT_TRUE(matches(32));
 }
 
 TEST_F(TemporaryFileRulesTest, OnlyTheLastComponentCounts) {
