@@ -32,9 +32,11 @@ public:
 
 class LocalObject final : public Object {
 public:
+    std::uint32_t flags = 0;
     std::size_t bytes = 0;
     bool initialised = false;
     bool daclPresent = false;
+    bool daclDefaulted = false;
     std::weak_ptr<AclObject> acl;
 };
 
@@ -245,12 +247,13 @@ void SimPipes::FreeAcl(Acl acl) {
     core_.Close("acl", Raw(acl));
 }
 
-LocalMemory SimPipes::LocalAlloc(std::uint32_t, std::size_t bytes) {
+LocalMemory SimPipes::LocalAlloc(std::uint32_t flags, std::size_t bytes) {
     Call call(core_, "Pipes.LocalAlloc", kErrorNotEnoughMemory);
     if (call.failed()) {
         return call.Fail(kNoLocalMemory);
     }
     auto object = std::make_shared<LocalObject>();
+    object->flags = flags;
     object->bytes = bytes;
     return LocalMemory{core_.Open("local memory", std::to_string(bytes) + " bytes", std::move(object))};
 }
@@ -271,13 +274,14 @@ bool SimPipes::InitializeSecurityDescriptor(LocalMemory descriptor, std::uint32_
     return true;
 }
 
-bool SimPipes::SetSecurityDescriptorDacl(LocalMemory descriptor, bool present, Acl acl, bool) {
+bool SimPipes::SetSecurityDescriptorDacl(LocalMemory descriptor, bool present, Acl acl, bool defaulted) {
     Call call(core_, "Pipes.SetSecurityDescriptorDacl", kErrorInvalidParameter);
     const auto object = core_.GetAs<LocalObject>(Raw(descriptor));
     if (call.failed() || !object || !object->initialised) {
         return call.Fail(false);
     }
     object->daclPresent = present;
+    object->daclDefaulted = defaulted;
     object->acl = core_.GetAs<AclObject>(Raw(acl));
     return true;
 }
@@ -296,13 +300,20 @@ Handle SimPipes::CreateNamedPipeW(const std::u16string& name, std::uint32_t open
     if (FindPipe(name)) {
         return call.Fail(kErrorPipeBusy, kInvalidHandle);
     }
-    PipeCreation creation{name,           openMode,
-                          pipeMode,       maximumInstances,
-                          outBufferSize,  inBufferSize,
-                          defaultTimeout, attributes.inheritHandle,
-                          false,          {}};
+    PipeCreation creation{.name = name,
+                          .openMode = openMode,
+                          .pipeMode = pipeMode,
+                          .maximumInstances = maximumInstances,
+                          .outBufferSize = outBufferSize,
+                          .inBufferSize = inBufferSize,
+                          .defaultTimeout = defaultTimeout,
+                          .inheritHandle = attributes.inheritHandle,
+                          .grants = {}};
     if (const auto local = core_.GetAs<LocalObject>(Raw(attributes.securityDescriptor)); local) {
         creation.daclPresent = local->daclPresent;
+        creation.daclDefaulted = local->daclDefaulted;
+        creation.descriptorFlags = local->flags;
+        creation.descriptorBytes = local->bytes;
         if (const auto acl = local->acl.lock(); acl) {
             creation.grants = acl->grants;
         }

@@ -48,6 +48,9 @@ struct PipeCreation {
     std::uint32_t defaultTimeout = 0;
     bool inheritHandle = false;
     bool daclPresent = false;
+    bool daclDefaulted = false;
+    std::uint32_t descriptorFlags = 0;  // of the LocalAlloc that its memory comes from
+    std::size_t descriptorBytes = 0;
     struct Grant {
         platform::ExplicitAccess access;
         std::array<std::uint8_t, 6> authority{};

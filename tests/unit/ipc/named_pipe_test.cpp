@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ipc/bounded_memory.h"
+#include "unit/db/forwarding_files.h"
 #include "unit/ipc/pipe_bench.h"
 
 namespace tavi::ipc {
@@ -51,7 +52,10 @@ TEST_F(NamedPipe, RemoteClientIsRefusedByThePipeMode) {
 TEST_F(NamedPipe, GrantsLocalProcessesReadAndWriteAndAdministratorsEverything) {
     ASSERT_TRUE(pipe_.Create());
     const sim::PipeCreation creation = machine_.pipes().creations().front();
+    EXPECT_EQ(creation.descriptorFlags, 0x40U) << "zeroed";
+    EXPECT_EQ(creation.descriptorBytes, 40U);
     EXPECT_TRUE(creation.daclPresent);
+    EXPECT_FALSE(creation.daclDefaulted);
     ASSERT_EQ(creation.grants.size(), 2U);
 
     const auto& local = creation.grants[0];
@@ -126,11 +130,13 @@ TEST_F(NamedPipe, CloseMayBeCalledAgain) {
     EXPECT_THAT(machine_.faults().history(), IsEmpty()) << "nothing is released twice";
 }
 
-TEST_F(NamedPipe, CreatingAgainReleasesWhatWasThere) {
-    ASSERT_TRUE(pipe_.Create());
-    pipe_.Close();
+TEST_F(NamedPipe, CreatingAgainReleasesWhatAFailedCreationLeft) {
+    machine_.faults().Fail({.call = "Pipes.CreateNamedPipeW", .nth = 1, .code = 1717});
+    ASSERT_FALSE(pipe_.Create());
+    const std::size_t left = machine_.leaks().size();
     ASSERT_TRUE(pipe_.Create());
     EXPECT_TRUE(pipe_.IsValid());
+    EXPECT_EQ(machine_.leaks().size(), left + 1) << "the same again and the pipe";
 }
 
 TEST_F(NamedPipe, ClientThatConnectedBeforeTheWaitIsReportedAsAFailure) {
@@ -288,6 +294,64 @@ TEST_F(NamedPipe, ReplyOf2500BytesIsWrittenInThreePieces) {
         sizes.push_back(piece.size());
     }
     EXPECT_THAT(sizes, ElementsAre(1024U, 1024U, 452U));
+}
+
+// Takes fewer bytes than it is offered.
+class SlowFiles : public db::ForwardingFiles {
+public:
+    SlowFiles(platform::Files& real, std::size_t atMost) : ForwardingFiles(real), atMost_(atMost) {}
+
+    bool WriteFile(platform::Handle handle, std::span<const std::byte> bytes, std::uint32_t& written) override {
+        offered.push_back(bytes.size());
+        return ForwardingFiles::WriteFile(handle, bytes.first(std::min(bytes.size(), atMost_)), written);
+    }
+
+    std::vector<std::size_t> offered;
+
+private:
+    std::size_t atMost_;
+};
+
+// A pipe on a machine whose calls take at most `atMost` bytes, with a client that reads until all has come.
+struct SlowWriting {
+    SlowWriting(sim::Machine& machine, std::size_t atMost) {
+        const platform::Platform own = machine.platform();
+        SlowFiles files(own.files, atMost);
+        platform::Platform slow{own.errors, own.services, own.modules, files,      own.pipes, own.threads,
+                                own.clock,  own.heap,     own.trust,   own.sqlite, own.digest};
+        ListenServiceNamedPipe pipe(slow);
+        EXPECT_TRUE(pipe.Create());
+        machine.Spawn("client", [&machine, this] {
+            sim::PipeClient client(machine.pipes());
+            EXPECT_EQ(client.Connect(test::kClientProcess), 0U);
+            std::string message;
+            while (client.ReadMessage(message) == 0U) {
+                arrived += message;
+            }
+        });
+        EXPECT_TRUE(pipe.Connect());
+        written = pipe.Write(AsBytes("12345678"));
+        pipe.FlushAndDisconnect();
+        machine.JoinAll();
+        offered = files.offered;
+    }
+
+    bool written = false;
+    std::vector<std::size_t> offered;
+    std::string arrived;
+};
+
+TEST_F(NamedPipe, WritingGoesOnBehindWhatACallTook) {
+    const SlowWriting slow(machine_, 3);
+    EXPECT_TRUE(slow.written);
+    EXPECT_THAT(slow.offered, ElementsAre(8U, 5U, 2U));
+    EXPECT_EQ(slow.arrived, "12345678");
+}
+
+TEST_F(NamedPipe, CallThatTakesNothingEndsTheWriting) {
+    const SlowWriting slow(machine_, 0);
+    EXPECT_FALSE(slow.written);
+    EXPECT_THAT(slow.offered, ElementsAre(8U));
 }
 
 TEST_F(NamedPipe, WritingNothingIsASuccessWithoutACall) {
