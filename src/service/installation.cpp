@@ -62,6 +62,23 @@ void WaitUntilStopped(platform::Platform& platform, platform::ServiceHandle serv
     TraceProgress(serviceName, status.currentState == platform::kServiceStopped ? " is stopped" : " failed to stop");
 }
 
+// Empty after it has logged why there is none. A path that does not fit is cut, and only the code tells it from one
+// that just fits; a cut path must not be registered, since it may name another program.
+std::u16string ExecutablePath(platform::Platform& platform, const char* function) {
+    std::u16string path = platform.modules.GetModuleFileNameW(platform::kMaxPath);
+    const std::uint32_t code = platform.errors.GetLastError();
+    const bool cut = path.size() + 1 >= platform::kMaxPath && code == platform::kErrorInsufficientBuffer;
+    if (cut || (path.empty() && code != platform::kErrorSuccess)) {
+        LogFailure(function, "GetModuleFileName failed, error code is ", code);
+        return {};
+    }
+    if (path.empty()) {
+        Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", function,
+                                           "InstallSyncFileListenService The service path is empty");
+    }
+    return path;
+}
+
 bool IsUserFolder(const platform::FindData& entry) {
     return (entry.fileAttributes & platform::kFileAttributeDirectory) != 0 && entry.fileName != u"." &&
            entry.fileName != u"..";
@@ -80,15 +97,8 @@ void InstallSyncFileListenService(platform::Platform& platform, const std::u16st
                                   const std::u16string& displayName) {
     constexpr const char* kFunction = "InstallSyncFileListenService";
     TraceProgress(serviceName, " is being installed");
-    const std::u16string path = platform.modules.GetModuleFileNameW(platform::kMaxPath);
+    const std::u16string path = ExecutablePath(platform, kFunction);
     if (path.empty()) {
-        const std::uint32_t code = platform.errors.GetLastError();
-        if (code != platform::kErrorSuccess) {
-            LogFailure(kFunction, "GetModuleFileName failed, error code is ", code);
-        } else {
-            Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", kFunction,
-                                               "InstallSyncFileListenService The service path is empty");
-        }
         return;
     }
     OwnedService manager =

@@ -32,6 +32,7 @@ struct KeptRegistration {
 
 std::u16string WindowsModules::GetModuleFileNameW(std::uint32_t bufferLength) {
     std::vector<wchar_t> buffer(bufferLength);
+    ::SetLastError(ERROR_SUCCESS);  // a cut path is told by its code, and a success need not set one
     const DWORD length = ::GetModuleFileNameW(nullptr, buffer.data(), bufferLength);
     return FromWide({buffer.data(), ::wcsnlen(buffer.data(), length)});
 }

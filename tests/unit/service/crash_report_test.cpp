@@ -115,8 +115,10 @@ TEST_F(CrashReport, HolderReleasesWhatItHoldsAtItsEnd) {
                                                         platform::kGenericRead, platform::kFileShareRead,
                                                         platform::kOpenExisting, platform::kFileAttributeNormal));
         EXPECT_EQ(machine_.leaks().size(), 2U);
+        machine_.faults().ClearHistory();
     }
     EXPECT_THAT(machine_.leaks(), IsEmpty());
+    EXPECT_THAT(machine_.faults().history(), testing::ElementsAre("Modules.FreeLibrary", "Files.CloseHandle"));
     EXPECT_EQ(machine_.faults().calls("Modules.FreeLibrary"), 1U);
 }
 

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <optional>
+
 #include "service/descriptions.h"
 #include "sim/captured_log.h"
 #include "sim/machine.h"
@@ -14,6 +17,18 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
+
+// Keeps how many calls of the system had been made when the log was initialised.
+class InitialisationLog final : public sim::CapturedLog {
+public:
+    void Init() override {
+        CapturedLog::Init();
+        calls = onInit();
+    }
+
+    std::function<std::uint64_t()> onInit = [] { return std::uint64_t{0}; };
+    std::optional<std::uint64_t> calls;
+};
 
 class Entry : public testing::Test {
 protected:
@@ -47,6 +62,15 @@ TEST_F(Entry, LogComesFirstThenTheCrashReport) {
     EXPECT_EQ(Run({u"/nothing"}), 0);
     EXPECT_EQ(log_.initialisations(), 1);
     EXPECT_THAT(log_.Lines(), ElementsAre(sim::LogLine{sim::LogKind::kNet, "", "", "init dump = 4294967295"}));
+}
+
+TEST_F(Entry, LogIsInitialisedBeforeTheCrashReportAsksTheSystemForAnything) {
+    InitialisationLog log;
+    const std::uint64_t before = machine_.faults().calls();
+    log.onInit = [this] { return machine_.faults().calls(); };
+    EXPECT_EQ(Run({u"/nothing"}), 0);
+    EXPECT_EQ(log.calls, before);
+    EXPECT_GT(machine_.faults().calls(), before) << "the registration looks for its library";
 }
 
 TEST_F(Entry, ResultOfTheRegistrationIsLoggedInDecimal) {

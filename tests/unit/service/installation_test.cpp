@@ -6,6 +6,7 @@
 #include "db/sqlite3_operator.h"
 #include "sim/captured_log.h"
 #include "sim/machine.h"
+#include "unit/db/forwarding_files.h"
 
 namespace tavi::service {
 namespace {
@@ -112,7 +113,28 @@ TEST_F(Installation, EmptyPathWithoutACodeIsAnErrorOfItsOwn) {
     machine_.modules().SetExecutablePath(u"");
     Install();
     EXPECT_EQ(Registered(), nullptr);
-    EXPECT_TRUE(log_.Contains("InstallSyncFileListenService The service path is empty")) << log_.Dump();
+    EXPECT_TRUE(log_.HasError("ListenServiceBase", "InstallSyncFileListenService",
+                              "InstallSyncFileListenService The service path is empty"))
+        << log_.Dump();
+    EXPECT_THAT(NetLines(), IsEmpty());
+}
+
+TEST_F(Installation, PathThatIsCutToTheBufferIsAFailureAndNotRegistered) {
+    const std::u16string folder = u"C:\\" + std::u16string(200, u'a') + u"\\";
+    const std::u16string longest = folder + std::u16string(259 - folder.size() - 4, u'b') + u".exe";
+    machine_.modules().SetExecutablePath(longest);
+    Install();
+    ASSERT_NE(Registered(), nullptr);
+    EXPECT_EQ(Registered()->definition.binaryPath, u'"' + longest + u'"');
+    Uninstall();
+    for (const std::size_t units : {260U, 300U}) {
+        SCOPED_TRACE(units);
+        log_.Clear();
+        machine_.modules().SetExecutablePath(folder + std::u16string(units - folder.size() - 4, u'b') + u".exe");
+        Install();
+        EXPECT_EQ(Registered(), nullptr);
+        EXPECT_THAT(NetLines(), ElementsAre("InstallSyncFileListenServiceGetModuleFileName failed, error code is 122"));
+    }
 }
 
 TEST_F(Installation, InstallingTwiceFailsTheSecondTimeAndTheDescriptionIsStillUpdated) {
@@ -289,6 +311,26 @@ TEST_F(Installation, FolderThatCannotBeHadIsLogged) {
     EXPECT_THAT(NetLines().front(),
                 StartsWith("DeleteListenServiceDatabaseFailed to obtain the Roaming, error code is "));
     EXPECT_THAT(Traces(), IsEmpty());
+}
+
+// Answers for the folder by an HRESULT, as the shell does, and leaves the thread's last error as it was.
+class FolderlessFiles : public db::ForwardingFiles {
+public:
+    using ForwardingFiles::ForwardingFiles;
+    std::int32_t SHGetFolderPathW(std::int32_t, std::u16string&) override {
+        return static_cast<std::int32_t>(0x80070005);
+    }
+};
+
+TEST_F(Installation, CodeLoggedForAMissingFolderIsTheLastError) {
+    FolderlessFiles files(platform_.files);
+    platform::Platform platform{platform_.errors, platform_.services, platform_.modules, files,
+                                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
+                                platform_.trust,  platform_.sqlite,   platform_.digest};
+    machine_.faults().Fail({.call = "Files.DeleteFileW", .code = 1717});
+    EXPECT_FALSE(platform_.files.DeleteFileW(u"C:\\any"));
+    DeleteListenServiceDatabase(platform);
+    EXPECT_THAT(NetLines(), ElementsAre("DeleteListenServiceDatabaseFailed to obtain the Roaming, error code is 1717"));
 }
 
 TEST_F(Installation, FolderThatCannotBeListedIsLogged) {

@@ -75,6 +75,24 @@ TEST_F(ListenServiceBaseTest, StopAfterAStartCarriesCheckPointTwo) {
     EXPECT_THAT(Traces(), ElementsAre("TaviLumbraService is stopping", "TaviLumbraService is stopped successfully"));
 }
 
+TEST_F(ListenServiceBaseTest, EveryTraceStandsInItsPlaceAmongTheReports) {
+    using Seen = std::pair<std::string, std::size_t>;  // a trace, and how many reports had been sent by then
+    std::vector<Seen> seen;
+    log_.OnLine([&](const sim::LogLine& line) { seen.emplace_back(line.text, Statuses().size()); });
+    service_.Start();
+    EXPECT_THAT(seen,
+                ElementsAre(Seen("The service task is starting", 0), Seen("The service task has been started", 2)));
+    seen.clear();
+    service_.Stop();
+    EXPECT_THAT(seen, ElementsAre(Seen("TaviLumbraService is stopping", 2),
+                                  Seen("TaviLumbraService is stopped successfully", 4)));
+    seen.clear();
+    service_.Shutdown();
+    EXPECT_THAT(seen, ElementsAre(Seen("The system is shutting down", 4),
+                                  Seen("The system is shutting down and services are stopped normally", 4)));
+    EXPECT_EQ(Statuses().size(), 5U);
+}
+
 TEST_F(ListenServiceBaseTest, CheckPointsRunOnAcrossTheProcesssLife) {
     service_.Stop();
     service_.Stop();
