@@ -1,5 +1,6 @@
 #include "platform/native_digest.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 namespace tavi::platform {
@@ -12,7 +13,12 @@ EVP_MD_CTX* ToNative(DigestContext context) {
 
 }  // namespace
 
+// The first digest of a process would load the configuration that OPENSSL_CONF or the library's own folder names, and
+// the modules that it asks for. The library takes the first word on this, so later calls change nothing.
 DigestContext NativeDigest::MdCtxNew() {
+    if (OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr) != 1) {
+        return kNoDigestContext;
+    }
     return static_cast<DigestContext>(reinterpret_cast<std::uintptr_t>(EVP_MD_CTX_new()));
 }
 

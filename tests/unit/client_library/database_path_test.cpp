@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "imports/type_convert.h"
 #include "sim/machine.h"
+#include "unit/platform/digest_breaking_configuration.h"
 #include "util/sha256.h"
 
 namespace tavi::client {
@@ -21,6 +24,17 @@ TEST(DatabasePath, NamesTheFolderByTheDigestOfTheUserId) {
     const std::string expected = "base" + kSeparator + digest + kSeparator + "ListenService.dat";
     EXPECT_EQ(DatabasePath("base", "abc"), expected);
     EXPECT_EQ(DatabasePath("base" + kSeparator, "abc"), expected);
+}
+
+[[noreturn]] void ExitWithZeroIfTheFolderIsNamedDespiteAConfiguration() {
+    platform::testing::NameADigestBreakingConfiguration("unit_client_library");
+    const std::string digest = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+    std::_Exit(DatabasePath("base", "abc").find(digest) != std::string::npos ? 0 : 1);
+}
+
+TEST(DatabasePath, IsMadeWithoutTheDigestLibrarysConfiguration) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(ExitWithZeroIfTheFolderIsNamedDespiteAConfiguration(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(DatabasePath, IsWhereTheServicePutsTheDatabase) {

@@ -4,8 +4,11 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <string_view>
+
+#include "unit/platform/digest_breaking_configuration.h"
 
 namespace tavi::platform {
 namespace {
@@ -36,6 +39,17 @@ TEST(NativeDigest, GivesThePublishedDigests) {
     EXPECT_EQ(Sha256("abc", ""), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
     EXPECT_EQ(Sha256("abcdbcdecdefdefgefghfghighijhijk", "ijkljklmklmnlmnomnopnopq"),
               "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
+}
+
+[[noreturn]] void ExitWithZeroIfDigestsAreRightDespiteAConfiguration() {
+    testing::NameADigestBreakingConfiguration("unit_platform");
+    const bool right = Sha256("abc", "") == "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+    std::_Exit(right ? 0 : 1);
+}
+
+TEST(NativeDigest, NoConfigurationIsLoaded) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(ExitWithZeroIfDigestsAreRightDespiteAConfiguration(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(NativeDigest, FreeingNoContextIsAllowed) {
