@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -21,6 +22,44 @@ protected:
     WindowsWorld world;
     platform::Platform parts = world.Parts();
 };
+
+// Restores the variable that names the temporary folder.
+class TemporaryFolderNamed {
+public:
+    explicit TemporaryFolderNamed(const std::wstring& folder) {
+        std::array<wchar_t, MAX_PATH + 1> before{};
+        ::GetEnvironmentVariableW(L"TMP", before.data(), static_cast<DWORD>(before.size()));
+        before_ = before.data();
+        ::SetEnvironmentVariableW(L"TMP", folder.c_str());
+    }
+    ~TemporaryFolderNamed() { ::SetEnvironmentVariableW(L"TMP", before_.empty() ? nullptr : before_.c_str()); }
+    TemporaryFolderNamed(const TemporaryFolderNamed&) = delete;
+    TemporaryFolderNamed& operator=(const TemporaryFolderNamed&) = delete;
+
+private:
+    std::wstring before_;
+};
+
+TEST_F(SystemTest, ATestsFolderIsNamedInItsLongFormWhateverTheEnvironmentSays) {
+    const std::u16string folder = world.Folder() + u"\\a rather long name for a folder";
+    ASSERT_EQ(parts.files.SHCreateDirectoryExW(folder), 0);
+    std::array<wchar_t, MAX_PATH + 1> shortForm{};
+    ASSERT_NE(::GetShortPathNameW(platform::ToWide(folder).c_str(), shortForm.data(), MAX_PATH), 0u);
+    if (platform::FromWide(shortForm.data()) == folder) {
+        GTEST_SKIP() << "this volume keeps no short names";
+    }
+    const TemporaryFolderNamed named(shortForm.data());
+    const WindowsWorld inner;
+    EXPECT_TRUE(inner.Folder().starts_with(folder + u"\\")) << testing::PrintToString(inner.Folder());
+}
+
+TEST_F(SystemTest, NarrowTextOfOtherLettersIsInTheSystemsCodePage) {
+    const UINT codePage = ::GetACP();
+    if (codePage != 1252 && codePage != CP_UTF8) {
+        GTEST_SKIP() << "nothing is known here of code page " << codePage;
+    }
+    EXPECT_EQ(parts.files.WideCharToMultiByteAcp(u"caf\u00E9"), codePage == 1252 ? "caf\xE9" : "caf\xC3\xA9");
+}
 
 TEST_F(SystemTest, AnExceptionDoesNotLeaveAThread) {
     const platform::Handle thread = parts.threads.StartThread([] { throw std::runtime_error("not caught"); });

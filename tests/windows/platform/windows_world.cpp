@@ -9,11 +9,23 @@
 
 namespace tavi::contract {
 
+namespace {
+
+// In its long form, which is what the system answers when it is asked for an open directory's name: an account with a
+// long name often has the short one in its environment.
+std::u16string TemporaryFolder() {
+    std::array<wchar_t, MAX_PATH + 1> named{};
+    ::GetTempPathW(static_cast<DWORD>(named.size()), named.data());
+    std::array<wchar_t, 1024> lengthened{};
+    const DWORD length = ::GetLongPathNameW(named.data(), lengthened.data(), static_cast<DWORD>(lengthened.size()));
+    return platform::FromWide(length == 0 || length >= lengthened.size() ? named.data() : lengthened.data());
+}
+
+}  // namespace
+
 WindowsWorld::WindowsWorld() {
     static int worlds = 0;
-    std::array<wchar_t, MAX_PATH + 1> temporary{};
-    const DWORD length = ::GetTempPathW(static_cast<DWORD>(temporary.size()), temporary.data());
-    folder_ = platform::FromWide({temporary.data(), length}) + u"TaviContract" +
+    folder_ = TemporaryFolder() + u"TaviContract" +
               platform::FromWide(std::to_wstring(::GetCurrentProcessId()) + L"_" + std::to_wstring(++worlds));
     windows_.Parts().files.SHCreateDirectoryExW(folder_);
 }
