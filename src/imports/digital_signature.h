@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "platform/owned_handle.h"
@@ -24,5 +25,11 @@ bool IsValidClient(platform::Platform& platform, std::uint32_t processId, std::u
 // `client` lives. A refused one leaves `client` empty.
 bool IsValidClient(platform::Platform& platform, std::uint32_t processId, std::u16string_view publisher,
                    platform::OwnedHandle& client);
+
+// The two halves of it. The check only looks; its calls may wait, without limit, for whoever holds the executable, and
+// may be cancelled, which is a refusal. `refusal` then says why, for the line.
+bool CheckClient(platform::Platform& platform, std::uint32_t processId, std::u16string_view publisher,
+                 platform::OwnedHandle& client, std::string& refusal);
+void LogRefusal(std::uint32_t processId, const std::string& refusal);
 
 }  // namespace tavi::DigitalSignature

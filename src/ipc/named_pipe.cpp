@@ -17,18 +17,6 @@ constexpr std::uint32_t kMaximumInstances = 1;
 constexpr std::uint32_t kPipeBufferBytes = 4096;
 constexpr std::uint32_t kSystemDefaultTimeout = 0;
 
-// Says for its lifetime that the IPC thread may be stuck in the system.
-class BlockingCall {
-public:
-    explicit BlockingCall(std::atomic<bool>& flag) : flag_(flag) { flag_.store(true); }
-    ~BlockingCall() { flag_.store(false); }
-    BlockingCall(const BlockingCall&) = delete;
-    BlockingCall& operator=(const BlockingCall&) = delete;
-
-private:
-    std::atomic<bool>& flag_;
-};
-
 platform::ExplicitAccess AllowAccess(std::uint32_t permissions, std::uint32_t trusteeType, platform::Sid sid) {
     return {.accessPermissions = permissions,
             .accessMode = platform::kSetAccess,
@@ -59,13 +47,26 @@ ListenServiceNamedPipe::ListenServiceNamedPipe(platform::Platform& platform)
       acl_([this](platform::Acl acl) { platform_.pipes.FreeAcl(acl); }),
       administratorsSid_([this](platform::Sid sid) { platform_.pipes.FreeSid(sid); }),
       localSid_([this](platform::Sid sid) { platform_.pipes.FreeSid(sid); }),
-      handle_([this](platform::Handle handle) { platform_.files.CloseHandle(handle); }) {}
+      handle_([this](platform::Handle handle) { platform_.files.CloseHandle(handle); }),
+      blockingCalls_(platform.threads) {}
 
 // Called directly after the failed call, so that the code is that call's.
 bool ListenServiceNamedPipe::FailWithCode(const char* prefix, const char* message) {
-    const std::uint32_t code = platform_.errors.GetLastError();
+    return Fail(prefix, message, platform_.errors.GetLastError());
+}
+
+bool ListenServiceNamedPipe::Fail(const char* prefix, const char* message, std::uint32_t code) {
     Drive::SyncPanelLog::WriteNetLog(std::string(prefix) + message + std::to_string(code));
     return false;
+}
+
+// Makes a call that may sit in the system; its code when it fails. It is logged afterwards: what is written must not be
+// met by a cancellation.
+template <class MakeCall>
+std::optional<std::uint32_t> ListenServiceNamedPipe::FailureOf(const MakeCall& call) {
+    return blockingCalls_.Run([&]() -> std::optional<std::uint32_t> {
+        return call() ? std::nullopt : std::optional(platform_.errors.GetLastError());
+    });
 }
 
 bool ListenServiceNamedPipe::BuildAccessList() {
@@ -128,11 +129,8 @@ bool ListenServiceNamedPipe::Create() {
 }
 
 bool ListenServiceNamedPipe::Connect() {
-    const BlockingCall mark(inBlockingCall_);
-    if (platform_.pipes.ConnectNamedPipe(handle_.get())) {
-        return true;
-    }
-    return FailWithCode("ConnectNamedPipe error:", "Failed to connect to the client, error code is ");
+    const auto failure = FailureOf([this] { return platform_.pipes.ConnectNamedPipe(handle_.get()); });
+    return !failure || Fail("ConnectNamedPipe error:", "Failed to connect to the client, error code is ", *failure);
 }
 
 bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
@@ -148,13 +146,14 @@ bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
 
 // A request may come in several messages; how long it is, its first four bytes say.
 bool ListenServiceNamedPipe::ReadFrame(FrameBuffer& frame, std::span<std::byte> scratch) {
-    const BlockingCall mark(inBlockingCall_);
     std::optional<std::uint32_t> expected;
     for (;;) {
         std::uint32_t bytesRead = 0;
         // A message that does not fit the scratch buffer makes the call fail: the pipe is read by messages.
-        if (!platform_.files.ReadFile(handle_.get(), scratch, bytesRead) || bytesRead == 0) {
-            return FailWithCode("CreateNamedPipe cnp error:", "Failed to read the named pipe data, error code is ");
+        const auto failure =
+            FailureOf([&] { return platform_.files.ReadFile(handle_.get(), scratch, bytesRead) && bytesRead != 0; });
+        if (failure) {
+            return Fail("CreateNamedPipe cnp error:", "Failed to read the named pipe data, error code is ", *failure);
         }
         if (!AppendChunk(frame, scratch.first(std::min<std::size_t>(bytesRead, scratch.size())))) {
             return false;
@@ -183,13 +182,14 @@ bool ListenServiceNamedPipe::AppendChunk(FrameBuffer& frame, std::span<const std
 }
 
 bool ListenServiceNamedPipe::Write(std::span<const std::byte> bytes) {
-    const BlockingCall mark(inBlockingCall_);
     while (!bytes.empty()) {
+        const std::span<const std::byte> chunk = bytes.first(std::min(bytes.size(), kWriteChunkBytes));
         std::uint32_t written = 0;
         // A call that takes nothing without failing would be repeated for ever; it is as good as a failed one.
-        if (!platform_.files.WriteFile(handle_.get(), bytes.first(std::min(bytes.size(), kWriteChunkBytes)), written) ||
-            written == 0) {
-            return FailWithCode("ListenServiceNamedPipe error:", "Failed to write the named pipe, error code is ");
+        const auto failure =
+            FailureOf([&] { return platform_.files.WriteFile(handle_.get(), chunk, written) && written != 0; });
+        if (failure) {
+            return Fail("ListenServiceNamedPipe error:", "Failed to write the named pipe, error code is ", *failure);
         }
         bytes = bytes.subspan(std::min<std::size_t>(written, bytes.size()));
     }
@@ -206,10 +206,7 @@ std::pair<std::uint32_t, bool> ListenServiceNamedPipe::GetClientProcessId() {
 }
 
 void ListenServiceNamedPipe::FlushAndDisconnect() {
-    {
-        const BlockingCall mark(inBlockingCall_);
-        platform_.files.FlushFileBuffers(handle_.get());
-    }
+    blockingCalls_.Run([this] { return platform_.files.FlushFileBuffers(handle_.get()); });
     platform_.pipes.DisconnectNamedPipe(handle_.get());
 }
 

@@ -1,22 +1,23 @@
 // The service's end of the channel to the client: one instance of one named pipe, open to local processes and
 // administrators only. Driven by the IPC thread alone; the calls are synchronous and sit in the system until something
-// happens. Only InBlockingCall may be asked from another thread: whoever wants the IPC thread to end cancels its call
-// while that says true.
+// happens. Only blockingCalls may be used from another thread: whoever wants the IPC thread to end cancels its calls
+// there.
 //
 // Every failure is one line of the network log, with the system's code, and a false result; nothing is thrown. The pipe
 // owns its handle and the security objects it was created with until Close or its end; those built before a step of
 // Create that failed stay until then, too.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory_resource>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ipc/blocking_calls.h"
 #include "platform/owned.h"
 #include "platform/platform.h"
 
@@ -43,7 +44,8 @@ public:
     void Close();  // may be called again
 
     bool IsValid() const { return static_cast<bool>(handle_); }
-    bool InBlockingCall() const { return inBlockingCall_.load(); }
+    bool InBlockingCall() const { return blockingCalls_.UnderWay(); }
+    BlockingCalls& blockingCalls() { return blockingCalls_; }
 
     static constexpr const char16_t* PipeName = u"\\\\.\\pipe\\TaviListenServiceNamePipe";
 
@@ -51,6 +53,9 @@ private:
     bool BuildSecurityDescriptor();
     bool BuildAccessList();
     bool FailWithCode(const char* prefix, const char* message);
+    bool Fail(const char* prefix, const char* message, std::uint32_t code);
+    template <class MakeCall>
+    std::optional<std::uint32_t> FailureOf(const MakeCall& call);
     bool AppendChunk(FrameBuffer& frame, std::span<const std::byte> chunk);
     bool ReadFrame(FrameBuffer& frame, std::span<std::byte> scratch);
 
@@ -61,7 +66,7 @@ private:
     platform::Owned<platform::Sid, platform::kNoSid> administratorsSid_;
     platform::Owned<platform::Sid, platform::kNoSid> localSid_;
     platform::Owned<platform::Handle, platform::kInvalidHandle> handle_;
-    std::atomic<bool> inBlockingCall_{false};
+    BlockingCalls blockingCalls_;
 };
 
 }  // namespace tavi::ipc

@@ -284,6 +284,33 @@ TEST(IsValidClient, ACallThatFailsIsARefusalWhicheverItIs) {
     }
 }
 
+TEST(IsValidClient, AnOpeningThatIsCancelledIsARefusalWhicheverItIs) {
+    const char* const reasons[] = {"whether its executable is in use could not be seen, error code is 995",
+                                   "failed to open its executable, error code is 995"};
+    std::uint64_t nth = 1;
+    for (const char* reason : reasons) {
+        ClientMachine client;
+        client.machine.faults().Fail({.call = "Files.CreateFileW", .nth = nth, .code = 995});
+        EXPECT_FALSE(client.Check());
+        EXPECT_THAT(client.Reason(), HasSubstr(reason));
+        EXPECT_EQ(client.machine.faults().calls("Files.CreateFileW"), nth) << "nothing more is asked";
+        EXPECT_THAT(client.machine.leaks(), IsEmpty());
+        ++nth;
+    }
+}
+
+TEST(CheckClient, SaysWhyItRefusesAndWritesNothing) {
+    ClientMachine client;
+    platform::Platform platform = client.Platform();
+    platform::OwnedHandle held;
+    std::string refusal;
+    EXPECT_FALSE(CheckClient(platform, kClient, u"Another", held, refusal));
+    EXPECT_EQ(refusal, "its executable is signed by another publisher: The Publisher");
+    EXPECT_THAT(client.log.Lines(), IsEmpty());
+    LogRefusal(kClient, refusal);
+    EXPECT_EQ(client.Reason(), "Refused the client process 4711: " + refusal);
+}
+
 TEST(IsValidClient, TheReasonOfTheSystemIsLogged) {
     ClientMachine client;
     client.machine.faults().Fail({.call = "Trust.OpenProcess"});
