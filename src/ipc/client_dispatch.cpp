@@ -19,10 +19,9 @@ std::uint32_t StatusOf(ClientCommands::UsnStatus status) {
 
 void FinishListenTasks(ListenServiceNamedPipe& pipe, ClientCommands& commands) {
     Drive::SyncPanelLog::WriteTraceLog("SyncFile requests to finish listening tasks");
-    commands.SetFinishing(true);
+    const FinishingScope finishing(commands);
     commands.FinishCurrentListenTask();
     SendReply(pipe, kReplyFinished);
-    commands.SetFinishing(false);
 }
 
 }  // namespace

@@ -27,6 +27,18 @@ public:
     virtual UsnStatus DetectUsnStatus() = 0;
 };
 
+// Says for its lifetime that a listening task is being finished, however its scope is left.
+class FinishingScope {
+public:
+    explicit FinishingScope(ClientCommands& commands) : commands_(commands) { commands_.SetFinishing(true); }
+    ~FinishingScope() { commands_.SetFinishing(false); }
+    FinishingScope(const FinishingScope&) = delete;
+    FinishingScope& operator=(const FinishingScope&) = delete;
+
+private:
+    ClientCommands& commands_;
+};
+
 // Reply status values of the two commands that are answered here.
 inline constexpr std::uint32_t kReplyNoTask = 0;
 inline constexpr std::uint32_t kReplyUsnUnusable = 1;

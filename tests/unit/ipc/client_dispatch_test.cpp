@@ -1,5 +1,8 @@
 #include "ipc/client_dispatch.h"
 
+#include <new>
+
+#include "unit/db/forwarding_files.h"
 #include "unit/ipc/pipe_bench.h"
 
 namespace tavi::ipc {
@@ -91,6 +94,30 @@ TEST_F(ClientDispatch, FinishingFlagIsClearedAfterTheReplyOnly) {
     } watching(machine_);
     DispatchClientMessage(pipe_, watching, Command(kFinishListenTasks));
     EXPECT_THAT(watching.writes, ElementsAre(0U, 1U));
+}
+
+TEST_F(ClientDispatch, ReplyThatThrowsLeavesTheFinishingFlagClear) {
+    struct ThrowingFiles final : db::ForwardingFiles {
+        using ForwardingFiles::ForwardingFiles;
+        bool WriteFile(platform::Handle, std::span<const std::byte>, std::uint32_t&) override {
+            throw std::bad_alloc();
+        }
+    } files(platform_.files);
+    platform::Platform platform{platform_.errors, platform_.services, platform_.modules, files,
+                                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
+                                platform_.trust,  platform_.sqlite,   platform_.digest};
+    ListenServiceNamedPipe pipe(platform);
+    EXPECT_THROW(DispatchClientMessage(pipe, commands_, Command(kFinishListenTasks)), std::bad_alloc);
+    EXPECT_THAT(commands_.asked, ElementsAre("finishing", "finish", "not finishing"));
+    EXPECT_FALSE(pipe.InBlockingCall());
+}
+
+TEST_F(ClientDispatch, TaskWhoseEndThrowsLeavesTheFinishingFlagClear) {
+    struct Throwing final : RecordedCommands {
+        void FinishCurrentListenTask() override { throw std::bad_alloc(); }
+    } throwing;
+    EXPECT_THROW(DispatchClientMessage(pipe_, throwing, Command(kFinishListenTasks)), std::bad_alloc);
+    EXPECT_THAT(throwing.asked, ElementsAre("finishing", "not finishing"));
 }
 
 TEST_F(ClientDispatch, StatusRequestWithNoRunningTaskAnswersZero) {
