@@ -93,7 +93,11 @@ bool IpcWorker::AcceptClient(platform::OwnedHandle& client) {
         Trace("Failed to obtain the client process ID");
         return false;
     }
-    if (!DigitalSignature::IsValidClient(platform_, processId, publisher_, client)) {
+    std::string refusal;
+    const bool accepted = pipe_.blockingCalls().Run(
+        [&] { return DigitalSignature::CheckClient(platform_, processId, publisher_, client, refusal); });
+    if (!accepted) {
+        DigitalSignature::LogRefusal(processId, refusal);
         Trace("Invalid client connection");
         return false;
     }

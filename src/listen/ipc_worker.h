@@ -1,9 +1,10 @@
 // The IPC thread: creates the pipe, then serves one client at a time until it is told to stop. A pipe that cannot be
 // created, or is lost, ends the whole service. ServiceWorkerIPCThread is the thread's body; ServeOneClient is one turn
-// of its loop, which tests call on their own. Only InBlockingCall may be asked from another thread.
+// of its loop, which tests call on their own. Only CancelBlockingCall is another thread's.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "ipc/bounded_memory.h"
@@ -26,7 +27,9 @@ public:
     // connection only.
     void ServeOneClient();
 
-    bool InBlockingCall() const { return pipe_.InBlockingCall(); }
+    // Calls `cancel` when the thread may be stuck: on the pipe, or in the check of a client, whose executable somebody
+    // may hold.
+    void CancelBlockingCall(const std::function<void()>& cancel) { pipe_.blockingCalls().CancelUnderWay(cancel); }
     ipc::ListenServiceNamedPipe& pipe() { return pipe_; }
 
 private:

@@ -38,6 +38,8 @@ ListenServiceImpl::~ListenServiceImpl() {
     if (process_.mainThread.Joinable()) {
         process_.mainThread.Join();
     }
+    process_.stopIpcThread.exchange(true);
+    EndWorkersWithoutMainThread();
 }
 
 void ListenServiceImpl::OnStart() {
@@ -55,8 +57,12 @@ void ListenServiceImpl::OnStart() {
     const std::uint32_t code = platform_.errors.GetLastError();
     process_.stopIpcThread.exchange(true);
     process_.stopService.exchange(true);
-    LogError("OnStart", "Failed to initialize the service, error code is " + std::to_string(code));
-    EndWorkersWithoutMainThread();
+    try {
+        LogError("OnStart", "Failed to initialize the service, error code is " + std::to_string(code));
+        EndWorkersWithoutMainThread();
+    } catch (const std::exception&) {
+        // Out of memory, in practice: whoever is left ends with this object.
+    }
 }
 
 bool ListenServiceImpl::StartThreads() {
@@ -65,13 +71,12 @@ bool ListenServiceImpl::StartThreads() {
 }
 
 // An IPC thread that was started, and the listening task that a quick client may have started through it, have nobody
-// else to end them.
+// else to end them. A main thread that ran to its end has left none.
 void ListenServiceImpl::EndWorkersWithoutMainThread() {
     JoinIpcThread();
     if (process_.listenThread.Joinable()) {
-        SetFinishing(true);
+        const ipc::FinishingScope finishing(*this);
         FinishCurrentListenTask();
-        SetFinishing(false);
     }
 }
 
@@ -149,12 +154,10 @@ void ListenServiceImpl::CancelWaitingForNamedPipe() {
 }
 
 // A cancellation meets only a call that is under way, and the thread may be about to make one, or several. Only calls
-// on the pipe are broken here: what a request does to the database or the journal ends by itself.
+// that wait for a client are broken here: what a request does to the database or the journal ends by itself.
 void ListenServiceImpl::JoinIpcThread() {
     while (!process_.ipcThread.HasEnded()) {
-        if (ipcWorker_.InBlockingCall()) {
-            process_.ipcThread.CancelSynchronousIo();
-        }
+        ipcWorker_.CancelBlockingCall([this] { process_.ipcThread.CancelSynchronousIo(); });
         platform_.threads.Sleep(kCancelIntervalMs);
     }
     process_.ipcThread.Join();

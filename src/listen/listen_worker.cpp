@@ -45,8 +45,12 @@ ListenWorker::ListenWorker(platform::Platform& platform, ListenProcess& process,
 
 bool ListenWorker::Start(ListenTaskRecord task) {
     process_.stopListenTask.exchange(false);
-    auto shared = std::make_shared<const ListenTaskRecord>(std::move(task));
-    return process_.listenThread.Start([this, record = std::move(shared)] { ServiceWorkerListenThread(record); });
+    try {
+        auto shared = std::make_shared<const ListenTaskRecord>(std::move(task));
+        return process_.listenThread.Start([this, record = std::move(shared)] { ServiceWorkerListenThread(record); });
+    } catch (const std::exception&) {
+        return false;  // no memory: as if the system had started none
+    }
 }
 
 void ListenWorker::FinishCurrentListenTask() {

@@ -54,21 +54,31 @@ bool WorkerThread::Start(std::function<void()> entry) {
     if (Joinable()) {
         std::terminate();
     }
-    auto running = std::make_shared<Running>(threads_);
-    // The thread gets a share of the progress only: with one of `running` it could close its own handle.
-    running->handle =
-        threads_.StartThread([progress = running->progress, &threads = threads_, run = std::move(entry)]() mutable {
-            const WorkScope scope(std::move(progress), threads.GetCurrentThreadId());
-            // Destroyed within the scope: what the work holds goes with it.
-            const std::function<void()> work = std::exchange(run, nullptr);
-            work();
-        });
-    if (running->handle == platform::kNullHandle) {
+    std::shared_ptr<Running> running = StartRunning(std::move(entry));
+    if (running == nullptr) {
         return false;
     }
     const std::scoped_lock lock(mutex_);
     running_ = std::move(running);
     return true;
+}
+
+// Nothing when no thread was started: the system refused, or there is no memory for one.
+std::shared_ptr<WorkerThread::Running> WorkerThread::StartRunning(std::function<void()> entry) {
+    try {
+        auto running = std::make_shared<Running>(threads_);
+        // The thread gets a share of the progress only: with one of `running` it could close its own handle.
+        running->handle =
+            threads_.StartThread([progress = running->progress, &threads = threads_, run = std::move(entry)]() mutable {
+                const WorkScope scope(std::move(progress), threads.GetCurrentThreadId());
+                // Destroyed within the scope: what the work holds goes with it.
+                const std::function<void()> work = std::exchange(run, nullptr);
+                work();
+            });
+        return running->handle == platform::kNullHandle ? nullptr : running;
+    } catch (const std::exception&) {
+        return nullptr;
+    }
 }
 
 std::shared_ptr<WorkerThread::Running> WorkerThread::Held() const {

@@ -20,7 +20,8 @@ public:
     WorkerThread& operator=(const WorkerThread&) = delete;
     ~WorkerThread();  // the thread has been joined
 
-    // False when the system starts none (the last error says why). `entry` must not throw.
+    // False when the system starts none (the last error says why) or there is no memory for one. `entry` must not
+    // throw.
     bool Start(std::function<void()> entry);
     bool Joinable() const;
     bool Join();
@@ -34,6 +35,7 @@ private:
     struct Running;
     class WorkScope;
 
+    std::shared_ptr<Running> StartRunning(std::function<void()> entry);
     std::shared_ptr<Running> Held() const;
 
     platform::Threads& threads_;

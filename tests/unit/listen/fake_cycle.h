@@ -17,6 +17,7 @@ public:
     std::function<bool()> init = [] { return true; };
     std::function<bool()> run = [] { return true; };
     std::function<bool()> positionLost = [] { return false; };
+    std::function<void()> destroyed = [] {};
 
     std::atomic<int> made{0};
     std::atomic<int> alive{0};
@@ -44,7 +45,10 @@ public:
     }
     FakeCycle(const FakeCycle&) = delete;
     FakeCycle& operator=(const FakeCycle&) = delete;
-    ~FakeCycle() override { --script_.alive; }
+    ~FakeCycle() override {
+        script_.destroyed();
+        --script_.alive;
+    }
 
     bool Init() override { return script_.init(); }
     bool RunOnce() override {

@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "unit/listen/client_machine.h"
+#include "unit/listen/hooked_platform.h"
 #include "unit/listen/log_matching.h"
 
 namespace tavi::listen {
@@ -22,12 +25,16 @@ public:
     void SetFinishing(bool) override {}
     UsnStatus DetectUsnStatus() override {
         ++asked;
+        if (throws) {
+            throw std::runtime_error("no memory");
+        }
         for (const std::string& open : machine_.leaks()) {
             processesHeld += open.find("process") != std::string::npos ? 1 : 0;
         }
         return UsnStatus::kUsable;
     }
 
+    bool throws = false;
     int asked = 0;
     int processesHeld = 0;
 
@@ -74,7 +81,9 @@ protected:
 
     sim::CapturedLog log_;
     sim::Machine machine_;
-    platform::Platform platform_ = machine_.platform();
+    test::HookedFiles files_{machine_};
+    test::HookedThreads threads_{machine_};
+    platform::Platform platform_ = test::WithHooks(machine_, files_, threads_);
     ListenProcess process_{platform_};
     OneAnswer commands_{machine_};
     IpcWorker worker_{platform_, process_, commands_, test::kPublisher};
@@ -90,6 +99,16 @@ TEST_F(IpcWorkerTest, GoodClientIsAnsweredAndDisconnectedOnce) {
 TEST_F(IpcWorkerTest, ClientsProcessIsHeldWhileItIsServed) {
     ExpectGoodClientIsServed();
     EXPECT_EQ(commands_.processesHeld, 1);
+}
+
+TEST_F(IpcWorkerTest, ExceptionIsLoggedAndCostsThisClientItsConnectionOnly) {
+    commands_.throws = true;
+    ExpectNoReply(test::StatusFrame());
+    EXPECT_THAT(test::Errors(log_),
+                ElementsAre(test::ServiceError("ServiceWorkerIPCThread", "std::exception : no memory")));
+    EXPECT_EQ(machine_.faults().calls("Pipes.DisconnectNamedPipe"), 1U);
+    commands_.throws = false;
+    ExpectGoodClientIsServed();
 }
 
 TEST_F(IpcWorkerTest, FailedWaitIsTracedAndThePipeMadeReadyAgain) {
@@ -201,6 +220,43 @@ TEST_F(IpcWorkerTest, PipeThatCannotBeCreatedEndsTheWholeService) {
     EXPECT_TRUE(process_.stopService);
     EXPECT_THAT(Traces(), ElementsAre("ServiceWorkerIPCThread starts", "ServiceWorkerIPCThread ends"));
     EXPECT_EQ(machine_.faults().calls("Pipes.CreateNamedPipeW"), 1U) << "it is tried once";
+}
+
+TEST_F(IpcWorkerTest, PipeIsClosedBeforeTheServiceIsToldToStop) {
+    int closed = 0;
+    files_.beforeClose = [&](platform::Handle) {
+        if (process_.stopIpcThread) {  // the pipe's: the client's process was let go of before
+            ++closed;
+            EXPECT_FALSE(process_.stopService);
+        }
+    };
+    machine_.faults().Fail({.call = "Pipes.ConnectNamedPipe"});
+    log_.OnLine([&](const sim::LogLine& line) {
+        if (line.text == "Failed to wait for the client to connect.") {
+            process_.stopIpcThread = true;
+        }
+    });
+    worker_.ServiceWorkerIPCThread();
+    log_.OnLine({});
+    EXPECT_EQ(closed, 1);
+    EXPECT_TRUE(process_.stopService);
+}
+
+TEST_F(IpcWorkerTest, SecurityObjectsOfAPipeThatCannotBeCreatedAreReleasedBeforeTheFlagsAreSet) {
+    test::HookedPipes pipes(machine_);
+    platform::Platform hooked = test::WithPipes(machine_, pipes);
+    int freed = 0;
+    pipes.beforeFreeSid = [&] {
+        ++freed;
+        EXPECT_FALSE(process_.stopIpcThread);
+        EXPECT_FALSE(process_.stopService);
+    };
+    machine_.pipes().Occupy(ipc::ListenServiceNamedPipe::PipeName, 231);
+    IpcWorker worker(hooked, process_, commands_, test::kPublisher);
+    worker.ServiceWorkerIPCThread();
+    EXPECT_EQ(freed, 2);
+    EXPECT_TRUE(process_.stopIpcThread);
+    EXPECT_TRUE(process_.stopService);
 }
 
 TEST_F(IpcWorkerTest, ThreadServesClientsUntilItIsToldToStop) {

@@ -1,5 +1,10 @@
 #include "listen/listen_service_impl.h"
 
+#include <atomic>
+#include <new>
+#include <stdexcept>
+#include <thread>
+
 #include "unit/listen/service_bench.h"
 
 namespace tavi::listen {
@@ -20,6 +25,51 @@ protected:
         const std::int64_t before = machine_.NowMilliseconds();
         service_.OnStop();
         return machine_.NowMilliseconds() - before;
+    }
+};
+
+// A program that holds its own executable in a way that makes whoever opens it wait: the check of a client opens it
+// first for writing, then for reading.
+class HeldExecutable : public ListenService {
+protected:
+    void StopWhileOpeningsWaitFrom(int held) {
+        int openings = 0;
+        files_.instead = [&](const std::u16string& path) -> std::optional<platform::Handle> {
+            if (!path.ends_with(u"\\Client.exe") || ++openings < held) {
+                return std::nullopt;
+            }
+            WaitUntilCancelled();
+            return platform::kInvalidHandle;
+        };
+        service_.OnStart();
+        sim::PipeClient client(machine_.pipes());
+        ASSERT_EQ(client.Connect(test::kClientProcess), 0U);
+        machine_.Sleep(5000);
+        machine_.faults().Fail({.call = "Threads.CancelSynchronousIo"});  // the first one comes to nothing
+        bool stopped = false;
+        machine_.Spawn("stop", [&] {
+            service_.OnStop();
+            stopped = true;
+        });
+        EXPECT_TRUE(machine_.WaitUntil([&] { return stopped; }, 2000));
+        while (!stopped) {  // in vain: let it end nonetheless
+            process_.ipcThread.CancelSynchronousIo();
+            machine_.Sleep(100);
+        }
+        EXPECT_EQ(openings, held) << "an opening that was cancelled is a refusal";
+        EXPECT_THAT(Traces(), Contains("Invalid client connection"));
+        EXPECT_EQ(test::Errors(log_).size(), 1U);
+        machine_.JoinAll();
+        files_.instead = nullptr;
+    }
+
+private:
+    // Leaves the code of a cancelled call behind.
+    void WaitUntilCancelled() {
+        const platform::Handle pipe = platform_.pipes.CreateNamedPipeW(u"\\\\.\\pipe\\held", 3, 0, 1, 0, 0, 0, {});
+        EXPECT_FALSE(platform_.pipes.ConnectNamedPipe(pipe));
+        platform_.files.CloseHandle(pipe);
+        EXPECT_EQ(platform_.errors.GetLastError(), platform::kErrorOperationAborted);
     }
 };
 
@@ -69,6 +119,70 @@ TEST_F(ListenService, ServiceWithoutWorkersReportsStoppedWhenItIsWaitedFor) {
     EXPECT_EQ(machine_.services().statuses().front(), (platform::ServiceStatus{0x10, 1, 5, 0, 0, 0, 0}));
     EXPECT_THAT(Traces(),
                 Contains("{ListenServiceImpl.WaitForServiceWorkerFinish}Wait until ServiceWorkerMainThread ends."));
+}
+
+TEST_F(ListenService, ThreadStartThatThrowsIsAFailedStart) {
+    for (const int thread : {1, 2}) {
+        SCOPED_TRACE(thread == 1 ? "the IPC thread" : "the main thread");
+        int starts = 0;
+        threads_.beforeStart = [&] {
+            if (++starts == thread) {
+                throw std::bad_alloc();
+            }
+        };
+        log_.Clear();
+        service_.OnStart();
+        const std::vector<sim::LogLine> errors = test::Errors(log_);
+        ASSERT_EQ(errors.size(), 1U);
+        EXPECT_EQ(errors[0].classTag, "ListenServiceImpl");
+        EXPECT_EQ(errors[0].function, "OnStart");
+        EXPECT_THAT(errors[0].text, testing::StartsWith("Failed to initialize the service, error code is "));
+        EXPECT_EQ(starts, thread);
+        EXPECT_TRUE(process_.stopIpcThread);
+        EXPECT_TRUE(process_.stopService);
+        EXPECT_FALSE(process_.ipcThread.Joinable());
+        EXPECT_FALSE(process_.mainThread.Joinable());
+        EXPECT_THAT(machine_.leaks(), IsEmpty());
+    }
+    threads_.beforeStart = nullptr;
+}
+
+TEST_F(ListenService, EndOfTheObjectEndsWorkersThatHaveNoMainThread) {
+    ListenProcess process(platform_);
+    {
+        ListenServiceImpl service(platform_, checkPoints_, process, test::FakeCycles(script_), u"Another",
+                                  test::kPublisher);
+        ASSERT_TRUE(process.ipcThread.Start([&] { service.ipcWorker().ServiceWorkerIPCThread(); }));
+        ASSERT_TRUE(service.listenWorker().Start({.userId = u"user", .listenPath = u"C:\\Sync"}));
+        ASSERT_TRUE(machine_.WaitUntil([&] { return script_.runs > 0; }));
+    }
+    EXPECT_TRUE(process.stopIpcThread);
+    EXPECT_TRUE(process.stopListenTask);
+    EXPECT_FALSE(process.ipcThread.Joinable());
+    EXPECT_FALSE(process.listenThread.Joinable());
+    EXPECT_EQ(script_.alive, 0);
+}
+
+TEST_F(ListenService, ExceptionWhileWorkersAreEndedLeavesTheFinishingFlagClear) {
+    {
+        ListenProcess process(platform_);
+        ListenServiceImpl service(platform_, checkPoints_, process, test::FakeCycles(script_), u"Another",
+                                  test::kPublisher);
+        ASSERT_TRUE(service.listenWorker().Start({.userId = u"user", .listenPath = u"C:\\Sync"}));
+        machine_.faults().Fail({.call = "Threads.StartThread", .nth = 2});
+        int thrown = 0;
+        log_.OnLine([&](const sim::LogLine& line) {
+            if (line.text.ends_with("Stopping the listening task.") && ++thrown == 1) {
+                EXPECT_TRUE(process.suppressStoppedReport);
+                throw std::bad_alloc();
+            }
+        });
+        EXPECT_NO_THROW(service.OnStart());
+        EXPECT_EQ(thrown, 1);
+        EXPECT_FALSE(process.suppressStoppedReport);
+    }
+    log_.OnLine({});
+    EXPECT_EQ(script_.alive, 0) << "it ended with the object";
 }
 
 // ---- Stop
@@ -156,6 +270,14 @@ TEST_F(ListenService, CancellationThatMeetsNoCallIsRepeatedAndTracedOnce) {
     EXPECT_EQ(log_.Count("{ListenServiceImpl.CancelWaitingForNamedPipe}Cancel Named Pipe Synchronization IO"), 1U);
 }
 
+TEST_F(HeldExecutable, StopEndsTheCheckOfAClientWhoseOpeningForWritingWaits) {
+    StopWhileOpeningsWaitFrom(1);
+}
+
+TEST_F(HeldExecutable, StopEndsTheCheckOfAClientWhoseOpeningForReadingWaits) {
+    StopWhileOpeningsWaitFrom(2);
+}
+
 TEST_F(ListenService, CallsOfARequestAreNotCancelled) {
     // The request takes its time in the system, but not on the pipe.
     script_.run = [&] {
@@ -236,6 +358,45 @@ TEST_F(ListenService, StopThatComesBeforeTheStartIsNotLost) {
     service_.OnStart();
     ASSERT_TRUE(machine_.WaitUntil([&] { return process_.mainThread.HasEnded(); }, 2000));
     EXPECT_TRUE(process_.ipcThread.HasEnded());
+}
+
+TEST_F(ListenService, ListenTaskIsToldToStopBeforeTheReportIsSuppressed) {
+    // The order shows only to somebody who looks all the time.
+    for (int round = 0; round < 500; ++round) {
+        process_.stopListenTask = false;
+        process_.suppressStoppedReport = false;
+        std::atomic<bool> looking{false};
+        bool toldByThen = false;
+        std::thread observer([&] {
+            looking = true;
+            while (!process_.suppressStoppedReport.load()) {
+            }
+            toldByThen = process_.stopListenTask.load();
+        });
+        while (!looking) {
+            std::this_thread::yield();
+        }
+        service_.TearDownWorkers();
+        observer.join();
+        ASSERT_TRUE(toldByThen) << "round " << round;
+    }
+}
+
+TEST_F(ListenService, IpcThreadIsCancelledBeforeTheListenTaskIsToldToStop) {
+    service_.OnStart();
+    machine_.Sleep(100);
+    bool seen = false;
+    log_.OnLine([&](const sim::LogLine& line) {
+        if (line.text == "{ListenServiceImpl.CancelWaitingForNamedPipe}Cancel Named Pipe Synchronization IO") {
+            seen = true;
+            EXPECT_TRUE(process_.stopIpcThread);
+            EXPECT_FALSE(process_.stopListenTask);
+            EXPECT_FALSE(process_.suppressStoppedReport);
+        }
+    });
+    service_.OnStop();
+    log_.OnLine({});
+    EXPECT_TRUE(seen);
 }
 
 TEST_F(ListenService, MainThreadPollsOnceASecond) {
@@ -330,6 +491,21 @@ TEST_F(ListenService, StatusRequestAfterATaskEndedByItselfRepliesZero) {
     ASSERT_EQ(Ask(StartFrame()), 4U);
     ASSERT_TRUE(machine_.WaitUntil([&] { return process_.listenThread.HasEnded(); }));
     EXPECT_EQ(Ask(StatusFrame()), 0U);
+}
+
+TEST_F(ListenService, ExceptionInAStartRequestIsLoggedAndAnswersFive) {
+    service_.OnStart();
+    log_.OnLine([](const sim::LogLine& line) {
+        if (line.text == "First login process") {
+            throw std::runtime_error("no memory");
+        }
+    });
+    EXPECT_EQ(Ask(StartFrame()), 5U);
+    log_.OnLine({});
+    EXPECT_THAT(test::Errors(log_),
+                Contains(ServiceError("HandleSyncFileMsgForBeginningListenTask", "std::exception : no memory")));
+    EXPECT_EQ(Ask(StatusFrame()), 0U) << "the next client is served";
+    EXPECT_EQ(script_.made, 0);
 }
 
 // ---- Clients that do not behave

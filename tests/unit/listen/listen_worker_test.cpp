@@ -6,6 +6,7 @@
 #include "sim/captured_log.h"
 #include "sim/machine.h"
 #include "unit/listen/fake_cycle.h"
+#include "unit/listen/hooked_platform.h"
 #include "unit/listen/log_matching.h"
 
 namespace tavi::listen {
@@ -39,7 +40,9 @@ protected:
 
     sim::CapturedLog log_;
     sim::Machine machine_;
-    platform::Platform platform_ = machine_.platform();
+    test::HookedFiles files_{machine_};
+    test::HookedThreads threads_{machine_};
+    platform::Platform platform_ = test::WithHooks(machine_, files_, threads_);
     test::CycleScript script_;
     ListenProcess process_{platform_};
     ListenWorker worker_{platform_, process_, test::FakeCycles(script_)};
@@ -192,6 +195,48 @@ TEST_F(ListenWorkerTest, ThreadThatCannotBeStartedIsReported) {
     machine_.faults().Fail({.call = "Threads.StartThread"});
     EXPECT_FALSE(worker_.Start(Task()));
     EXPECT_FALSE(process_.listenThread.Joinable());
+}
+
+TEST_F(ListenWorkerTest, ThreadWhoseStartThrowsIsReported) {
+    threads_.beforeStart = [] { throw std::bad_alloc(); };
+    EXPECT_FALSE(worker_.Start(Task()));
+    EXPECT_FALSE(process_.listenThread.Joinable());
+    threads_.beforeStart = nullptr;
+    EXPECT_TRUE(worker_.Start(Task()));
+}
+
+TEST_F(ListenWorkerTest, FourthFailedCycleThatLostItsPositionTooIsReportedOnce) {
+    script_.run = [] { return false; };
+    script_.positionLost = [&] { return script_.runs == 4; };
+    RunToItsEnd();
+    EXPECT_EQ(script_.runs, 4);
+    EXPECT_THAT(Errors(log_), ElementsAre(ServiceError(
+                                  kFunction, "Failed to read records, process records, or write to the database")));
+}
+
+TEST_F(ListenWorkerTest, AtItsEndTheTaskIsClearedThenTheCycleDestroyedThenItIsTracedThenTheRecordFreed) {
+    const auto endTraced = [&] { return log_.HasTrace("ServiceWorkerListenThread ends"); };
+    std::weak_ptr<const ListenTaskRecord> record;
+    std::vector<std::string> order;
+    script_.run = [&] {
+        record = process_.currentTask.Get();
+        return false;
+    };
+    script_.destroyed = [&] {
+        EXPECT_EQ(process_.currentTask.Get(), nullptr);
+        EXPECT_FALSE(endTraced());
+        order.push_back("cycle");
+    };
+    log_.OnLine([&](const sim::LogLine& line) {
+        if (line.text == "ServiceWorkerListenThread ends") {
+            EXPECT_FALSE(record.expired());
+            order.push_back("trace");
+        }
+    });
+    RunToItsEnd();
+    log_.OnLine({});
+    EXPECT_THAT(order, ElementsAre("cycle", "trace"));
+    EXPECT_TRUE(record.expired());
 }
 
 TEST_F(ListenWorkerTest, ExceptionEndsTheTaskAndNotTheProcess) {

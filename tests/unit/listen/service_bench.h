@@ -10,6 +10,7 @@
 #include "listen/listen_service_impl.h"
 #include "unit/listen/client_machine.h"
 #include "unit/listen/fake_cycle.h"
+#include "unit/listen/hooked_platform.h"
 #include "unit/listen/log_matching.h"
 
 namespace tavi::test {
@@ -42,7 +43,9 @@ protected:
 
     sim::CapturedLog log_;
     sim::Machine machine_;
-    platform::Platform platform_ = machine_.platform();
+    HookedFiles files_{machine_};
+    HookedThreads threads_{machine_};
+    platform::Platform platform_ = WithHooks(machine_, files_, threads_);
     CycleScript script_;
     service::CheckPointCounter checkPoints_;
     listen::ListenProcess process_{platform_};

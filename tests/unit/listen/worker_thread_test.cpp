@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "sim/machine.h"
+#include "unit/listen/hooked_platform.h"
 
 namespace tavi::listen {
 namespace {
@@ -82,6 +84,18 @@ TEST_F(WorkerThreadTest, StartThatTheSystemRefusesLeavesItEmpty) {
     EXPECT_EQ(platform_.errors.GetLastError(), 8U);
     EXPECT_FALSE(worker_.Joinable());
     EXPECT_TRUE(worker_.Start([] {}));
+}
+
+TEST_F(WorkerThreadTest, StartThatThrowsLeavesItEmpty) {
+    test::HookedThreads threads(machine_);
+    WorkerThread worker(threads);
+    threads.beforeStart = [] { throw std::bad_alloc(); };
+    EXPECT_FALSE(worker.Start([] { ADD_FAILURE() << "was not started"; }));
+    EXPECT_FALSE(worker.Joinable());
+    EXPECT_TRUE(worker.HasEnded());
+    threads.beforeStart = nullptr;
+    EXPECT_TRUE(worker.Start([] {}));
+    EXPECT_TRUE(worker.Join());
 }
 
 TEST_F(WorkerThreadTest, CanBeStartedAgainAfterAJoin) {
