@@ -3,6 +3,7 @@
 #include <exception>
 #include <iterator>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "imports/file_helper.h"
@@ -22,7 +23,38 @@ constexpr std::uint32_t kPollPauseMs = 500;
 constexpr int kSaveAttempts = 10;
 constexpr int kExists = 0;  // _waccess: the path is there
 
+void LogException(std::string_view function, const char* stage, const std::exception& exception) {
+    try {
+        SyncPanelLog::WriteErrorLog(kClassTag, function, std::string(stage) + ": exception " + exception.what());
+    } catch (const std::exception&) {
+        // What there is no memory for cannot be logged either; the result says that something went wrong.
+    }
+}
+
 }  // namespace
+
+// Position and held-back records as a cycle found them: put back at the end of the scope, however that is left, unless
+// the cycle was stored.
+class FileChangeRecord::StateBeforeCycle {
+public:
+    explicit StateBeforeCycle(FileChangeRecord& cycle)
+        : cycle_(cycle), startUsn_(cycle.journal_.startUsn()), delayRecords_(cycle.delayRecords_) {}
+    ~StateBeforeCycle() {
+        if (restores_) {
+            cycle_.journal_.setStartUsn(startUsn_);
+            cycle_.delayRecords_ = std::move(delayRecords_);
+        }
+    }
+    StateBeforeCycle(const StateBeforeCycle&) = delete;
+    StateBeforeCycle& operator=(const StateBeforeCycle&) = delete;
+    void Forget() { restores_ = false; }
+
+private:
+    FileChangeRecord& cycle_;
+    const std::int64_t startUsn_;
+    FileChangeInfoList delayRecords_;
+    bool restores_ = true;
+};
 
 FileChangeRecord::FileChangeRecord(platform::Platform& platform, db::SqLite3Operator& database, Task task,
                                    const std::atomic<bool>& abandonBatch, CurrentService service)
@@ -46,8 +78,7 @@ int FileChangeRecord::Init() {
         EnsureListenPathExists();
         return opened ? 1 : 0;
     } catch (const std::exception& exception) {
-        SyncPanelLog::WriteErrorLog(kClassTag, "Init",
-                                    std::string("Failed to initialize the cycle: exception ") + exception.what());
+        LogException("Init", "Failed to initialize the cycle", exception);
         return 0;
     }
 }
@@ -81,19 +112,20 @@ void FileChangeRecord::EnsureListenPathExists() {
 }
 
 int FileChangeRecord::GetAndHandleUSNRecord() {
+    const char* stage = "Failed to start the cycle";
     try {
         if (!DelayRecordsKnown()) {
             return 0;
         }
-        const StateBeforeCycle before{journal_.startUsn(), delayRecords_};
+        StateBeforeCycle before(*this);
+        stage = "Failed to process the batch";
         const Outcome outcome = RunCycle();
-        if (outcome != Outcome::kStored) {
-            Restore(before);
+        if (outcome == Outcome::kStored) {
+            before.Forget();
         }
         return outcome == Outcome::kFailed ? 0 : 1;
     } catch (const std::exception& exception) {
-        SyncPanelLog::WriteErrorLog(kClassTag, kCycle,
-                                    std::string("Failed to start the cycle: exception ") + exception.what());
+        LogException(kCycle, stage, exception);
         return 0;
     }
 }
@@ -108,26 +140,15 @@ bool FileChangeRecord::DelayRecordsKnown() {
 }
 
 FileChangeRecord::Outcome FileChangeRecord::RunCycle() {
-    try {
-        UsnRecordList batch = GatherBatch();
-        if (Abandoned()) {
-            return Outcome::kAbandoned;
-        }
-        const std::optional<CycleResult> result = RunSteps(std::move(batch));
-        if (!result) {
-            return Outcome::kAbandoned;
-        }
-        return Store(*result) ? Outcome::kStored : Outcome::kFailed;
-    } catch (const std::exception& exception) {
-        SyncPanelLog::WriteErrorLog(kClassTag, kCycle,
-                                    std::string("Failed to process the batch: exception ") + exception.what());
-        return Outcome::kFailed;
+    UsnRecordList batch = GatherBatch();
+    if (Abandoned()) {
+        return Outcome::kAbandoned;
     }
-}
-
-void FileChangeRecord::Restore(const StateBeforeCycle& before) {
-    journal_.setStartUsn(before.startUsn);
-    delayRecords_ = before.delayRecords;
+    const std::optional<CycleResult> result = RunSteps(std::move(batch));
+    if (!result) {
+        return Outcome::kAbandoned;
+    }
+    return Store(*result) ? Outcome::kStored : Outcome::kFailed;
 }
 
 UsnRecordList FileChangeRecord::GatherBatch() {

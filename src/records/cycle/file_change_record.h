@@ -56,10 +56,7 @@ public:
 
 private:
     enum class Outcome { kStored, kAbandoned, kFailed };
-    struct StateBeforeCycle {
-        std::int64_t startUsn;
-        FileChangeInfoList delayRecords;
-    };
+    class StateBeforeCycle;
 
     bool Abandoned() const { return abandonBatch_.load(); }
     bool OpenJournal();
@@ -69,7 +66,6 @@ private:
     bool TakeUntilGap(UsnRecordList&& read, UsnRecordList& batch);
     bool DelayRecordsKnown();
     Outcome RunCycle();
-    void Restore(const StateBeforeCycle& before);
 
     platform::Platform& platform_;
     db::SqLite3Operator& database_;

@@ -109,6 +109,41 @@ TEST_F(Initialisation, MissingFolderIsCreatedWithItsParents) {
     EXPECT_EQ(cycle->journal().listenPath(), u"C:\\New\\Folder\\Deep");
 }
 
+// Keeps the paths that the folder is asked for and made by.
+class FolderFiles final : public db::ForwardingFiles {
+public:
+    using ForwardingFiles::ForwardingFiles;
+    int Waccess(const std::u16string& path, int mode) override {
+        EXPECT_EQ(mode, 0);
+        asked.push_back(path);
+        return ForwardingFiles::Waccess(path, mode);
+    }
+    int SHCreateDirectoryExW(const std::u16string& path) override {
+        made.push_back(path);
+        return ForwardingFiles::SHCreateDirectoryExW(path);
+    }
+
+    std::vector<std::u16string> asked;
+    std::vector<std::u16string> made;
+};
+
+TEST_F(Initialisation, LongFolderIsAskedForAndMadeByItsLongForm) {
+    std::u16string folder = u"C:\\New";
+    while (folder.size() < 400) {
+        folder += u"\\" + std::u16string(90, u'd');
+    }
+    FolderFiles folderFiles(real.files);
+    platform::Platform watched{real.errors, real.services, real.modules, folderFiles, real.pipes, real.threads,
+                               real.clock,  real.heap,     real.trust,   real.sqlite, real.digest};
+    FileChangeRecord cycle(watched, database, {testing::kUser, folder, Position(), 0}, abandon,
+                           FileChangeRecord::CurrentService::kPresent);
+    EXPECT_EQ(cycle.Init(), 1);
+    EXPECT_THAT(folderFiles.asked, ElementsAre(u"\\\\?\\" + folder));
+    EXPECT_THAT(folderFiles.made, ElementsAre(u"\\\\?\\" + folder));
+    EXPECT_NE(volume().Find(folder), 0U);
+    EXPECT_EQ(cycle.journal().listenPath(), folder) << "the prefix is for the system only";
+}
+
 TEST_F(Initialisation, ExistingFolderIsNotCreated) {
     MakeCycle()->Init();
     EXPECT_EQ(machine.faults().calls("Files.SHCreateDirectoryExW"), 1U) << "that of the database's folder";
