@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "unit/records/step_fixture.h"
 
 namespace tavi::records {
