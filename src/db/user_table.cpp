@@ -25,14 +25,16 @@ UserQueryResult SqLite3Operator::SelectUserTableByUserId(const std::u16string& u
             LogError(kFunction, "Failed to create the stmt object,error reason:", code);
             return false;
         }
-        if (statement.Step() == kSqliteRow) {
+        code = statement.Step();
+        if (code == kSqliteRow) {
             UserRecord record;
             record.userId = statement.ColumnText(0);
             record.listenPath = statement.ColumnText(1);
             record.usnLocation = statement.ColumnInt64(2);
             result.record = std::move(record);
         }
-        return true;
+        // Of a read that failed nobody knows whether the user is a new one, except, by rule, of one that stayed busy.
+        return code == kSqliteRow || code == kSqliteDone || code == kSqliteBusy;
     });
     return result;
 }

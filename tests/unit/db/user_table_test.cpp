@@ -108,6 +108,24 @@ TEST_F(UserTable, ReadThatStaysBusyFindsNobodyAfterSixSteps) {
     EXPECT_EQ(Now() - start, 5000);
 }
 
+// A known user taken for a new one would lose what is stored for him.
+TEST_F(UserTable, ReadThatFailsIsAFailureNotAnUnknownUser) {
+    Init();
+    EXPECT_TRUE(database_.InsertUserTable(kRecord));
+    for (const int code :
+         {SQLITE_IOERR, SQLITE_CORRUPT, SQLITE_NOTADB, SQLITE_NOMEM, SQLITE_ERROR, SQLITE_LOCKED, SQLITE_INTERRUPT}) {
+        Forget();
+        sqlite_.Answer("Step", code);
+        const UserQueryResult result = database_.SelectUserTableByUserId(kUser);
+        EXPECT_FALSE(result.ok) << code;
+        EXPECT_EQ(result.record.userId, u"");
+        EXPECT_EQ(sqlite_.Count("Step"), 1);
+        EXPECT_EQ(Errors(), Lines{});
+    }
+    Forget();
+    EXPECT_EQ(database_.SelectUserTableByUserId(kUser).record.userId, kUser);
+}
+
 TEST_F(UserTable, ReadWhoseParameterCannotBeBoundIsAFailureNotAnUnknownUser) {
     Init();
     sqlite_.Answer("BindText16", SQLITE_NOMEM);

@@ -428,6 +428,18 @@ TEST_F(StartHandlerTest, DatabaseThatCannotBeReadFails) {
     ExpectNoListenThread();
 }
 
+TEST_F(StartHandlerTest, UserWhoseRowCannotBeReadIsNotTakenForANewOne) {
+    LogInBefore(NextUsn());
+    const std::string position = View().Ask("SELECT usnLocation FROM user");
+    // The two before it are the preparation's, which looks for columns.
+    machine_.faults().Fail({.call = "Sqlite.Step", .nth = 3, .code = SQLITE_CORRUPT});
+    EXPECT_EQ(Handle(Request()), 5U);
+    EXPECT_THAT(Errors(), ElementsAre(ServiceError(kStart, "Failed to query user information")));
+    EXPECT_EQ(View().RowCounts(), "1 1 1 1");
+    EXPECT_EQ(View().Ask("SELECT usnLocation FROM user"), position);
+    ExpectNoListenThread();
+}
+
 TEST_F(StartHandlerTest, UserIdWithoutADigestFailsAndTouchesNoDatabase) {
     machine_.faults().Fail({.call = "Digest.MdCtxNew"});
     EXPECT_EQ(Handle(Request()), 5U);
