@@ -53,6 +53,7 @@ public:
     int DbConfig(sqlite3* database, int option, int value) override {
         return native_.DbConfig(database, option, value);
     }
+    int GetAutocommit(sqlite3* database) override { return native_.GetAutocommit(database); }
     int PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) override {
         return Timed([&] { return native_.PrepareV2(database, sql, bytes, statement); });
     }

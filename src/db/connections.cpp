@@ -121,10 +121,16 @@ bool SqLite3Operator::ExecuteSQLThatIsNotQuery(sqlite3* handle, const std::strin
             Drive::SyncPanelLog::WriteErrorLog(kDeviatingClassTag, kFunction, "db is nullptr or sqlCmd is empty");
             return false;
         }
+        // With an error SQLite may end the caller's transaction. Tried again, the text would be on its own, and so
+        // would everything that the caller does after it.
+        const bool inTransaction = platform_.sqlite.GetAutocommit(handle) == 0;
+        const auto hasLostItsTransaction = [&] { return inTransaction && platform_.sqlite.GetAutocommit(handle) != 0; };
         int result = platform_.sqlite.Exec(handle, sql.c_str(), nullptr);
         if (result == kSqliteBusy) {
             // An I/O error is worth another try only here: it can be the locking's own.
-            for (int retry = 0; retry < kBusyRetries && (result == kSqliteBusy || result == kSqliteIoErr); ++retry) {
+            for (int retry = 0;
+                 retry < kBusyRetries && (result == kSqliteBusy || result == kSqliteIoErr) && !hasLostItsTransaction();
+                 ++retry) {
                 platform_.threads.Sleep(kBusyRetryPauseMs);
                 result = platform_.sqlite.Exec(handle, sql.c_str(), nullptr);
             }

@@ -82,6 +82,10 @@ int NativeSqlite::DbConfig(sqlite3* database, int option, int value) {
     return sqlite3_db_config(database, option, value, &now);
 }
 
+int NativeSqlite::GetAutocommit(sqlite3* database) {
+    return sqlite3_get_autocommit(database);
+}
+
 int NativeSqlite::PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) {
     return sqlite3_prepare_v2(database, sql, bytes, statement, nullptr);
 }

@@ -20,6 +20,7 @@ public:
     void Free(void* memory) override;
     int BusyHandler(sqlite3* database, BusyHandlerFunction handler, void* context) override;
     int DbConfig(sqlite3* database, int option, int value) override;
+    int GetAutocommit(sqlite3* database) override;
     int PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) override;
     int BindText16(sqlite3_stmt* statement, int index, const char16_t* text) override;
     int BindInt(sqlite3_stmt* statement, int index, std::int32_t value) override;

@@ -27,6 +27,8 @@ public:
     virtual int BusyHandler(sqlite3* database, BusyHandlerFunction handler, void* context) = 0;
     // sqlite3_db_config, for the options that take an int and a place for the value that then holds.
     virtual int DbConfig(sqlite3* database, int option, int value) = 0;
+    // 0 inside a transaction. An error may have ended it: SQLite rolls back by itself when the disk fails or is full.
+    virtual int GetAutocommit(sqlite3* database) = 0;
 
     virtual int PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) = 0;
     // -1 as length, no destructor: the text is zero-terminated and outlives the step.

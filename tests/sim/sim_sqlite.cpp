@@ -221,6 +221,11 @@ int SimSqlite::DbConfig(sqlite3* database, int option, int value) {
     return InLibrary(call, [&] { return native_.DbConfig(database, option, value); });
 }
 
+int SimSqlite::GetAutocommit(sqlite3* database) {
+    const Call call(core_, "Sqlite.GetAutocommit", 0, CallKind::kCannotFail);
+    return call.dead() || Find(database) == nullptr ? 1 : native_.GetAutocommit(database);
+}
+
 int SimSqlite::PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) {
     Call call(core_, "Sqlite.PrepareV2", SQLITE_ERROR);
     Connection* connection = Find(database);

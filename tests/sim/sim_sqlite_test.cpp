@@ -100,6 +100,17 @@ TEST_F(SqliteTest, InjectedFailuresShowInErrcode) {
     EXPECT_THAT(machine.leaks(), IsEmpty());
 }
 
+TEST_F(SqliteTest, TransactionIsKnownFromItsBeginningToItsEnd) {
+    sqlite3* database = Open();
+    EXPECT_NE(platform.sqlite.GetAutocommit(database), 0);
+    platform.sqlite.Exec(database, "begin", nullptr);
+    EXPECT_EQ(platform.sqlite.GetAutocommit(database), 0);
+    platform.sqlite.Exec(database, "rollback", nullptr);
+    EXPECT_NE(platform.sqlite.GetAutocommit(database), 0);
+    platform.sqlite.CloseV2(database);
+    EXPECT_NE(platform.sqlite.GetAutocommit(database), 0) << "nothing is open there any more";
+}
+
 int busyCalls = 0;
 int OnBusy(void* context, int count) {
     ++busyCalls;

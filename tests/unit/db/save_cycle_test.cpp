@@ -93,6 +93,55 @@ TEST_F(SaveCycle, FailedEmptyingOfTheDelayTableIsAFailure) {
     ExpectUnchanged();
 }
 
+// On a failing disk SQLite rolls the transaction back by itself. What is tried again after that would be on its own.
+TEST_F(SaveCycle, TransactionThatAFailingDiskHasEndedIsNotContinuedWithout) {
+    sqlite_.OnOpened([&](sqlite3* handle) {
+        sqlite_.OnCall([handle, tries = 0](const std::string& call) mutable -> std::optional<int> {
+            if (!call.starts_with("Exec DELETE") || ++tries > 2) {
+                return std::nullopt;
+            }
+            if (tries == 1) {
+                return SQLITE_BUSY;
+            }
+            EXPECT_EQ(sqlite3_exec(handle, "ROLLBACK;", nullptr, nullptr, nullptr), SQLITE_OK);
+            return SQLITE_IOERR;
+        });
+    });
+    EXPECT_FALSE(Save());
+    EXPECT_EQ(sqlite_.Count("Exec DELETE"), 2);
+    EXPECT_EQ(sqlite_.Count("Step"), 0);
+    EXPECT_EQ(Errors(),
+              (Lines{"SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 10",
+                     "SqLite3Operator/RollbackDbTransaction/Failed to roll back the transaction,error reason:1"}));
+    ExpectUnchanged();
+}
+
+TEST_F(SaveCycle, TransactionThatIsStillThereAfterAnInputOutputErrorIsContinued) {
+    sqlite_.OnCall([tries = 0](const std::string& call) mutable -> std::optional<int> {
+        if (!call.starts_with("Exec DELETE") || ++tries > 2) {
+            return std::nullopt;
+        }
+        return tries == 1 ? SQLITE_BUSY : SQLITE_IOERR;
+    });
+    EXPECT_TRUE(Save());
+    EXPECT_EQ(sqlite_.Count("Exec DELETE"), 3);
+    ExpectSaved();
+}
+
+TEST_F(SaveCycle, TransactionThatIsGoneBeforeTheCommitIsAFailure) {
+    sqlite_.OnOpened([&](sqlite3* handle) {
+        sqlite_.OnCall([handle](const std::string& call) -> std::optional<int> {
+            if (call.starts_with("Exec commit")) {
+                EXPECT_EQ(sqlite3_exec(handle, "ROLLBACK;", nullptr, nullptr, nullptr), SQLITE_OK);
+            }
+            return std::nullopt;
+        });
+    });
+    EXPECT_FALSE(Save());
+    EXPECT_EQ(Errors().front(), "SqLite3Operator/CommitDbTransaction/Failed to commit the transaction,error reason:1");
+    ExpectUnchanged();
+}
+
 TEST_F(SaveCycle, FailedCommitIsAFailureAndRolledBack) {
     sqlite_.Answer("Exec commit", SQLITE_BUSY);
     EXPECT_FALSE(Save());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "imports/type_convert.h"
 
@@ -123,6 +124,11 @@ int ScriptedSqlite::BusyHandler(sqlite3* database, platform::BusyHandlerFunction
 int ScriptedSqlite::DbConfig(sqlite3* database, int option, int value) {
     const auto answer = Note("DbConfig " + std::to_string(option) + " " + std::to_string(value));
     return answer ? *answer : real_.DbConfig(database, option, value);
+}
+
+int ScriptedSqlite::GetAutocommit(sqlite3* database) {
+    calls_.emplace_back("GetAutocommit");
+    return real_.GetAutocommit(database);
 }
 
 int ScriptedSqlite::PrepareV2(sqlite3* database, const char* sql, int bytes, sqlite3_stmt** statement) {

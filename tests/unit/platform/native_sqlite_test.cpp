@@ -67,6 +67,14 @@ TEST_F(NativeSqliteTest, ADatabaseOptionIsTakenAndAnUnknownOneRefused) {
     EXPECT_EQ(sqlite.DbConfig(database, 999999, 1), SQLITE_ERROR);
 }
 
+TEST_F(NativeSqliteTest, ATransactionIsKnownFromItsBeginningToItsEnd) {
+    EXPECT_NE(sqlite.GetAutocommit(database), 0);
+    EXPECT_EQ(sqlite.Exec(database, "BEGIN", nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite.GetAutocommit(database), 0);
+    EXPECT_EQ(sqlite.Exec(database, "ROLLBACK", nullptr), SQLITE_OK);
+    EXPECT_NE(sqlite.GetAutocommit(database), 0);
+}
+
 TEST(NativeSqlite, TheBusyHandlerIsAskedWithItsContextUntilItRefuses) {
     NativeSqlite sqlite;
     const std::string path = (std::filesystem::path(testing::TempDir()) / "native_sqlite_busy.db").string();
