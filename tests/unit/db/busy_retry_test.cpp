@@ -1,5 +1,7 @@
 #include "db/busy_retry.h"
 
+#include <stdexcept>
+
 #include "db/sqlite_constants.h"
 #include "db/sqlite_library.h"
 #include "unit/db/database_test.h"
@@ -23,6 +25,33 @@ TEST_F(BusyRetry, WaitsBetweenTenAndAHundredMillisecondsEachTime) {
         EXPECT_GE(Now() - start, 10);
         EXPECT_LE(Now() - start, 100);
     }
+}
+
+// A clock whose random numbers have run out.
+class BrokenClock final : public platform::Clock {
+public:
+    platform::SystemTime GetLocalTime() override { return {}; }
+    bool FileTimeToLocalFileTime(platform::FileTime, platform::FileTime&) override { return false; }
+    bool FileTimeToSystemTime(platform::FileTime, platform::SystemTime&) override { return false; }
+    std::int64_t Mktime64(const platform::CalendarTime&) override { return -1; }
+    void WsetlocaleAll(const std::u16string&) override {}
+    std::uint64_t RandomNumber() override { throw std::runtime_error("broken"); }
+};
+
+TEST_F(BusyRetry, GivesUpWhenTheWaitFails) {
+    BrokenClock clock;
+    platform::Platform broken{platform_.errors,
+                              platform_.services,
+                              platform_.modules,
+                              platform_.files,
+                              platform_.pipes,
+                              platform_.threads,
+                              clock,
+                              platform_.heap,
+                              platform_.trust,
+                              platform_.sqlite,
+                              platform_.digest};
+    EXPECT_EQ(BusyRetryHandler(&broken, 0), 0);
 }
 
 TEST_F(BusyRetry, LockedDatabaseIsWaitedForAHundredTimes) {

@@ -156,6 +156,26 @@ TEST_F(Initialisation, ColumnChecksThatCannotBePreparedAreReported) {
                                "SqLite3Operator/InitSqLiteDb/CheckColumnExistsOldFrn Fail"}));
 }
 
+TEST_F(Initialisation, ColumnChecksThatCannotReadTheDatabaseAreReported) {
+    const std::string line = "SqLite3Operator/OpenDbReadOnly/Failed to open the read-only database,error reason:14";
+    for (const int check : {1, 2}) {
+        Forget();
+        sqlite_.OnCall([check, opened = 0](const std::string& call) mutable -> std::optional<int> {
+            return call == "OpenV2 0x8001" && ++opened == check ? std::optional<int>(SQLITE_CANTOPEN) : std::nullopt;
+        });
+        EXPECT_FALSE(database_.InitSqLiteDb(kPath));
+        EXPECT_EQ(Errors(), (Lines{line, check == 1 ? "SqLite3Operator/InitSqLiteDb/CheckColumnExists Fail"
+                                                    : "SqLite3Operator/InitSqLiteDb/CheckColumnExistsOldFrn Fail"}));
+    }
+}
+
+TEST_F(Initialisation, FileThatCannotBeMadeForWantOfMemoryLeavesNothingToClose) {
+    sqlite_.Answer("OpenV2 0x8006", SQLITE_NOMEM);
+    EXPECT_FALSE(database_.CreateDb());
+    EXPECT_EQ(sqlite_.calls(), (Lines{"OpenV2 0x8006", "Errcode"}));
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/CreateDb/Failed to create the database,errorReason is 7"});
+}
+
 TEST_F(Initialisation, ColumnCheckIsPreparedSixTimesWhileBusy) {
     Init();
     sqlite_.Answer("PrepareV2", SQLITE_BUSY);

@@ -73,6 +73,37 @@ TEST_F(PathMappingTable, IsReadByPositionNotByTheQuerysOrder) {
                   {.fileReferenceNumber = 8, .parentFileReferenceNumber = 0, .deleted = true, .fileName = u"0"}}));
 }
 
+TEST_F(PathMappingTable, InsertsAndCommitsAlsoWhenTheTransactionCouldNotBegin) {
+    Init();
+    sqlite_.Answer("Exec begin", SQLITE_BUSY);
+    EXPECT_TRUE(database_.InsertPathMappingTable({kEntry}));
+    EXPECT_EQ(sqlite_.Calls({"Exec", "CloseV2"}),
+              (Lines{"Exec begin transaction;", "Exec commit transaction;", "CloseV2"}));
+    EXPECT_EQ(Errors(), (Lines{"SqLite3Operator/BeginDbTransaction/Failed to start the transaction,error reason:5",
+                               "SqLite3Operator/CommitDbTransaction/Failed to commit the transaction,error reason:1"}));
+    EXPECT_EQ(Rows("SELECT fileName FROM pathMapping;"), Lines{"folder"});
+}
+
+TEST_F(PathMappingTable, FailedCommitIsLoggedAndNoFailure) {
+    Init();
+    sqlite_.Answer("Exec commit", SQLITE_BUSY);
+    EXPECT_TRUE(database_.InsertPathMappingTable({kEntry}));
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/CommitDbTransaction/Failed to commit the transaction,error reason:5"});
+    EXPECT_EQ(Rows("SELECT fileName FROM pathMapping;"), Lines{});
+}
+
+TEST_F(PathMappingTable, ReadThatBreaksOffIsNotTakenForTheWhole) {
+    Init();
+    EXPECT_TRUE(database_.InsertPathMappingTable({{1, 5, false, u"a"}, {2, 5, false, u"b"}}));
+    sqlite_.OnCall([steps = 0](const std::string& call) mutable -> std::optional<int> {
+        return call == "Step" && ++steps == 2 ? std::optional<int>(SQLITE_CORRUPT) : std::nullopt;
+    });
+    std::vector<PathMappingEntry> list;
+    EXPECT_FALSE(database_.SelectPathMappingTable(list));
+    EXPECT_EQ(list.size(), 1U);
+    EXPECT_EQ(Errors(), Lines{});
+}
+
 TEST_F(PathMappingTable, RowsAreAppended) {
     Init();
     EXPECT_TRUE(database_.InsertPathMappingTable({kEntry}));

@@ -148,7 +148,8 @@ TEST_F(RecordTables, TimeOfADelayRecordComesBackWithItsLow32Bits) {
     std::vector<records::DelayRecord> list;
     EXPECT_TRUE(database_.SelectAllDataFromDelayRecordTable(list));
     ASSERT_EQ(list.size(), 1U);
-    EXPECT_EQ(list[0].timestamp, static_cast<std::int32_t>(1'700'000'000'123 & 0xFFFFFFFF));
+    const std::int64_t stored = Change(u"a.tmp").timestamp;
+    EXPECT_EQ(list[0].timestamp, static_cast<std::int32_t>(static_cast<std::uint32_t>(stored)));
 }
 
 TEST_F(RecordTables, NullInTheDelayTableIsReadAsEmpty) {
@@ -181,6 +182,21 @@ TEST_F(RecordTables, ClearingEmptiesAllButTheUserTable) {
     EXPECT_EQ(Everything(), Lines{"user: u|p|1"});
     EXPECT_EQ(sqlite_.Calls({"Exec"}), Lines{"Exec DELETE FROM fileChangeRecord;DELETE FROM delayRecord;"
                                              "DELETE FROM temporaryFile;DELETE FROM pathMapping;"});
+}
+
+TEST_F(RecordTables, ClearingWithoutAConnectionIsAFailure) {
+    sqlite_.Answer("OpenV2", SQLITE_CANTOPEN);
+    EXPECT_FALSE(database_.ClearRecordTables());
+    EXPECT_EQ(sqlite_.Count("Exec"), 0);
+    EXPECT_EQ(Errors(), Lines{"SqLite3Operator/OpenDb/Failed to open the database,error reason:14"});
+}
+
+TEST_F(RecordTables, ClearingThatCannotBeExecutedIsAFailureAndCloses) {
+    sqlite_.Answer("Exec", SQLITE_FULL);
+    EXPECT_FALSE(database_.ClearRecordTables());
+    EXPECT_EQ(sqlite_.Count("CloseV2"), 1);
+    EXPECT_EQ(Errors(),
+              Lines{"SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 13"});
 }
 
 TEST_F(RecordTables, UnusedTextsAreValidToo) {
