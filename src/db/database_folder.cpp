@@ -5,8 +5,20 @@
 namespace tavi::db {
 namespace {
 
-bool IsLink(std::uint32_t attributes) {
-    return (attributes & platform::kFileAttributeReparsePoint) != 0;
+// Whether it leads elsewhere. Other reparse points stand for themselves: a deduplicated file, a synchronised folder.
+// The tag that tells them apart is in the directory's listing; without it the worst is taken for true.
+bool IsLink(platform::Files& files, const std::u16string& path, std::uint32_t attributes) {
+    if ((attributes & platform::kFileAttributeReparsePoint) == 0) {
+        return false;
+    }
+    platform::FindData data;
+    const platform::FindHandle handle = files.FindFirstFileW(path, data);
+    if (handle == platform::kInvalidFindHandle) {
+        return true;
+    }
+    files.FindClose(handle);
+    return (data.fileAttributes & platform::kFileAttributeReparsePoint) == 0 ||
+           (data.reparseTag & platform::kReparseTagNameSurrogate) != 0;
 }
 
 bool IsDirectory(std::uint32_t attributes) {
@@ -28,15 +40,16 @@ bool DatabaseFolder::Refuse() {
 
 bool DatabaseFolder::Hold(const std::u16string& directory) {
     // Read access, not attributes alone: an open for attributes takes no part in sharing and would hold nothing.
-    handle_ = {platform_.files, platform_.files.CreateFileW(
-                                    WithoutLastBackslash(directory), platform::kGenericRead,
-                                    platform::kFileShareRead | platform::kFileShareWrite, platform::kOpenExisting,
-                                    platform::kFileFlagBackupSemantics | platform::kFileFlagOpenReparsePoint)};
+    const std::u16string path = WithoutLastBackslash(directory);
+    handle_ = {platform_.files,
+               platform_.files.CreateFileW(
+                   path, platform::kGenericRead, platform::kFileShareRead | platform::kFileShareWrite,
+                   platform::kOpenExisting, platform::kFileFlagBackupSemantics | platform::kFileFlagOpenReparsePoint)};
     platform::FileInformation information;
     if (!handle_.IsValid() || !platform_.files.GetFileInformationByHandle(handle_.Get(), information)) {
         return Refuse();
     }
-    if (!IsDirectory(information.fileAttributes) || IsLink(information.fileAttributes)) {
+    if (!IsDirectory(information.fileAttributes) || IsLink(platform_.files, path, information.fileAttributes)) {
         return Refuse();
     }
     return true;
@@ -44,8 +57,10 @@ bool DatabaseFolder::Hold(const std::u16string& directory) {
 
 bool DatabaseFolder::HasOnlyPlainFiles(const std::u16string& databasePath) {
     for (const char16_t* companion : {u"", u"-wal", u"-shm", u"-journal"}) {
-        const std::uint32_t attributes = platform_.files.GetFileAttributesW(databasePath + companion);
-        if (attributes != platform::kInvalidFileAttributes && (IsLink(attributes) || IsDirectory(attributes))) {
+        const std::u16string path = databasePath + companion;
+        const std::uint32_t attributes = platform_.files.GetFileAttributesW(path);
+        if (attributes != platform::kInvalidFileAttributes &&
+            (IsDirectory(attributes) || IsLink(platform_.files, path, attributes))) {
             return Refuse();
         }
     }

@@ -1,8 +1,9 @@
 // The folder of a database while files are created or deleted in it. The service runs with more rights than whoever may
 // write to the folder's parent, so a link planted there must not lead it elsewhere: the folder has to be a directory of
 // its own, and stays the same one while it is held (the system neither renames nor removes a directory that is open
-// without sharing deletion, nor those above it). Links further up are the administrator's or the client's choice and
-// are followed. Private to src/db; one thread.
+// without sharing deletion, nor those above it). A link is a reparse point that stands for another name (symbolic link,
+// junction), not one of a deduplicated file or a synchronised folder. Links further up are the administrator's or the
+// client's choice and are followed. Private to src/db; one thread.
 #pragma once
 
 #include <string>

@@ -1,4 +1,7 @@
-// Links in the place of the folder or the files, which somebody else may have put there.
+// Links in the place of the folder or the files, which somebody else may have put there, and reparse points that are
+// none.
+#include <optional>
+
 #include "platform/constants.h"
 #include "unit/db/database_test.h"
 #include "unit/db/forwarding_files.h"
@@ -8,17 +11,41 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// The machine's files, with attributes that a test adds to a path.
+// The tags as Windows' headers give them.
+constexpr std::uint32_t kJunction = 0xA0000003;
+constexpr std::uint32_t kSymbolicLink = 0xA000000C;
+constexpr std::uint32_t kDeduplicated = 0x80000013;
+constexpr std::uint32_t kCloudFile = 0x9000001A;
+
+// The machine's files, with a reparse point that a test adds to a path.
 class FilesWithLinks final : public ForwardingFiles {
 public:
     using ForwardingFiles::ForwardingFiles;
 
-    void Link(const std::u16string& path) { link_ = path; }
+    void Link(const std::u16string& path, std::optional<std::uint32_t> tag = kSymbolicLink) {
+        link_ = path;
+        tag_ = tag;
+    }
 
     std::uint32_t GetFileAttributesW(const std::u16string& path) override {
         const std::uint32_t attributes = ForwardingFiles::GetFileAttributesW(path);
         return path == link_ ? platform::kFileAttributeReparsePoint : attributes;
     }
+    // What the directory says of the path; nothing when its tag is not to be had.
+    platform::FindHandle FindFirstFileW(const std::u16string& pattern, platform::FindData& data) override {
+        if (pattern != link_ || !tag_) {
+            return platform::kInvalidFindHandle;
+        }
+        data = {platform::kFileAttributeReparsePoint, u"link", *tag_};
+        ++searches_;
+        return kSearch;
+    }
+    bool FindClose(platform::FindHandle handle) override {
+        EXPECT_EQ(handle, kSearch);
+        --searches_;
+        return true;
+    }
+    int searches() const { return searches_; }
     platform::Handle CreateFileW(const std::u16string& path, std::uint32_t access, std::uint32_t shareMode,
                                  std::uint32_t disposition, std::uint32_t flags) override {
         opened_.push_back({path, access, shareMode, disposition, flags});
@@ -42,7 +69,11 @@ public:
     const std::vector<Opened>& opened() const { return opened_; }
 
 private:
+    static constexpr platform::FindHandle kSearch{77};
+
     std::u16string link_;
+    std::optional<std::uint32_t> tag_;
+    int searches_ = 0;
     std::vector<Opened> opened_;
 };
 
@@ -108,6 +139,33 @@ TEST_F(DatabaseFolderTest, WithALinkInPlaceOfAFileIsRefused) {
         EXPECT_FALSE(Init());
         EXPECT_EQ(Errors(), refusal_);
         EXPECT_TRUE(sqlite_.calls().empty());
+    }
+}
+
+TEST_F(DatabaseFolderTest, ThatIsAJunctionIsRefused) {
+    files_.Link(folderItself_, kJunction);
+    EXPECT_FALSE(Init());
+    EXPECT_EQ(Errors(), refusal_);
+    EXPECT_EQ(files_.searches(), 0);
+}
+
+TEST_F(DatabaseFolderTest, OrFileThatSomethingElseKeepsButThatLeadsNowhereIsUsed) {
+    for (const std::uint32_t tag : {kDeduplicated, kCloudFile}) {
+        for (const std::u16string& path : {folderItself_, kPath, kPath + u"-wal"}) {
+            Forget();
+            files_.Link(path, tag);
+            EXPECT_TRUE(Init()) << log().Dump();
+            EXPECT_EQ(files_.searches(), 0);
+        }
+    }
+}
+
+TEST_F(DatabaseFolderTest, OrFileWhoseTagIsNotToBeHadIsRefused) {
+    for (const std::u16string& path : {folderItself_, kPath}) {
+        Forget();
+        files_.Link(path, std::nullopt);
+        EXPECT_FALSE(Init());
+        EXPECT_EQ(Errors(), refusal_);
     }
 }
 
