@@ -52,6 +52,8 @@ public:
     bool CommitDbTransaction(sqlite3* handle);
     bool RollbackDbTransaction(sqlite3* handle);
     bool ExecuteSQLThatIsNotQuery(sqlite3* handle, const std::string& sql);
+    // Opens a connection for the text, executes it, and closes the connection.
+    bool ExecuteOnOwnConnection(const std::string& sql);
     static bool DropTablesAndDb(platform::Platform& platform, const std::u16string& path);
     bool CreateTables();
     bool DropTables();
@@ -80,7 +82,6 @@ private:
     bool Prepare(const std::u16string& path, DatabaseFolder& folder);
     void Harden(sqlite3* handle);
     bool RunTransactionText(sqlite3* handle, const char* sql, const char* function, const char* failure);
-    bool ExecuteOnOwnConnection(const std::string& sql);
     bool AlterUnlessFound(const char* function, const char* query, const std::string& alteration);
     void DeleteFiles();
     bool InsertPathMappingEntries(sqlite3* handle, const std::vector<PathMappingEntry>& list);

@@ -46,7 +46,6 @@ public:
     ipc::ClientCommands& commands() { return *this; }
     IpcWorker& ipcWorker() { return ipcWorker_; }
     ListenWorker& listenWorker() { return listenWorker_; }
-    StartHandler& startHandler() { return startHandler_; }
 
 private:
     std::uint32_t HandleSyncFileMsgForBeginningListenTask(const ipc::ListenTaskParams& params) override;

@@ -13,10 +13,6 @@ namespace {
 
 constexpr const char* kStartFunction = "HandleSyncFileMsgForBeginningListenTask";
 
-constexpr const char* kDeleteChanges = "DELETE FROM fileChangeRecord;";
-constexpr const char* kDeleteTemporaryFiles = "DELETE FROM temporaryFile;";
-constexpr const char* kDeleteDelayed = "DELETE FROM delayRecord;";
-
 std::uint32_t Fail(const char* function, const char* message) {
     Drive::SyncPanelLog::WriteErrorLog("ListenServiceImpl", function, message);
     return kReplyFailed;
@@ -94,22 +90,14 @@ bool StartHandler::StoreFirstLogin(const Process& process, const ListenTaskRecor
 
 // The temporary files and the path mapping stay: they are about the volume, not about the position.
 bool StartHandler::StoreUpdate(const Process& process, const ListenTaskRecord& record) {
-    if (process_.database.UpdateUserTable(record) && ExecuteOnOwnConnection(kDeleteChanges) &&
-        ExecuteOnOwnConnection(kDeleteDelayed)) {
+    db::SqLite3Operator& database = process_.database;
+    if (database.UpdateUserTable(record) &&
+        database.ExecuteOnOwnConnection(database.statements()[db::SqlText::kDeleteAllFileChangeRecords]) &&
+        database.ExecuteOnOwnConnection(database.statements()[db::SqlText::kDeleteAllDelayRecords])) {
         return true;
     }
     Fail(process.function, "Failed to update user table and clear file change record table");
     return false;
-}
-
-bool StartHandler::ExecuteOnOwnConnection(const char* sql) {
-    sqlite3* handle = nullptr;
-    if (!process_.database.OpenDb(handle)) {
-        return false;
-    }
-    const bool executed = process_.database.ExecuteSQLThatIsNotQuery(handle, sql);
-    process_.database.CloseDb(handle);
-    return executed;
 }
 
 bool StartHandler::StartListening(const char* function, ListenTaskRecord record) {
@@ -171,9 +159,10 @@ void StartHandler::ClearTablesOfReplacedTask() {
     Drive::SyncPanelLog::WriteTraceLog(
         "If the user ID or listening path changes, the database (file change record table and temporary file table) is "
         "cleared.");
-    ExecuteOnOwnConnection(kDeleteChanges);
-    ExecuteOnOwnConnection(kDeleteTemporaryFiles);
-    ExecuteOnOwnConnection(kDeleteDelayed);
+    using enum db::SqlText;
+    for (const db::SqlText text : {kDeleteAllFileChangeRecords, kDeleteAllTemporaryFiles, kDeleteAllDelayRecords}) {
+        process_.database.ExecuteOnOwnConnection(process_.database.statements()[text]);
+    }
 }
 
 std::uint32_t StartHandler::DecideAndStart(const ipc::ListenTaskParams& request) {

@@ -48,7 +48,6 @@ private:
     std::uint32_t RunProcess(const Process& process, const ipc::ListenTaskParams& request);
     bool StoreFirstLogin(const Process& process, const ListenTaskRecord& record);
     bool StoreUpdate(const Process& process, const ListenTaskRecord& record);
-    bool ExecuteOnOwnConnection(const char* sql);
     bool StartListening(const char* function, ListenTaskRecord record);
 
     platform::Platform& platform_;

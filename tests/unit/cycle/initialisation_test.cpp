@@ -110,7 +110,7 @@ TEST_F(Initialisation, MissingFolderIsCreatedWithItsParents) {
 }
 
 // Keeps the paths that the folder is asked for and made by.
-class FolderFiles final : public db::ForwardingFiles {
+class FolderFiles final : public sim::ForwardingFiles {
 public:
     using ForwardingFiles::ForwardingFiles;
     int Waccess(const std::u16string& path, int mode) override {

@@ -53,7 +53,7 @@ TEST_F(SystemStepWorldTest, LibraryIsLoadedByNameFromTheSystemsFolderOnly) {
 }
 
 // Keeps what the placeholder query is given.
-class QueryFiles final : public db::ForwardingFiles {
+class QueryFiles final : public sim::ForwardingFiles {
 public:
     using ForwardingFiles::ForwardingFiles;
     bool PathFileExistsW(const std::u16string& path) override {

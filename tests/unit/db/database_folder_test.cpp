@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "platform/constants.h"
+#include "sim/forwarding_files.h"
 #include "unit/db/database_test.h"
-#include "unit/db/forwarding_files.h"
 
 namespace tavi::db {
 namespace {
@@ -18,7 +18,7 @@ constexpr std::uint32_t kDeduplicated = 0x80000013;
 constexpr std::uint32_t kCloudFile = 0x9000001A;
 
 // The machine's files, with a reparse point that a test adds to a path.
-class FilesWithLinks final : public ForwardingFiles {
+class FilesWithLinks final : public sim::ForwardingFiles {
 public:
     using ForwardingFiles::ForwardingFiles;
 

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "unit/db/forwarding_files.h"
+#include "sim/forwarding_files.h"
 #include "unit/ipc/pipe_bench.h"
 
 namespace tavi::ipc {
@@ -97,7 +97,7 @@ TEST_F(ClientDispatch, FinishingFlagIsClearedAfterTheReplyOnly) {
 }
 
 TEST_F(ClientDispatch, ReplyThatThrowsLeavesTheFinishingFlagClear) {
-    struct ThrowingFiles final : db::ForwardingFiles {
+    struct ThrowingFiles final : sim::ForwardingFiles {
         using ForwardingFiles::ForwardingFiles;
         bool WriteFile(platform::Handle, std::span<const std::byte>, std::uint32_t&) override {
             throw std::bad_alloc();

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "ipc/bounded_memory.h"
-#include "unit/db/forwarding_files.h"
+#include "sim/forwarding_files.h"
 #include "unit/ipc/pipe_bench.h"
 
 namespace tavi::ipc {
@@ -297,7 +297,7 @@ TEST_F(NamedPipe, ReplyOf2500BytesIsWrittenInThreePieces) {
 }
 
 // Takes fewer bytes than it is offered.
-class SlowFiles : public db::ForwardingFiles {
+class SlowFiles : public sim::ForwardingFiles {
 public:
     SlowFiles(platform::Files& real, std::size_t atMost) : ForwardingFiles(real), atMost_(atMost) {}
 

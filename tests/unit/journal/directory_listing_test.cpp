@@ -86,7 +86,7 @@ TEST_F(ListAllEntries, VeryDeepTreeIsListed) {
 }
 
 // Keeps what the two calls that name a directory are given.
-class NamingFiles : public db::ForwardingFiles {
+class NamingFiles : public sim::ForwardingFiles {
 public:
     using ForwardingFiles::ForwardingFiles;
 
@@ -119,7 +119,7 @@ TEST_F(ListAllEntries, BothCallsAreGivenTheLongPathForm) {
 }
 
 // A link to a directory further up, answered as the system does.
-class LinkingFiles : public db::ForwardingFiles {
+class LinkingFiles : public sim::ForwardingFiles {
 public:
     explicit LinkingFiles(platform::Files& files, std::uint32_t tag) : ForwardingFiles(files), tag_(tag) {}
 

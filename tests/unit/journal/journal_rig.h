@@ -19,12 +19,12 @@
 #include "journal/volume_journal.h"
 #include "platform/constants.h"
 #include "sim/captured_log.h"
+#include "sim/forwarding_files.h"
 #include "sim/machine.h"
-#include "unit/db/forwarding_files.h"
 
 namespace tavi::journal::testing {
 
-class SpyFiles : public db::ForwardingFiles {
+class SpyFiles : public sim::ForwardingFiles {
 public:
     struct Opening {
         std::u16string path;

@@ -9,12 +9,12 @@
 #include <string>
 #include <utility>
 
+#include "sim/forwarding_files.h"
 #include "sim/machine.h"
-#include "unit/db/forwarding_files.h"
 
 namespace tavi::test {
 
-class HookedFiles final : public db::ForwardingFiles {
+class HookedFiles final : public sim::ForwardingFiles {
 public:
     explicit HookedFiles(sim::Machine& machine) : ForwardingFiles(machine.platform().files) {}
 

@@ -5,8 +5,8 @@
 
 #include "db/sqlite3_operator.h"
 #include "sim/captured_log.h"
+#include "sim/forwarding_files.h"
 #include "sim/machine.h"
-#include "unit/db/forwarding_files.h"
 
 namespace tavi::service {
 namespace {
@@ -314,7 +314,7 @@ TEST_F(Installation, FolderThatCannotBeHadIsLogged) {
 }
 
 // Answers for the folder by an HRESULT, as the shell does, and leaves the thread's last error as it was.
-class FolderlessFiles : public db::ForwardingFiles {
+class FolderlessFiles : public sim::ForwardingFiles {
 public:
     using ForwardingFiles::ForwardingFiles;
     std::int32_t SHGetFolderPathW(std::int32_t, std::u16string&) override {

@@ -10,8 +10,8 @@
 
 #include "platform/constants.h"
 #include "sim/captured_log.h"
+#include "sim/forwarding_files.h"
 #include "sim/machine.h"
-#include "unit/db/forwarding_files.h"
 
 namespace tavi::util {
 namespace {
@@ -92,7 +92,7 @@ TEST_F(ReadErrorFile, EveryFailingCallIsSilentAndLeaksNothing) {
 }
 
 // Keeps how files are opened, and has a code page of its own: one byte for an e with an acute accent.
-class SpiedFiles : public db::ForwardingFiles {
+class SpiedFiles : public sim::ForwardingFiles {
 public:
     struct Opening {
         std::uint32_t access = 0;

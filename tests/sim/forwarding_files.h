@@ -3,7 +3,7 @@
 
 #include "platform/files.h"
 
-namespace tavi::db {
+namespace tavi::sim {
 
 class ForwardingFiles : public platform::Files {
 public:
@@ -73,4 +73,4 @@ private:
     platform::Files& real_;
 };
 
-}  // namespace tavi::db
+}  // namespace tavi::sim
