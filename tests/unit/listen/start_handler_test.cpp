@@ -440,6 +440,19 @@ TEST_F(StartHandlerTest, UserWhoseRowCannotBeReadIsNotTakenForANewOne) {
     ExpectNoListenThread();
 }
 
+TEST_F(StartHandlerTest, UserWhoseRowStaysBusyIsTakenForANewOne) {
+    LogInBefore(NextUsn());
+    constexpr std::uint64_t kFirstLook = 3;
+    constexpr std::uint64_t kLooks = 6;
+    for (std::uint64_t look = 0; look < kLooks; ++look) {
+        machine_.faults().Fail({.call = "Sqlite.Step", .nth = kFirstLook + look, .code = SQLITE_BUSY});
+    }
+    EXPECT_EQ(Handle(Request()), 5U);
+    EXPECT_THAT(Errors(), Contains(ServiceError("HandleUserFirstLoginProcess", "Failed to insert the user table")));
+    EXPECT_EQ(View().RowCounts(), "0 0 0 0") << "a known limit: the changes that the client had not taken are gone";
+    ExpectNoListenThread();
+}
+
 TEST_F(StartHandlerTest, UserIdWithoutADigestFailsAndTouchesNoDatabase) {
     machine_.faults().Fail({.call = "Digest.MdCtxNew"});
     EXPECT_EQ(Handle(Request()), 5U);
