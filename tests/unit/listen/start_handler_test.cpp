@@ -5,11 +5,7 @@
 
 #include <set>
 
-#include "sim/captured_log.h"
-#include "sim/machine.h"
-#include "unit/listen/database_view.h"
-#include "unit/listen/fake_cycle.h"
-#include "unit/listen/log_matching.h"
+#include "unit/listen/start_bench.h"
 
 namespace tavi::listen {
 namespace {
@@ -27,24 +23,11 @@ constexpr const char* kCleared =
     "If the user ID or listening path changes, the database (file change record table and temporary file table) is "
     "cleared.";
 
-class StartHandlerTest : public testing::Test {
+class StartHandlerTest : public test::StartBench {
 protected:
-    StartHandlerTest() {
-        machine_.volume().MakeDirectory(u"C:\\Sync");
-        machine_.volume().MakeDirectory(u"C:\\Other");
-    }
     void TearDown() override {
         worker_.FinishCurrentListenTask();
         EXPECT_THAT(machine_.leaks(), IsEmpty());
-    }
-
-    static ipc::ListenTaskParams Request(std::u16string userId = u"user", std::u16string listenPath = u"C:\\Sync") {
-        return {.valid = true,
-                .command = 0,
-                .userId = std::move(userId),
-                .listenPath = std::move(listenPath),
-                .databasePath = u"C:\\ProgramData\\Base",
-                .recordSplitInterval = 30};
     }
 
     std::uint32_t Handle(const ipc::ListenTaskParams& request) {
@@ -59,24 +42,8 @@ protected:
         return code;
     }
 
-    // A user who has been listening before, at this position; the task has ended.
-    void LogInBefore(std::int64_t position, std::u16string userId = u"user") {
-        db::SqLite3Operator database(platform_);
-        ASSERT_TRUE(database.InitSqLiteDb(PathOf(userId)));
-        ASSERT_TRUE(database.InsertUserTable({.userId = userId, .listenPath = u"C:\\Sync", .usnLocation = position}));
-        View(userId).FillTables();
-    }
-
-    std::u16string PathOf(std::u16string_view userId = u"user") {
-        return test::DatabasePath(platform_, u"C:\\ProgramData\\Base", userId);
-    }
-    test::DatabaseView View(std::u16string_view userId = u"user") { return {machine_, PathOf(userId)}; }
-
     std::int64_t FirstUsn() {
         return machine_.volume().WithJournal([](auto& journal) { return journal.firstUsn(); });
-    }
-    std::int64_t NextUsn() {
-        return machine_.volume().WithJournal([](auto& journal) { return journal.nextUsn(); });
     }
     // A journal that has lost its beginning.
     void TrimJournal() {
@@ -88,25 +55,15 @@ protected:
     }
 
     std::vector<std::string> Traces() const { return log_.Texts(sim::LogKind::kTrace); }
-    // What was logged as an error by the handler itself.
-    std::vector<sim::LogLine> Errors() const {
-        std::vector<sim::LogLine> errors = test::Errors(log_);
-        std::erase_if(errors, [](const sim::LogLine& line) { return line.classTag != "ListenServiceImpl"; });
-        return errors;
-    }
     void ExpectNoListenThread() {
         EXPECT_FALSE(process_.listenThread.Joinable());
         EXPECT_EQ(script_.made, 0);
         EXPECT_TRUE(process_.stopListenTask);
     }
 
-    sim::CapturedLog log_;
-    sim::Machine machine_;
-    platform::Platform platform_ = machine_.platform();
-    test::CycleScript script_;
-    ListenProcess process_{platform_};
-    ListenWorker worker_{platform_, process_, test::FakeCycles(script_)};
-    StartHandler handler_{platform_, process_, worker_};
+    ListenProcess process_{machinesOwn_};
+    ListenWorker worker_{machinesOwn_, process_, test::FakeCycles(script_)};
+    StartHandler handler_{machinesOwn_, process_, worker_};
 };
 
 // ---- First login
@@ -122,7 +79,7 @@ TEST_F(StartHandlerTest, FirstLoginRepliesFourAndStoresTheUserAtTheNextPosition)
     EXPECT_EQ(task.listenPath, u"C:\\Sync");
     EXPECT_EQ(task.startUsn, next);
     EXPECT_EQ(task.splitIntervalMs, 30000U);
-    EXPECT_THAT(Errors(), IsEmpty());
+    EXPECT_THAT(StartErrors(), IsEmpty());
 }
 
 TEST_F(StartHandlerTest, FirstLoginClearsAllRecordTablesInOneText) {
@@ -141,7 +98,7 @@ TEST_F(StartHandlerTest, FirstLoginOnAVolumeWithoutAJournalCreatesIt) {
 TEST_F(StartHandlerTest, FirstLoginThatFindsNoPositionFails) {
     machine_.faults().Fail({.call = "Files.DeviceIoControl", .forEver = true});
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError("HandleUserFirstLoginProcess", "Failed to query the USN")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError("HandleUserFirstLoginProcess", "Failed to query the USN")));
     ExpectNoListenThread();
 }
 
@@ -152,7 +109,8 @@ TEST_F(StartHandlerTest, FirstLoginWhoseUserRowCannotBeInsertedFails) {
         "listenPath VARCHAR(300) NOT NULL,usnLocation INTEGER NOT NULL CHECK(usnLocation < 0));";
     View().Execute(trigger);
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError("HandleUserFirstLoginProcess", "Failed to insert the user table")));
+    EXPECT_THAT(StartErrors(),
+                ElementsAre(ServiceError("HandleUserFirstLoginProcess", "Failed to insert the user table")));
     ExpectNoListenThread();
 }
 
@@ -179,7 +137,7 @@ TEST_F(StartHandlerTest, ContinuingWhoseThreadCannotBeStartedFails) {
     LogInBefore(NextUsn());
     machine_.faults().Fail({.call = "Threads.StartThread"});
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError(kStart, "Failed to start the listening thread")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(kStart, "Failed to start the listening thread")));
     ExpectNoListenThread();
 }
 
@@ -187,7 +145,7 @@ TEST_F(StartHandlerTest, JournalThatCannotBeQueriedTheSecondTimeFails) {
     LogInBefore(NextUsn());
     machine_.faults().Fail({.call = "Files.DeviceIoControl", .nth = 2});  // the probe's is the first
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError(kStart, "Failed to query the firstUSN and nextUSN")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(kStart, "Failed to query the firstUSN and nextUSN")));
     ExpectNoListenThread();
 }
 
@@ -214,7 +172,7 @@ TEST_F(StartHandlerTest, ExpirationCreatesNoJournal) {
     machine_.faults().Fail({.call = "Files.DeviceIoControl", .nth = 3, .forEver = true});
     EXPECT_EQ(Handle(Request()), 5U);
     EXPECT_EQ(machine_.faults().calls("Files.DeviceIoControl"), 3U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError("HandleUsnExpirationProcess", "Failed to query the nextUSN")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError("HandleUsnExpirationProcess", "Failed to query the nextUSN")));
     ExpectNoListenThread();
 }
 
@@ -244,7 +202,7 @@ TEST_F(StartHandlerTest, VolumeThatCannotBeOpenedIsAClosedJournal) {
     machine_.files().SetFileSystem(u'E', u"NTFS");  // a drive that can be asked, but not opened
     EXPECT_EQ(Handle(Request(u"user", u"E:\\Sync")), 5U);
     EXPECT_THAT(Traces(), Contains("Change Journal closure process"));
-    EXPECT_THAT(Errors(),
+    EXPECT_THAT(StartErrors(),
                 ElementsAre(ServiceError("HandleChangeJournalClosureProcess", "Failed to query the nextUSN")));
     ExpectNoListenThread();
 }
@@ -253,7 +211,7 @@ TEST_F(StartHandlerTest, JournalThatCannotBeCreatedShowsInTheQueryAfterIt) {
     LogInBefore(NextUsn());
     machine_.faults().Fail({.call = "Files.DeviceIoControl", .forEver = true});
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(),
+    EXPECT_THAT(StartErrors(),
                 ElementsAre(ServiceError("HandleChangeJournalClosureProcess", "Failed to query the nextUSN")));
 }
 
@@ -280,7 +238,8 @@ TEST_F(StartHandlerTest, PathSwitchThatFindsNoPositionFails) {
     LogInBefore(NextUsn());
     machine_.faults().Fail({.call = "Files.DeviceIoControl", .forEver = true});
     EXPECT_EQ(Handle(Request(u"user", u"C:\\Other")), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError("HandleChangeListenPathProcess", "Failed to query the nextNSN")));
+    EXPECT_THAT(StartErrors(),
+                ElementsAre(ServiceError("HandleChangeListenPathProcess", "Failed to query the nextNSN")));
     ExpectNoListenThread();
 }
 
@@ -307,7 +266,7 @@ TEST_F(StartHandlerTest, EachOfTheThreeDatabaseStepsFailsWithTheSameText) {
         if (machine_.faults().fired() == before) {
             break;
         }
-        if (Errors() == std::vector<sim::LogLine>{failure}) {
+        if (StartErrors() == std::vector<sim::LogLine>{failure}) {
             EXPECT_EQ(code, 5U);
             left.insert(View(userId).Ask("SELECT listenPath FROM user") + "|" + View(userId).RowCounts());
         }
@@ -322,8 +281,9 @@ TEST_F(StartHandlerTest, FailedUpdateStartsNoThread) {
         "NOT NULL,listenPath VARCHAR(300) NOT NULL CHECK(listenPath <> 'C:\\Other'),usnLocation INTEGER NOT NULL); "
         "INSERT INTO user SELECT * FROM kept;");
     EXPECT_EQ(Handle(Request(u"user", u"C:\\Other")), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError("HandleChangeListenPathProcess",
-                                                   "Failed to update user table and clear file change record table")));
+    EXPECT_THAT(StartErrors(),
+                ElementsAre(ServiceError("HandleChangeListenPathProcess",
+                                         "Failed to update user table and clear file change record table")));
     ExpectNoListenThread();
 }
 
@@ -399,7 +359,7 @@ TEST_F(StartHandlerTest, EmptyDatabasePathFails) {
     ipc::ListenTaskParams request = Request();
     request.databasePath.clear();
     EXPECT_EQ(Handle(request), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError(kStart, "The database base path is empty")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(kStart, "The database base path is empty")));
     EXPECT_THAT(process_.databaseBasePath, IsEmpty());
     ExpectNoListenThread();
 }
@@ -408,7 +368,7 @@ TEST_F(StartHandlerTest, FolderThatIsNotOnNtfsFailsWithoutALineOfTheHandler) {
     machine_.files().SetFileSystem(u'D', u"FAT32");
     EXPECT_EQ(Handle(Request(u"user", u"D:\\Sync")), 5U);
     EXPECT_EQ(Handle(Request(u"user", u"no drive")), 5U);
-    EXPECT_THAT(Errors(), IsEmpty());
+    EXPECT_THAT(StartErrors(), IsEmpty());
     EXPECT_EQ(process_.databaseBasePath, u"C:\\ProgramData\\Base");
     ExpectNoListenThread();
 }
@@ -424,7 +384,7 @@ TEST_F(StartHandlerTest, DatabasePathWithATrailingBackslashGivesTheSameFile) {
 TEST_F(StartHandlerTest, DatabaseThatCannotBeReadFails) {
     machine_.faults().Fail({.call = "Sqlite.", .forEver = true});
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError(kStart, "Failed to query user information")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(kStart, "Failed to query user information")));
     ExpectNoListenThread();
 }
 
@@ -434,7 +394,7 @@ TEST_F(StartHandlerTest, UserWhoseRowCannotBeReadIsNotTakenForANewOne) {
     // The two before it are the preparation's, which looks for columns.
     machine_.faults().Fail({.call = "Sqlite.Step", .nth = 3, .code = SQLITE_CORRUPT});
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError(kStart, "Failed to query user information")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(kStart, "Failed to query user information")));
     EXPECT_EQ(View().RowCounts(), "1 1 1 1");
     EXPECT_EQ(View().Ask("SELECT usnLocation FROM user"), position);
     ExpectNoListenThread();
@@ -448,7 +408,8 @@ TEST_F(StartHandlerTest, UserWhoseRowStaysBusyIsTakenForANewOne) {
         machine_.faults().Fail({.call = "Sqlite.Step", .nth = kFirstLook + look, .code = SQLITE_BUSY});
     }
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), Contains(ServiceError("HandleUserFirstLoginProcess", "Failed to insert the user table")));
+    EXPECT_THAT(StartErrors(),
+                Contains(ServiceError("HandleUserFirstLoginProcess", "Failed to insert the user table")));
     EXPECT_EQ(View().RowCounts(), "0 0 0 0") << "a known limit: the changes that the client had not taken are gone";
     ExpectNoListenThread();
 }
@@ -477,7 +438,7 @@ TEST_F(StartHandlerTest, ThreadThatCannotBeStartedFailsInEachProcess) {
         ASSERT_TRUE(process_.database.InitSqLiteDb(PathOf(std::u16string(row.function, row.function + 12))));
         machine_.faults().Fail({.call = "Threads.StartThread"});
         EXPECT_EQ((handler_.*row.process)(Request()), 5U);
-        EXPECT_THAT(Errors(), ElementsAre(ServiceError(row.function, "Failed to start the listening thread")));
+        EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(row.function, "Failed to start the listening thread")));
         EXPECT_TRUE(process_.stopListenTask);
         EXPECT_FALSE(process_.listenThread.Joinable());
     }

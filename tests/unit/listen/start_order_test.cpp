@@ -10,10 +10,8 @@
 #include "listen/start_handler.h"
 #include "unit/db/scripted_sqlite.h"
 #include "unit/journal/journal_rig.h"
-#include "unit/listen/database_view.h"
-#include "unit/listen/fake_cycle.h"
 #include "unit/listen/hooked_platform.h"
-#include "unit/listen/log_matching.h"
+#include "unit/listen/start_bench.h"
 
 namespace tavi::listen {
 namespace {
@@ -29,25 +27,13 @@ constexpr const char* kDeleteChanges = "Exec DELETE FROM fileChangeRecord;";
 constexpr const char* kDeleteTemporaryFiles = "Exec DELETE FROM temporaryFile;";
 constexpr const char* kDeleteDelayed = "Exec DELETE FROM delayRecord;";
 
-class StartOrder : public testing::Test {
+class StartOrder : public test::StartBench {
 protected:
-    StartOrder() {
-        machine_.volume().MakeDirectory(u"C:\\Sync");
-        machine_.volume().MakeDirectory(u"C:\\Other");
-    }
     void TearDown() override {
         worker_.FinishCurrentListenTask();
         EXPECT_THAT(machine_.leaks(), IsEmpty());
     }
 
-    static ipc::ListenTaskParams Request(std::u16string userId = u"user", std::u16string listenPath = u"C:\\Sync") {
-        return {.valid = true,
-                .command = 0,
-                .userId = std::move(userId),
-                .listenPath = std::move(listenPath),
-                .databasePath = u"C:\\ProgramData\\Base",
-                .recordSplitInterval = 30};
-    }
     std::uint32_t Handle(const ipc::ListenTaskParams& request) {
         return handler_.HandleSyncFileMsgForBeginningListenTask(request);
     }
@@ -57,20 +43,6 @@ protected:
         ASSERT_TRUE(machine_.WaitUntil([&] { return process_.currentTask.Get() != nullptr; }));
     }
 
-    std::u16string PathOf(std::u16string_view userId = u"user") {
-        return test::DatabasePath(real_, u"C:\\ProgramData\\Base", userId);
-    }
-    test::DatabaseView View(std::u16string_view userId = u"user") { return {machine_, PathOf(userId)}; }
-    // A user who has been listening before, at this position.
-    void LogInBefore(std::int64_t position, std::u16string userId = u"user") {
-        db::SqLite3Operator database(real_);
-        ASSERT_TRUE(database.InitSqLiteDb(PathOf(userId)));
-        ASSERT_TRUE(database.InsertUserTable({.userId = userId, .listenPath = u"C:\\Sync", .usnLocation = position}));
-        View(userId).FillTables();
-    }
-    std::int64_t NextUsn() {
-        return machine_.volume().WithJournal([](auto& journal) { return journal.nextUsn(); });
-    }
     void DeleteJournal() {
         machine_.volume().WithJournal([](auto& journal) { journal.Delete(); });
     }
@@ -103,21 +75,13 @@ protected:
         }
         return calls;
     }
-    std::vector<sim::LogLine> Errors() const {
-        std::vector<sim::LogLine> errors = test::Errors(log_);
-        std::erase_if(errors, [](const sim::LogLine& line) { return line.classTag != "ListenServiceImpl"; });
-        return errors;
-    }
 
-    sim::CapturedLog log_;
-    sim::Machine machine_;
-    platform::Platform real_ = machine_.platform();
     journal::testing::SpyFiles files_{machine_};
-    db::ScriptedSqlite sqlite_{real_.sqlite};
+    db::ScriptedSqlite sqlite_{machinesOwn_.sqlite};
     test::HookedThreads threads_{machine_};
-    platform::Platform platform_{real_.errors, real_.services, real_.modules, files_,  real_.pipes, threads_,
-                                 real_.clock,  real_.heap,     real_.trust,   sqlite_, real_.digest};
-    test::CycleScript script_;
+    platform::Platform platform_{
+        machinesOwn_.errors, machinesOwn_.services, machinesOwn_.modules, files_,  machinesOwn_.pipes, threads_,
+        machinesOwn_.clock,  machinesOwn_.heap,     machinesOwn_.trust,   sqlite_, machinesOwn_.digest};
     ListenProcess process_{platform_};
     ListenWorker worker_{platform_, process_, test::FakeCycles(script_)};
     StartHandler handler_{platform_, process_, worker_};
@@ -233,7 +197,7 @@ TEST_F(StartOrder, ClearingOfAReplacedTasksTablesIsNotExamined) {
         EXPECT_THAT(sqlite_.Calls({"Exec DELETE"}), ElementsAre(kDeleteChanges, kDeleteTemporaryFiles, kDeleteDelayed));
         EXPECT_EQ(View(known).RowCounts(), left[i]);
         EXPECT_TRUE(process_.listenThread.Joinable());
-        EXPECT_THAT(Errors(), IsEmpty());
+        EXPECT_THAT(StartErrors(), IsEmpty());
     }
 }
 
@@ -248,7 +212,7 @@ TEST_F(StartOrder, FirstLoginsClearingIsOneTextThatIsNotExamined) {
     EXPECT_THAT(sqlite_.Calls({"Exec DELETE"}), ElementsAre(all));
     EXPECT_EQ(View().RowCounts(), "1 1 1 1");
     EXPECT_EQ(View().Ask("SELECT userId FROM user"), "user");
-    EXPECT_THAT(Errors(), IsEmpty());
+    EXPECT_THAT(StartErrors(), IsEmpty());
 }
 
 TEST_F(StartOrder, FailedStepOfAnUpdateStopsTheStepsAfterIt) {
@@ -289,13 +253,13 @@ TEST_F(StartOrder, FileSystemIsNotAskedForWhenTheDatabasePathIsEmpty) {
 TEST_F(StartOrder, ThreadWhoseStartThrowsIsOneThatCannotBeStarted) {
     threads_.beforeStart = [] { throw std::bad_alloc(); };
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(),
+    EXPECT_THAT(StartErrors(),
                 ElementsAre(ServiceError("HandleUserFirstLoginProcess", "Failed to start the listening thread")));
     EXPECT_TRUE(process_.stopListenTask);
     log_.Clear();
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_THAT(Errors(), ElementsAre(ServiceError("HandleSyncFileMsgForBeginningListenTask",
-                                                   "Failed to start the listening thread")));
+    EXPECT_THAT(StartErrors(), ElementsAre(ServiceError("HandleSyncFileMsgForBeginningListenTask",
+                                                        "Failed to start the listening thread")));
     EXPECT_FALSE(process_.listenThread.Joinable());
     threads_.beforeStart = nullptr;
 }
