@@ -39,7 +39,7 @@ set(TAVI_RECORDED_JOURNALS "${CMAKE_SOURCE_DIR}/../shared/data" CACHE PATH "Fold
 function(tavi_test name)
     cmake_parse_arguments(ARG "RECORDED_JOURNALS" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
-        set(ARG_TIMEOUT 300)
+        set(ARG_TIMEOUT 600)  # several times what any takes where several presets are tested at once
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
