@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include "lives/known_limits.h"
 #include "records/temporary_file_rules.h"
 
 namespace tavi::lives {
@@ -188,17 +187,54 @@ void Judges::CheckNothingLost(const Stretch& stretch, const Image& image, const 
         const bool changed = before == stretch.folderAtStart.end() || before->second.contents != state.contents;
         const bool cloud = state.contents.empty() && state.placeholder;
         if (changed && !cloud && !IsExplained(stretch, image, image.changes.size(), path, state, 0)) {
-            FindLoss(stretch, image, path, state, reference);
+            FindLoss(stretch, image, path, now, reference);
         }
     }
 }
 
-void Judges::FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
+Drop Judges::DropOf(const Stretch& stretch, const std::u16string& path, std::uint64_t frn,
+                    const Reference* reference) const {
+    if (reference == nullptr) {
+        return {};
+    }
+    Drop drop = FindDrop(reference->batches, path, frn);
+    if (drop.knownLimit.empty() && !plan_.steady) {
+        drop.knownLimit = FindDrop(TraceAsItHappened(truth_, stretch, plan_.intervalSeconds), path, frn).knownLimit;
+    }
+    return drop;
+}
+
+// The file was there before or was told, under a former name, and a rule lost the rename of a directory that it came
+// here with.
+std::string Judges::LimitOfADirectoryAbove(const Stretch& stretch, const Image& image, const std::u16string& path,
+                                           const FolderState& now, const Reference* reference) const {
+    const FileState& state = now.at(path);
+    const bool known =
+        std::ranges::any_of(image.changes,
+                            [&state](const ChangeRow& row) { return row.frn == state.frn && row.reason != kDelete; }) ||
+        std::ranges::any_of(stretch.folderAtStart, [&state](const auto& before) {
+            return before.second.frn == state.frn && before.second.contents == state.contents;
+        });
+    for (std::size_t end = path.rfind(u'\\'); known && end != std::u16string::npos && end > 0;
+         end = path.rfind(u'\\', end - 1)) {
+        const auto directory = now.find(path.substr(0, end));
+        if (directory == now.end()) {
+            continue;
+        }
+        const Drop drop = DropOf(stretch, directory->first, directory->second.frn, reference);
+        if (!drop.knownLimit.empty()) {
+            return drop.knownLimit;
+        }
+    }
+    return {};
+}
+
+void Judges::FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FolderState& now,
                       const Reference* reference) {
-    Drop drop = reference != nullptr ? FindDrop(reference->batches, path, state.frn) : Drop{};
-    if (drop.knownLimit.empty() && reference != nullptr && !plan_.steady) {
-        drop.knownLimit =
-            FindDrop(TraceAsItHappened(truth_, stretch, plan_.intervalSeconds), path, state.frn).knownLimit;
+    const FileState& state = now.at(path);
+    Drop drop = DropOf(stretch, path, state.frn, reference);
+    if (drop.knownLimit.empty() && !plan_.steady) {
+        drop.knownLimit = LimitOfADirectoryAbove(stretch, image, path, now, reference);
     }
     if (drop.knownLimit.empty() && IsToldTooLate(image, path)) {
         drop.knownLimit = "row-moved-behind-its-directory";

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "lives/known_limits.h"
 #include "lives/life.h"
 #include "lives/reference.h"
 #include "lives/stretch.h"
@@ -28,7 +29,11 @@ private:
     // By the rows before `end`, `depth` directories that moved below.
     bool IsExplained(const Stretch& stretch, const Image& image, std::size_t end, const std::u16string& path,
                      const FileState& state, int depth) const;
-    void FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FileState& state,
+    Drop DropOf(const Stretch& stretch, const std::u16string& path, std::uint64_t frn,
+                const Reference* reference) const;
+    std::string LimitOfADirectoryAbove(const Stretch& stretch, const Image& image, const std::u16string& path,
+                                       const FolderState& now, const Reference* reference) const;
+    void FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FolderState& now,
                   const Reference* reference);
 
     const Plan& plan_;

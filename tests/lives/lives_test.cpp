@@ -168,6 +168,16 @@ TEST(KnownLimits, ChangeBetweenTwoRenamesKeepsTheNameBetween) {
     EXPECT_THAT(KnownLimits(report), testing::ElementsAre("renamed-away-and-back"));
 }
 
+TEST(KnownLimits, DirectoryThatGetsItsNameBackLosesWhatCameWithIt) {
+    const Report report = Live(Planned({File(Act::kMoveDirectoryIn, u"C:\\Sync\\incoming"),
+                                        {3000, Act::kRenameDirectory, u"C:\\Sync\\incoming", u"C:\\Sync\\plans", 0},
+                                        File(Act::kRenameDirectory, u"C:\\Sync\\plans", u"C:\\Sync\\old"),
+                                        File(Act::kRenameDirectory, u"C:\\Sync\\old", u"C:\\Sync\\plans")},
+                                       false));
+    EXPECT_THAT(KnownLimits(report), testing::Contains("renamed-away-and-back"));
+    EXPECT_THAT(KnownLimits(report), testing::Each("renamed-away-and-back"));
+}
+
 TEST(KnownLimits, FileThatWasTemporaryForAMomentIsToldAsDeleted) {
     const Report report = Live(Planned({File(Act::kChain, u"C:\\Sync\\draft.xlsx", u"C:\\Sync\\plan.xlsx", 1),
                                         File(Act::kChain, u"C:\\Sync\\plan.xlsx", u"C:\\Sync\\plan.xlsx", 1)}));
