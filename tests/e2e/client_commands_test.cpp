@@ -49,7 +49,7 @@ TEST_F(ClientCommands, WatchPrintsChangesWhileTheServiceStoresThem) {
     ASSERT_EQ(Start(), 4);
     ASSERT_TRUE(WaitForStatus(2));
     Finished watch;
-    std::thread watching([&] { watch = WithDatabase({L"watch", L"--seconds", L"6", L"--json"}); });
+    std::thread watching([&] { watch = WithDatabase({L"watch", L"--seconds", L"10", L"--json"}); });
     Sleep(2000);  // a test of what happens meanwhile: the program has to be up first
     constexpr int kFiles = 300;
     files().Batch([&] {
