@@ -29,8 +29,7 @@ private:
 std::string Frame(std::uint32_t command, const std::u16string& json = {});
 // The status of a reply frame of 8 bytes; -1 for anything else.
 int ReplyStatus(const std::optional<std::string>& reply);
-// One request on a connection of its own; the reply's status, or -1.
-// Comes again once when it was dropped.
+// One request on a connection of its own; the reply's status, or -1. Comes again once when it was dropped.
 int Request(std::uint32_t command, const std::u16string& json = {});
 
 }  // namespace tavi::e2e
