@@ -21,6 +21,7 @@ TEST_F(Recovery, AnotherFolderAnswers0WithoutATaskAnd3WithOne) {
     ASSERT_EQ(Start(), 4);
     ASSERT_EQ(Finish(), 6);
     EXPECT_EQ(Start(other), 0);
+    ASSERT_TRUE(WaitForStatus(2));  // only then it is the current task
     EXPECT_EQ(Start(), 3);
 }
 
