@@ -154,7 +154,8 @@ void ListenServiceImpl::CancelWaitingForNamedPipe() {
 }
 
 // A cancellation meets only a call that is under way, and the thread may be about to make one, or several. Only calls
-// that wait for a client are broken here: what a request does to the database or the journal ends by itself.
+// that wait for a client, or for its executable, are broken here: what a request does to the database or the journal
+// ends by itself.
 void ListenServiceImpl::JoinIpcThread() {
     while (!process_.ipcThread.HasEnded()) {
         ipcWorker_.CancelBlockingCall([this] { process_.ipcThread.CancelSynchronousIo(); });

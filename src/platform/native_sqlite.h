@@ -1,5 +1,5 @@
 // The SQLite seam over the real library: each call hands its arguments on and returns the library's answer. Portable;
-// without state, so any thread may use one object. Used by the service and, on temporary databases, by the tests.
+// objects have no state, so any thread may use one. Used by the service and, on temporary databases, by the tests.
 //
 // Before the first connection of the process is opened, the library's default VFS is replaced by one that hands
 // everything on to it except the opening of a super-journal, which it refuses (native_sqlite.cpp says why). While that
