@@ -6,8 +6,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "records/step_pipeline.h"
-#include "records/steps.h"
+#include "records/steps/step_pipeline.h"
+#include "records/steps/steps.h"
 
 namespace tavi::bench {
 

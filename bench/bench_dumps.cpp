@@ -1,7 +1,7 @@
 // The dumps against one pass that inserts every name into a hash map.
 #include "batches.h"
 #include "ratio_table.h"
-#include "records/record_dumps.h"
+#include "records/dumps/record_dumps.h"
 
 int main(int argc, char** argv) {
     using namespace tavi::records;

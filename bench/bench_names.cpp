@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ratio_table.h"
-#include "records/temporary_file_rules.h"
+#include "records/names/temporary_file_rules.h"
 
 namespace {
 

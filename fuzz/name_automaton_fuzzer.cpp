@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "records/lower_case.h"
-#include "records/name_automaton.h"
-#include "records/name_expression.h"
-#include "records/temporary_file_rules.h"
+#include "records/names/lower_case.h"
+#include "records/names/name_automaton.h"
+#include "records/names/name_expression.h"
+#include "records/names/temporary_file_rules.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "unit/records/pipeline_run.h"
+#include "unit/records/steps/pipeline_run.h"
 
 namespace {
 

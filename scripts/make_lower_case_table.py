@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes src/records/lower_case_table.h: the simple lower case of every UTF-16 unit that has one of one unit.
+"""Writes src/records/names/lower_case_table.h: the simple lower case of every UTF-16 unit that has one of one unit.
 
 Run from the repository's root: python3 scripts/make_lower_case_table.py
 A run of capitals with the same distance to their small letters becomes one row; a step of 2 stands for the blocks in
@@ -56,7 +56,7 @@ def main():
     for row in rows():
         lines.append("    {0x%04X, 0x%04X, %d, %d}," % (row["first"], row["last"], row["step"] or 1, row["delta"]))
     lines += ["};", "// clang-format on", "", "}  // namespace tavi::records", ""]
-    with open("src/records/lower_case_table.h", "w", encoding="ascii", newline="\n") as out:
+    with open("src/records/names/lower_case_table.h", "w", encoding="ascii", newline="\n") as out:
         out.write("\n".join(lines))
 
 

@@ -10,7 +10,7 @@
 
 #include "db/statements.h"
 #include "platform/platform.h"
-#include "records/change_record.h"
+#include "records/model/change_record.h"
 
 namespace tavi::db {
 

@@ -15,7 +15,7 @@
 #include "journal/timestamp_converter.h"
 #include "journal/usn_decoder.h"
 #include "platform/clock.h"
-#include "records/change_record.h"
+#include "records/model/change_record.h"
 
 namespace tavi::journal {
 

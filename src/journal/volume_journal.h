@@ -20,7 +20,7 @@
 #include "journal/path_mapping.h"
 #include "platform/owned_handle.h"
 #include "platform/platform.h"
-#include "records/change_record.h"
+#include "records/model/change_record.h"
 
 namespace tavi::journal {
 

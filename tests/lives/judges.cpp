@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "records/temporary_file_rules.h"
+#include "records/names/temporary_file_rules.h"
 
 namespace tavi::lives {
 

@@ -7,8 +7,8 @@
 
 #include "lives/plan.h"
 #include "platform/constants.h"
-#include "records/lower_case.h"
-#include "records/temporary_file_rules.h"
+#include "records/names/lower_case.h"
+#include "records/names/temporary_file_rules.h"
 
 namespace tavi::lives {
 

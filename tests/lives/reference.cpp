@@ -5,8 +5,8 @@
 
 #include "records/cycle/batch_split.h"
 #include "records/cycle/file_change_record.h"
-#include "records/step_pipeline.h"
-#include "records/temporary_file_rules.h"
+#include "records/steps/step_pipeline.h"
+#include "records/names/temporary_file_rules.h"
 
 namespace tavi::lives {
 

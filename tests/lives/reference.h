@@ -9,7 +9,7 @@
 
 #include "lives/stretch.h"
 #include "lives/world.h"
-#include "records/change_record.h"
+#include "records/model/change_record.h"
 
 namespace tavi::lives {
 

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "records/change_record.h"
+#include "records/model/change_record.h"
 #include "replay/table_world.h"
 
 namespace tavi::replay {

@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "records/change_record.h"
-#include "records/step_record.h"
+#include "records/model/change_record.h"
+#include "records/model/step_record.h"
 #include "replay/table_world.h"
 
 namespace tavi::replay {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "records/step_pipeline.h"
+#include "records/steps/step_pipeline.h"
 #include "replay/batch_json.h"
 #include "replay/document_reader.h"
 

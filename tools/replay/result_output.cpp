@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "imports/type_convert.h"
-#include "records/record_dumps.h"
+#include "records/dumps/record_dumps.h"
 #include "replay/json_output.h"
 
 namespace tavi::replay {

@@ -7,7 +7,7 @@
 #include <ostream>
 #include <string>
 
-#include "records/step_pipeline.h"
+#include "records/steps/step_pipeline.h"
 
 namespace tavi::replay {
 

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "records/step_world.h"
+#include "records/steps/step_world.h"
 
 namespace tavi::replay {
 

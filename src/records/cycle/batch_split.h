@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-#include "records/change_record.h"
+#include "records/model/change_record.h"
 
 namespace tavi::records {
 

@@ -1,7 +1,7 @@
 #include "imports/sync_panel_log.h"
-#include "records/batch_dumps.h"
+#include "records/dumps/batch_dumps.h"
 #include "records/cycle/file_change_record.h"
-#include "records/step_pipeline.h"
+#include "records/steps/step_pipeline.h"
 
 namespace tavi::records {
 namespace {

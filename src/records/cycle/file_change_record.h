@@ -15,10 +15,10 @@
 #include "db/sqlite3_operator.h"
 #include "journal/volume_journal.h"
 #include "platform/platform.h"
-#include "records/change_record.h"
+#include "records/model/change_record.h"
 #include "records/cycle/system_step_world.h"
-#include "records/step_pipeline.h"
-#include "records/temporary_file_rules.h"
+#include "records/steps/step_pipeline.h"
+#include "records/names/temporary_file_rules.h"
 
 namespace tavi::records {
 

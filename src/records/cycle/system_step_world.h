@@ -9,7 +9,7 @@
 
 #include "journal/volume_journal.h"
 #include "platform/platform.h"
-#include "records/step_world.h"
+#include "records/steps/step_world.h"
 
 namespace tavi::records {
 

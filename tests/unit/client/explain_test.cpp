@@ -9,7 +9,7 @@
 #include "imports/file_log.h"
 #include "imports/type_convert.h"
 #include "unit/client_library/scripted_pipe.h"
-#include "unit/cycle/cycle_rig.h"
+#include "unit/records/cycle/cycle_rig.h"
 
 namespace tavi::client {
 namespace {

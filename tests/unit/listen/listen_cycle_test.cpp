@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "listen/listen_worker.h"
-#include "unit/cycle/cycle_rig.h"
+#include "unit/records/cycle/cycle_rig.h"
 #include "unit/listen/log_matching.h"
 
 namespace tavi::listen {

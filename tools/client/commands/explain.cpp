@@ -8,7 +8,7 @@
 #include "imports/type_convert.h"
 #include "machine/log_files.h"
 #include "platform/platform.h"
-#include "records/lower_case.h"
+#include "records/names/lower_case.h"
 #include "story/batch_story.h"
 
 namespace tavi::client {

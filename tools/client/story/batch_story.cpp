@@ -7,7 +7,7 @@
 
 #include "imports/path_helper.h"
 #include "imports/type_convert.h"
-#include "records/lower_case.h"
+#include "records/names/lower_case.h"
 
 namespace tavi::client {
 

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "records/step_pipeline.h"
+#include "records/steps/step_pipeline.h"
 
 namespace tavi::client {
 

@@ -1,0 +1,56 @@
+// Every step of the processing cycle in its plainest form: scans inside scans, removals from the middle, no index that
+// is not part of the rule. It shares nothing with the product but the record types, and is what the steps are
+// compared with. Quadratic and worse: for small batches only. One thread.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "records/model/change_record.h"
+
+namespace tavi::literal {
+
+using records::FileChangeInfo;
+using records::FileChangeInfoList;
+using records::TemporaryFileList;
+using records::UsnRecord;
+using records::UsnRecordList;
+
+// What the steps may ask of the machine. Paths are relative to the listened folder.
+struct World {
+    struct Entry {
+        std::u16string name;
+        std::uint32_t attributes = 0;
+        std::uint64_t frn = 0;
+    };
+    std::set<std::u16string> placeholders;
+    std::map<std::u16string, std::vector<Entry>> tree;  // a directory's entries, in the order they are listed
+};
+
+UsnRecordList FilterPlaceholders(const UsnRecordList& input);
+UsnRecordList CorrectHiddenAttributes(const UsnRecordList& input);
+FileChangeInfoList Convert(const UsnRecordList& input);
+FileChangeInfoList FilterTemporaryFiles(const FileChangeInfoList& input, const World& world,
+                                        TemporaryFileList& temporaryFiles);
+FileChangeInfoList MergeModifications(const FileChangeInfoList& input);
+FileChangeInfoList CheckSpecialDeletions(const FileChangeInfoList& input);
+FileChangeInfoList PairRenames(const FileChangeInfoList& input, const World& world);
+FileChangeInfoList CheckSpecialRenames(const FileChangeInfoList& input, FileChangeInfoList& delay);
+FileChangeInfoList ResolveTemporaryRenames(const FileChangeInfoList& input);
+FileChangeInfoList MergeBatch(const FileChangeInfoList& input);
+FileChangeInfoList SplitMoves(const FileChangeInfoList& input);
+
+// All of them in order. `steps` has one list per step, the batch as read first: twelve.
+struct Outcome {
+    std::vector<std::variant<UsnRecordList, FileChangeInfoList>> steps;
+    FileChangeInfoList delay;
+    TemporaryFileList temporaryFiles;
+};
+Outcome RunAll(const UsnRecordList& batch, const FileChangeInfoList& delay, const World& world);
+
+}  // namespace tavi::literal
