@@ -330,7 +330,7 @@ Handle SimFiles::OpenHostFile(Call& call, const std::u16string& path, std::uint3
     if (exists && disposition == kCreateNew) {
         return call.Fail(kErrorFileExists, kInvalidHandle);
     }
-    const bool directory = exists && (attributes & kFileAttributeDirectory) != 0;
+    const bool directory = exists && IsDirectory(attributes);
     if (directory && (flags & kFileFlagBackupSemantics) == 0) {
         return call.Fail(kErrorAccessDenied, kInvalidHandle);
     }
@@ -425,7 +425,7 @@ int SimFiles::Waccess(const std::u16string& path, int mode) {
         errno = call.failed() ? static_cast<int>(call.code()) : ENOENT;
         return -1;
     }
-    const bool readOnlyFile = (attributes & kFileAttributeReadOnly) != 0 && (attributes & kFileAttributeDirectory) == 0;
+    const bool readOnlyFile = (attributes & kFileAttributeReadOnly) != 0 && !IsDirectory(attributes);
     if ((mode & 2) != 0 && readOnlyFile) {
         errno = EACCES;
         return -1;
@@ -487,7 +487,7 @@ FindHandle SimFiles::FindFirstFileW(const std::u16string& pattern, FindData& dat
     const std::u16string folder = ParentOf(normal);
     const std::u16string name = NtfsVolume::Fold(NameOf(normal));
     const std::uint32_t attributes = AttributesOf(folder);
-    if (attributes == kInvalidFileAttributes || (attributes & kFileAttributeDirectory) == 0) {
+    if (attributes == kInvalidFileAttributes || !IsDirectory(attributes)) {
         return call.Fail(kErrorPathNotFound, kInvalidFindHandle);
     }
     auto object = std::make_shared<FindObject>();

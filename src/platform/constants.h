@@ -65,6 +65,10 @@ inline constexpr std::uint32_t kFileAttributeArchive = 0x20;
 inline constexpr std::uint32_t kFileAttributeNormal = 0x80;
 inline constexpr std::uint32_t kFileAttributeReparsePoint = 0x400;
 inline constexpr std::uint32_t kInvalidFileAttributes = 0xFFFFFFFF;
+// Of attributes that were read. kInvalidFileAttributes has every bit set, so check for it first.
+constexpr bool IsDirectory(std::uint32_t attributes) {
+    return (attributes & kFileAttributeDirectory) != 0;
+}
 inline constexpr std::uint32_t kReparseTagNameSurrogate =
     0x20000000;  // the bit that links and junctions have in common
 inline constexpr std::uint32_t kFileBegin = 0;

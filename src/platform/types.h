@@ -37,6 +37,15 @@ inline constexpr LocalMemory kNoLocalMemory{0};
 // FILETIME as one number: 100 ns since 1601-01-01 UTC.
 using FileTime = std::uint64_t;
 
+// A file's or directory's number on an NTFS volume: its record's index in the master file table in the low 48 bits, and
+// a sequence number in the high 16, which counts how often the record was used. Compare the whole number: without the
+// sequence a new file could be taken for a deleted one whose record it got.
+using FileReferenceNumber = std::uint64_t;
+
+// A position in a volume's change journal: a byte offset in the stream of all records ever written to it. It grows with
+// each record and starts again at 0 when the journal is deleted and created anew.
+using Usn = std::int64_t;
+
 // SYSTEMTIME.
 struct SystemTime {
     std::uint16_t year = 0;
@@ -109,19 +118,20 @@ struct FindData {
     std::uint32_t reparseTag = 0;  // dwReserved0 of a reparse point, otherwise 0
 };
 
-// BY_HANDLE_FILE_INFORMATION, the fields that are read. fileIndex is nFileIndexHigh:nFileIndexLow.
+// BY_HANDLE_FILE_INFORMATION, the fields that are read. fileIndex is nFileIndexHigh:nFileIndexLow, on NTFS the file's
+// reference number.
 struct FileInformation {
     std::uint32_t fileAttributes = 0;
-    std::uint64_t fileIndex = 0;
+    FileReferenceNumber fileIndex = 0;
 };
 
 // USN_JOURNAL_DATA_V0: 56 bytes.
 struct UsnJournalData {
     std::uint64_t usnJournalId = 0;
-    std::int64_t firstUsn = 0;
-    std::int64_t nextUsn = 0;
-    std::int64_t lowestValidUsn = 0;
-    std::int64_t maxUsn = 0;
+    Usn firstUsn = 0;
+    Usn nextUsn = 0;
+    Usn lowestValidUsn = 0;
+    Usn maxUsn = 0;
     std::uint64_t maximumSize = 0;
     std::uint64_t allocationDelta = 0;
 
@@ -131,7 +141,7 @@ static_assert(sizeof(UsnJournalData) == 56);
 
 // READ_USN_JOURNAL_DATA_V0: 40 bytes.
 struct ReadUsnJournalData {
-    std::int64_t startUsn = 0;
+    Usn startUsn = 0;
     std::uint32_t reasonMask = 0;
     std::uint32_t returnOnlyOnClose = 0;
     std::uint64_t timeout = 0;
@@ -162,9 +172,9 @@ struct UsnRecordV2 {
     std::uint32_t recordLength = 0;  // bytes, a multiple of 8
     std::uint16_t majorVersion = 0;
     std::uint16_t minorVersion = 0;
-    std::uint64_t fileReferenceNumber = 0;
-    std::uint64_t parentFileReferenceNumber = 0;
-    std::int64_t usn = 0;
+    FileReferenceNumber fileReferenceNumber = 0;
+    FileReferenceNumber parentFileReferenceNumber = 0;
+    Usn usn = 0;
     FileTime timeStamp = 0;
     std::uint32_t reason = 0;
     std::uint32_t sourceInfo = 0;
@@ -180,7 +190,7 @@ static_assert(offsetof(UsnRecordV2, fileNameOffset) == 58);
 // What NtCreateFile is asked for when it opens by file id.
 struct NtOpenById {
     Handle rootDirectory = kNullHandle;
-    std::uint64_t fileReferenceNumber = 0;  // its 8 bytes are the object's name
+    FileReferenceNumber fileReferenceNumber = 0;  // its 8 bytes are the object's name
     std::uint32_t objectAttributes = 0;
     std::uint32_t desiredAccess = 0;
     std::uint32_t fileAttributes = 0;
