@@ -7,8 +7,6 @@ namespace tavi::client {
 
 namespace {
 
-constexpr std::size_t kReplyBytes = 8;
-
 std::uint32_t ReadNumber(std::span<const std::uint8_t> bytes) {
     return std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
            std::uint32_t{bytes[3]} << 24;
@@ -39,7 +37,7 @@ constexpr std::array kMeanings = {
 }  // namespace
 
 std::optional<std::uint32_t> DecodeReply(std::span<const std::uint8_t> bytes) {
-    if (bytes.size() != kReplyBytes || ReadNumber(bytes) != kReplyBytes) {
+    if (bytes.size() != kReplyFrameBytes || ReadNumber(bytes) != kReplyFrameBytes) {
         return std::nullopt;
     }
     return ReadNumber(bytes.subspan(4));

@@ -17,7 +17,7 @@ void AppendNumber(Frame& frame, std::uint32_t number) {
 }
 
 Frame BuildFrameWithText(Command command, std::u16string_view text) {
-    const std::size_t bytes = kFrameHeaderBytes + 2 * text.size();
+    const std::size_t bytes = protocol::kFrameHeaderBytes + 2 * text.size();
     Frame frame;
     frame.reserve(bytes);
     AppendNumber(frame, static_cast<std::uint32_t>(bytes));
@@ -54,16 +54,17 @@ std::string CheckLength(std::string_view what, const std::string& text, std::siz
 }  // namespace
 
 std::string CheckStartRequest(const StartRequest& request) {
-    if (std::string problem = CheckLength("the user id", request.userId, kMaxUserIdUnits); !problem.empty()) {
+    if (std::string problem = CheckLength("the user id", request.userId, protocol::kLongestUserId); !problem.empty()) {
         return problem;
     }
-    if (std::string problem = CheckLength("the folder", request.listenPath, kMaxListenPathUnits); !problem.empty()) {
+    if (std::string problem = CheckLength("the folder", request.listenPath, protocol::kLongestListenPath);
+        !problem.empty()) {
         return problem;
     }
     if (request.databasePath.empty()) {
         return "the database folder must not be empty";
     }
-    if (kFrameHeaderBytes + 2 * StartText(request).size() > kMaxFrameBytes) {
+    if (protocol::kFrameHeaderBytes + 2 * StartText(request).size() > protocol::kLargestFrameBytes) {
         return "the database folder is too long: the request does not fit into 4096 bytes";
     }
     return {};

@@ -21,10 +21,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!params.valid) {
         return 0;
     }
-    Require(size >= kFrameHeaderBytes && size <= kLargestFrameBytes && params.command <= kDetectUsnStatus);
-    const bool start = params.command == kStartListenTask;
-    Require(start == !params.userId.empty() && params.userId.size() <= kLongestUserId);
-    Require(start == !params.listenPath.empty() && params.listenPath.size() <= kLongestListenPath);
+    Require(size >= tavi::protocol::kFrameHeaderBytes && size <= tavi::protocol::kLargestFrameBytes &&
+            params.command <= tavi::protocol::kDetectUsnStatus);
+    const bool start = params.command == tavi::protocol::kStartListenTask;
+    Require(start == !params.userId.empty() && params.userId.size() <= tavi::protocol::kLongestUserId);
+    Require(start == !params.listenPath.empty() && params.listenPath.size() <= tavi::protocol::kLongestListenPath);
     Require(start == !params.databasePath.empty());
     return 0;
 }

@@ -18,14 +18,14 @@ void Require(bool condition) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tavi::ipc;
     std::u16string text;
-    for (std::size_t i = 0; i + 1 < size && i < kLargestFrameBytes; i += 2) {
+    for (std::size_t i = 0; i + 1 < size && i < tavi::protocol::kLargestFrameBytes; i += 2) {
         text.push_back(static_cast<char16_t>(data[i] | (data[i + 1] << 8)));
     }
-    const ListenTaskParams params = ParseClientJson(kStartListenTask, text);
-    Require(params.command == kStartListenTask);
+    const ListenTaskParams params = ParseClientJson(tavi::protocol::kStartListenTask, text);
+    Require(params.command == tavi::protocol::kStartListenTask);
     if (params.valid) {
-        Require(!params.userId.empty() && params.userId.size() <= kLongestUserId);
-        Require(!params.listenPath.empty() && params.listenPath.size() <= kLongestListenPath);
+        Require(!params.userId.empty() && params.userId.size() <= tavi::protocol::kLongestUserId);
+        Require(!params.listenPath.empty() && params.listenPath.size() <= tavi::protocol::kLongestListenPath);
         Require(!params.databasePath.empty());
     }
     return 0;

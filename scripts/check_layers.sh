@@ -29,3 +29,10 @@ if [ -n "$foreign" ]; then
     printf 'The client library and its examples include what they may not:\n%s\n' "$foreign"
     exit 1
 fi
+
+# The one header of the client library that the service takes: the protocol's numbers.
+foreign="$(grep -rnE "${inside}tavi_client/" --include='*.h' --include='*.cpp' src sim | grep -v '"tavi_client/protocol\.h"' || true)"
+if [ -n "$foreign" ]; then
+    printf 'Of the client library, the service may include tavi_client/protocol.h and nothing else:\n%s\n' "$foreign"
+    exit 1
+fi

@@ -4,15 +4,17 @@
 
 #include <windows.h>
 
+#include <iterator>
 #include <string>
 
+#include "tavi_client/protocol.h"
 #include "tavi_client/service_pipe.h"
 
 namespace tavi::client {
 
 class WindowsPipe final : public ServicePipe {
 public:
-    explicit WindowsPipe(std::wstring name = LR"(\\.\pipe\TaviListenServiceNamePipe)") : name_(std::move(name)) {}
+    explicit WindowsPipe(std::wstring name = ServiceName()) : name_(std::move(name)) {}
     ~WindowsPipe() override;
     WindowsPipe(const WindowsPipe&) = delete;
     WindowsPipe& operator=(const WindowsPipe&) = delete;
@@ -26,6 +28,7 @@ public:
     void Sleep(std::uint32_t milliseconds) override;
 
 private:
+    static std::wstring ServiceName() { return {std::begin(protocol::kPipeName), std::end(protocol::kPipeName) - 1}; }
     std::uint32_t Complete(bool begun, OVERLAPPED& operation, std::uint32_t timeout, DWORD& bytes);
 
     std::wstring name_;

@@ -8,34 +8,34 @@ namespace {
 std::uint32_t StatusOf(ClientCommands::UsnStatus status) {
     switch (status) {
         case ClientCommands::UsnStatus::kUsable:
-            return kReplyUsnUsable;
+            return protocol::kReplyJournalUsable;
         case ClientCommands::UsnStatus::kUnusable:
-            return kReplyUsnUnusable;
+            return protocol::kReplyJournalUnusable;
         case ClientCommands::UsnStatus::kNoTask:
             break;
     }
-    return kReplyNoTask;
+    return protocol::kReplyNoTask;
 }
 
 void FinishListenTasks(ListenServiceNamedPipe& pipe, ClientCommands& commands) {
     Drive::SyncPanelLog::WriteTraceLog("SyncFile requests to finish listening tasks");
     const FinishingScope finishing(commands);
     commands.FinishCurrentListenTask();
-    SendReply(pipe, kReplyFinished);
+    SendReply(pipe, protocol::kReplyFinished);
 }
 
 }  // namespace
 
 void DispatchClientMessage(ListenServiceNamedPipe& pipe, ClientCommands& commands, const ListenTaskParams& params) {
     switch (params.command) {
-        case kStartListenTask:
+        case protocol::kStartListenTask:
             Drive::SyncPanelLog::WriteNetLog("SyncFile requests to start a listening task");
             SendReply(pipe, commands.HandleSyncFileMsgForBeginningListenTask(params));
             break;
-        case kFinishListenTasks:
+        case protocol::kFinishListenTasks:
             FinishListenTasks(pipe, commands);
             break;
-        case kDetectUsnStatus:
+        case protocol::kDetectUsnStatus:
             Drive::SyncPanelLog::WriteTraceLog("SyncFile requests to detect USN status");
             SendReply(pipe, StatusOf(commands.DetectUsnStatus()));
             break;

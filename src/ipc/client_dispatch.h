@@ -39,12 +39,6 @@ private:
     ClientCommands& commands_;
 };
 
-// Reply status values of the two commands that are answered here.
-inline constexpr std::uint32_t kReplyNoTask = 0;
-inline constexpr std::uint32_t kReplyUsnUnusable = 1;
-inline constexpr std::uint32_t kReplyUsnUsable = 2;
-inline constexpr std::uint32_t kReplyFinished = 6;
-
 // `params` is a valid request. Answers it and ends the connection, whatever came of it.
 void DispatchClientMessage(ListenServiceNamedPipe& pipe, ClientCommands& commands, const ListenTaskParams& params);
 

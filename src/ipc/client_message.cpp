@@ -59,13 +59,13 @@ std::u16string StringMember(const Json::Value& object, const char* key) {
 }
 
 bool ParametersAreUsable(const ListenTaskParams& params) {
-    return !params.userId.empty() && params.userId.size() <= kLongestUserId && !params.listenPath.empty() &&
-           params.listenPath.size() <= kLongestListenPath && !params.databasePath.empty();
+    return !params.userId.empty() && params.userId.size() <= protocol::kLongestUserId && !params.listenPath.empty() &&
+           params.listenPath.size() <= protocol::kLongestListenPath && !params.databasePath.empty();
 }
 
 ListenTaskParams ParseStartParameters(std::u16string_view text) {
     ListenTaskParams params;
-    params.command = kStartListenTask;
+    params.command = protocol::kStartListenTask;
     Json::Value root;
     if (!ParseObject(TypeConvert::UnicodeToUTF8(text), root)) {
         Drive::SyncPanelLog::WriteTraceLog("Failed to parse JSON data or not object");
@@ -89,23 +89,23 @@ ListenTaskParams ParseStartParameters(std::u16string_view text) {
 }  // namespace
 
 ListenTaskParams GetSyncFileMessageAndCheck(std::span<const std::byte> frame) {
-    if (frame.size() < kFrameHeaderBytes) {
+    if (frame.size() < protocol::kFrameHeaderBytes) {
         return RejectFrame("The total length of received data is incorrect");
     }
 
     const std::uint32_t totalLength = ReadLittleEndian32(frame);
     // Unsigned on purpose: lengths below the header's wrap around and are refused by the same comparison.
-    const std::uint32_t jsonBytes = totalLength - static_cast<std::uint32_t>(kFrameHeaderBytes);
-    if (jsonBytes > kLargestFrameBytes - kFrameHeaderBytes || totalLength != frame.size()) {
+    const std::uint32_t jsonBytes = totalLength - static_cast<std::uint32_t>(protocol::kFrameHeaderBytes);
+    if (jsonBytes > protocol::kLargestFrameBytes - protocol::kFrameHeaderBytes || totalLength != frame.size()) {
         return RejectFrame("The total length field in the received data is incorrect");
     }
 
     const std::uint32_t command = ReadLittleEndian32(frame.subspan(4));
-    if (command > kDetectUsnStatus) {
+    if (command > protocol::kLastCommand) {
         return RejectFrame("The command in the received message is incorrect");
     }
 
-    const std::span<const std::byte> json = frame.subspan(kFrameHeaderBytes);
+    const std::span<const std::byte> json = frame.subspan(protocol::kFrameHeaderBytes);
     if (jsonBytes != json.size() || jsonBytes % 2 != 0) {
         return RejectFrame("The length of the JSON data is incorrect");
     }
@@ -114,10 +114,10 @@ ListenTaskParams GetSyncFileMessageAndCheck(std::span<const std::byte> frame) {
 
 ListenTaskParams ParseClientJson(std::uint32_t command, std::u16string_view text) {
     switch (command) {
-        case kStartListenTask:
+        case protocol::kStartListenTask:
             return ParseStartParameters(text);
-        case kFinishListenTasks:
-        case kDetectUsnStatus: {
+        case protocol::kFinishListenTasks:
+        case protocol::kDetectUsnStatus: {
             ListenTaskParams params;
             params.valid = true;
             params.command = command;
@@ -129,9 +129,9 @@ ListenTaskParams ParseClientJson(std::uint32_t command, std::u16string_view text
     }
 }
 
-std::array<std::byte, kReplyFrameBytes> MakeReplyFrame(std::uint32_t status) {
-    std::array<std::byte, kReplyFrameBytes> frame{};
-    WriteLittleEndian32(frame, kReplyFrameBytes);
+std::array<std::byte, protocol::kReplyFrameBytes> MakeReplyFrame(std::uint32_t status) {
+    std::array<std::byte, protocol::kReplyFrameBytes> frame{};
+    WriteLittleEndian32(frame, protocol::kReplyFrameBytes);
     WriteLittleEndian32(std::span(frame).subspan(4), status);
     return frame;
 }

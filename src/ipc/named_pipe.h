@@ -20,6 +20,7 @@
 #include "ipc/blocking_calls.h"
 #include "platform/owned.h"
 #include "platform/platform.h"
+#include "tavi_client/protocol.h"
 
 namespace tavi::ipc {
 
@@ -47,7 +48,7 @@ public:
     bool InBlockingCall() const { return blockingCalls_.UnderWay(); }
     BlockingCalls& blockingCalls() { return blockingCalls_; }
 
-    static constexpr const char16_t* PipeName = u"\\\\.\\pipe\\TaviListenServiceNamePipe";
+    static constexpr const char16_t* PipeName = protocol::kPipeName;
 
 private:
     bool BuildSecurityDescriptor();

@@ -169,7 +169,7 @@ std::uint32_t ListenServiceImpl::HandleSyncFileMsgForBeginningListenTask(const i
         return startHandler_.HandleSyncFileMsgForBeginningListenTask(params);
     } catch (const std::exception& exception) {
         LogError("HandleSyncFileMsgForBeginningListenTask", std::string("std::exception : ") + exception.what());
-        return kReplyFailed;
+        return protocol::kReplyStartFailed;
     }
 }
 

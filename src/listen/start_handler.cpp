@@ -15,7 +15,7 @@ constexpr const char* kStartFunction = "HandleSyncFileMsgForBeginningListenTask"
 
 std::uint32_t Fail(const char* function, const char* message) {
     Drive::SyncPanelLog::WriteErrorLog("ListenServiceImpl", function, message);
-    return kReplyFailed;
+    return protocol::kReplyStartFailed;
 }
 
 ListenTaskRecord MakeRecord(const ipc::ListenTaskParams& request, std::int64_t position) {
@@ -39,25 +39,25 @@ struct StartHandler::Process {
 
 std::uint32_t StartHandler::HandleUserFirstLoginProcess(const ipc::ListenTaskParams& request) {
     return RunProcess({"HandleUserFirstLoginProcess", Process::JournalSteps::kQueryOrCreate, "Failed to query the USN",
-                       &StartHandler::StoreFirstLogin, kReplyFirstLogin},
+                       &StartHandler::StoreFirstLogin, protocol::kReplyFirstLogin},
                       request);
 }
 
 std::uint32_t StartHandler::HandleChangeListenPathProcess(const ipc::ListenTaskParams& request) {
     return RunProcess({"HandleChangeListenPathProcess", Process::JournalSteps::kQueryOrCreate,
-                       "Failed to query the nextNSN", &StartHandler::StoreUpdate, kReplyContinued},
+                       "Failed to query the nextNSN", &StartHandler::StoreUpdate, protocol::kReplyContinues},
                       request);
 }
 
 std::uint32_t StartHandler::HandleChangeJournalClosureProcess(const ipc::ListenTaskParams& request) {
     return RunProcess({"HandleChangeJournalClosureProcess", Process::JournalSteps::kCreate,
-                       "Failed to query the nextUSN", &StartHandler::StoreUpdate, kReplyJournalRecreated},
+                       "Failed to query the nextUSN", &StartHandler::StoreUpdate, protocol::kReplyJournalRecreated},
                       request);
 }
 
 std::uint32_t StartHandler::HandleUsnExpirationProcess(const ipc::ListenTaskParams& request) {
     return RunProcess({"HandleUsnExpirationProcess", Process::JournalSteps::kNone, "Failed to query the nextUSN",
-                       &StartHandler::StoreUpdate, kReplyPositionExpired},
+                       &StartHandler::StoreUpdate, protocol::kReplyPositionExpired},
                       request);
 }
 
@@ -74,9 +74,9 @@ std::uint32_t StartHandler::RunProcess(const Process& process, const ipc::Listen
     }
     ListenTaskRecord record = MakeRecord(request, journal->nextUsn);
     if (!(this->*process.store)(process, record)) {
-        return kReplyFailed;
+        return protocol::kReplyStartFailed;
     }
-    return StartListening(process.function, std::move(record)) ? process.successCode : kReplyFailed;
+    return StartListening(process.function, std::move(record)) ? process.successCode : protocol::kReplyStartFailed;
 }
 
 bool StartHandler::StoreFirstLogin(const Process& process, const ListenTaskRecord& record) {
@@ -118,26 +118,26 @@ std::uint32_t StartHandler::HandleSyncFileMsgForBeginningListenTask(const ipc::L
         return Fail(kStartFunction, "The database base path is empty");
     }
     if (!util::IsNtfsFileSystemBasedOnPath(platform_, request.listenPath)) {
-        return kReplyFailed;
+        return protocol::kReplyStartFailed;
     }
     if (!OpenDatabase(request.userId)) {
-        return kReplyFailed;
+        return protocol::kReplyStartFailed;
     }
-    if (changeMarker == kReplyTaskReplaced) {
+    if (changeMarker == protocol::kReplyTaskReplaced) {
         ClearTablesOfReplacedTask();
     }
     const std::uint32_t result = DecideAndStart(request);
-    return result != kReplyContinued ? result : changeMarker;
+    return result != protocol::kReplyContinues ? result : changeMarker;
 }
 
 std::uint32_t StartHandler::FindChangeMarker(const ipc::ListenTaskParams& request) {
     const auto task = process_.listenThread.Joinable() ? process_.currentTask.Get() : nullptr;
     if (task == nullptr || (request.userId == task->userId && request.listenPath == task->listenPath)) {
-        return kReplyContinued;
+        return protocol::kReplyContinues;
     }
     Drive::SyncPanelLog::WriteTraceLog(
         "{ListenServiceImpl.HandleSyncFileMsgForBeginningListenTask}The user ID or listening path is changed.");
-    return kReplyTaskReplaced;
+    return protocol::kReplyTaskReplaced;
 }
 
 // A database that could not be prepared shows when the user row is read.
@@ -191,8 +191,8 @@ std::uint32_t StartHandler::DecideAndStart(const ipc::ListenTaskParams& request)
         return HandleUsnExpirationProcess(request);
     }
     Drive::SyncPanelLog::WriteTraceLog("Continue reading USN");
-    return StartListening(kStartFunction, MakeRecord(request, stored.record.usnLocation)) ? kReplyContinued
-                                                                                          : kReplyFailed;
+    return StartListening(kStartFunction, MakeRecord(request, stored.record.usnLocation)) ? protocol::kReplyContinues
+                                                                                          : protocol::kReplyStartFailed;
 }
 
 }  // namespace tavi::listen

@@ -17,14 +17,6 @@
 
 namespace tavi::listen {
 
-// Reply codes of a start request.
-inline constexpr std::uint32_t kReplyContinued = 0;
-inline constexpr std::uint32_t kReplyJournalRecreated = 1;
-inline constexpr std::uint32_t kReplyPositionExpired = 2;
-inline constexpr std::uint32_t kReplyTaskReplaced = 3;
-inline constexpr std::uint32_t kReplyFirstLogin = 4;
-inline constexpr std::uint32_t kReplyFailed = 5;
-
 class StartHandler {
 public:
     StartHandler(platform::Platform& platform, ListenProcess& process, ListenWorker& worker)

@@ -3,18 +3,21 @@
 #include <windows.h>
 
 #include <cstring>
+#include <iterator>
+
+#include "tavi_client/protocol.h"
 
 namespace tavi::e2e {
 namespace {
 
-constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\TaviListenServiceNamePipe";
+const std::wstring kPipeName(std::begin(protocol::kPipeName), std::end(protocol::kPipeName) - 1);
 
 }  // namespace
 
 bool PipeClient::Connect(unsigned timeoutMs) {
     Close();
     for (const ULONGLONG end = GetTickCount64() + timeoutMs;;) {
-        HANDLE pipe = CreateFileW(kPipeName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+        HANDLE pipe = CreateFileW(kPipeName.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                   FILE_FLAG_OVERLAPPED, nullptr);
         if (pipe != INVALID_HANDLE_VALUE) {
             DWORD mode = PIPE_READMODE_MESSAGE;
@@ -67,11 +70,11 @@ void PipeClient::Close() {
 }
 
 std::string Frame(std::uint32_t command, const std::u16string& json) {
-    const auto length = static_cast<std::uint32_t>(8 + 2 * json.size());
+    const auto length = static_cast<std::uint32_t>(protocol::kFrameHeaderBytes + 2 * json.size());
     std::string frame(length, '\0');
     std::memcpy(frame.data(), &length, 4);
     std::memcpy(frame.data() + 4, &command, 4);
-    std::memcpy(frame.data() + 8, json.data(), 2 * json.size());
+    std::memcpy(frame.data() + protocol::kFrameHeaderBytes, json.data(), 2 * json.size());
     return frame;
 }
 
@@ -81,7 +84,7 @@ int ReplyStatus(const std::optional<std::string>& reply) {
         return -1;
     }
     std::memcpy(words, reply->data(), sizeof words);
-    return words[0] == 8 ? static_cast<int>(words[1]) : -1;
+    return words[0] == protocol::kReplyFrameBytes ? static_cast<int>(words[1]) : -1;
 }
 
 int Request(std::uint32_t command, const std::u16string& json) {

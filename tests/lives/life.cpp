@@ -75,7 +75,7 @@ void Life::StartTask() {
     const bool troubled = world_.inTrouble();
     const bool ran = listening_;
     const auto reply = world_.AskStart(user_, folder_);
-    listening_ = reply && *reply < listen::kReplyFailed;
+    listening_ = reply && *reply < protocol::kReplyStartFailed;
     mustGoOn_ = listening_ && !troubled;
     startedAt_ = world_.machine().NowMilliseconds();
     // What is stored shows itself only once the machine is up again.
@@ -94,8 +94,8 @@ void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Im
     const StartWay way = world_.log().startWay();
     const bool cleared = world_.log().tablesCleared();
     const bool continues = way == StartWay::kContinue && !cleared;
-    const bool cutShort = !reply || *reply == listen::kReplyFailed;
-    const bool saysNothing = reply && (*reply == listen::kReplyContinued || *reply == listen::kReplyTaskReplaced);
+    const bool cutShort = !reply || *reply == protocol::kReplyStartFailed;
+    const bool saysNothing = reply && (*reply == protocol::kReplyContinues || *reply == protocol::kReplyTaskReplaced);
     const Stretch* current = stretches_.Current(user_);
     if (saysNothing && way == StartWay::kContinue) {
         const std::string answered = "reply " + std::to_string(*reply) + " although ";
@@ -172,7 +172,7 @@ void Life::PerformControl(const Event& event) {
             if (world_.processStarted() && !world_.dead()) {
                 const auto reply = world_.AskFinish();
                 listening_ = mustGoOn_ = false;
-                if (reply && *reply != ipc::kReplyFinished) {
+                if (reply && *reply != protocol::kReplyFinished) {
                     judges_.Find('g', "reply " + std::to_string(*reply) + " to a finish request");
                 }
             }
@@ -307,7 +307,7 @@ void Life::End() {
     if (mustGoOn_) {
         world_.Sleep(2000);  // a task that has just been started does not count yet
     }
-    if (mustGoOn_ && !world_.dead() && world_.AskStatus() != std::optional(ipc::kReplyUsnUsable)) {
+    if (mustGoOn_ && !world_.dead() && world_.AskStatus() != std::optional(protocol::kReplyJournalUsable)) {
         judges_.Find('g', "the task ended although it had to go on");
     }
     StartTask();

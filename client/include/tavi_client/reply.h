@@ -1,5 +1,5 @@
-// The service's reply: eight bytes, two little-endian 32-bit numbers, the length (always 8) and the status. What a
-// status means depends on the request it answers. Pure functions, callable on any thread.
+// The service's reply, decoded and put into words; protocol.h has its bytes and its numbers. What a status means
+// depends on the request it answers. Pure functions, callable on any thread.
 #pragma once
 
 #include <cstdint>
@@ -7,23 +7,12 @@
 #include <span>
 #include <string_view>
 
+#include "tavi_client/protocol.h"
 #include "tavi_client/request.h"
 
 namespace tavi::client {
 
-// Statuses of a start request.
-inline constexpr std::uint32_t kReplyContinues = 0;
-inline constexpr std::uint32_t kReplyJournalRecreated = 1;
-inline constexpr std::uint32_t kReplyPositionExpired = 2;
-inline constexpr std::uint32_t kReplyTaskReplaced = 3;
-inline constexpr std::uint32_t kReplyFirstLogin = 4;
-inline constexpr std::uint32_t kReplyStartFailed = 5;
-// The status of a finish request.
-inline constexpr std::uint32_t kReplyFinished = 6;
-// Statuses of a status request.
-inline constexpr std::uint32_t kReplyNoTask = 0;
-inline constexpr std::uint32_t kReplyJournalUnusable = 1;
-inline constexpr std::uint32_t kReplyJournalUsable = 2;
+using namespace protocol;  // kReply...: the statuses
 
 // Empty for anything but the eight bytes of a reply.
 std::optional<std::uint32_t> DecodeReply(std::span<const std::uint8_t> bytes);

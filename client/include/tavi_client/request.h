@@ -1,9 +1,8 @@
 // The requests a client sends to the service, as the bytes of one pipe message.
 //
-// A frame is a header of two little-endian 32-bit numbers, the total length in bytes (header included) and the command,
-// followed by UTF-16LE text without terminator: for a start request one JSON object, for the others nothing. A frame is
-// at most 4096 bytes long. The service answers no request that breaks its rules, so they are checked here first.
-// Texts are UTF-8; lengths are counted in UTF-16 code units. Pure functions, callable on any thread.
+// protocol.h has the layout of a frame and its limits. The service answers no request that breaks its rules, so they
+// are checked here first. Texts are UTF-8; lengths are counted in UTF-16 code units. Pure functions, callable on any
+// thread.
 #pragma once
 
 #include <cstddef>
@@ -12,14 +11,15 @@
 #include <string>
 #include <vector>
 
+#include "tavi_client/protocol.h"
+
 namespace tavi::client {
 
-enum class Command : std::uint32_t { kStart = 0, kFinish = 1, kStatus = 2 };
-
-inline constexpr std::size_t kFrameHeaderBytes = 8;
-inline constexpr std::size_t kMaxFrameBytes = 4096;
-inline constexpr std::size_t kMaxUserIdUnits = 60;
-inline constexpr std::size_t kMaxListenPathUnits = 300;
+enum class Command : std::uint32_t {
+    kStart = protocol::kStartListenTask,
+    kFinish = protocol::kFinishListenTasks,
+    kStatus = protocol::kDetectUsnStatus,
+};
 
 using Frame = std::vector<std::uint8_t>;
 

@@ -58,7 +58,7 @@ protected:
 };
 
 TEST_F(ClientDispatch, StartIsAnsweredWithItsHandlersStatus) {
-    ListenTaskParams params = Command(kStartListenTask);
+    ListenTaskParams params = Command(protocol::kStartListenTask);
     params.userId = u"user";
     params.listenPath = u"C:\\Sync";
     params.databasePath = u"C:\\Data";
@@ -73,7 +73,7 @@ TEST_F(ClientDispatch, StartIsAnsweredWithItsHandlersStatus) {
 }
 
 TEST_F(ClientDispatch, FinishEndsTheTaskWhileTheFinishingFlagIsSet) {
-    EXPECT_EQ(Dispatch(Command(kFinishListenTasks)), 6U);
+    EXPECT_EQ(Dispatch(Command(protocol::kFinishListenTasks)), 6U);
     EXPECT_THAT(commands_.asked, ElementsAre("finishing", "finish", "not finishing"));
     EXPECT_THAT(log_.Texts(sim::LogKind::kTrace), ElementsAre("SyncFile requests to finish listening tasks"));
 }
@@ -92,7 +92,7 @@ TEST_F(ClientDispatch, FinishingFlagIsClearedAfterTheReplyOnly) {
         sim::Machine& machine_;
         std::vector<std::uint64_t> writes;
     } watching(machine_);
-    DispatchClientMessage(pipe_, watching, Command(kFinishListenTasks));
+    DispatchClientMessage(pipe_, watching, Command(protocol::kFinishListenTasks));
     EXPECT_THAT(watching.writes, ElementsAre(0U, 1U));
 }
 
@@ -107,7 +107,7 @@ TEST_F(ClientDispatch, ReplyThatThrowsLeavesTheFinishingFlagClear) {
                                 platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
                                 platform_.trust,  platform_.sqlite,   platform_.digest};
     ListenServiceNamedPipe pipe(platform);
-    EXPECT_THROW(DispatchClientMessage(pipe, commands_, Command(kFinishListenTasks)), std::bad_alloc);
+    EXPECT_THROW(DispatchClientMessage(pipe, commands_, Command(protocol::kFinishListenTasks)), std::bad_alloc);
     EXPECT_THAT(commands_.asked, ElementsAre("finishing", "finish", "not finishing"));
     EXPECT_FALSE(pipe.InBlockingCall());
 }
@@ -116,26 +116,27 @@ TEST_F(ClientDispatch, TaskWhoseEndThrowsLeavesTheFinishingFlagClear) {
     struct Throwing final : RecordedCommands {
         void FinishCurrentListenTask() override { throw std::bad_alloc(); }
     } throwing;
-    EXPECT_THROW(DispatchClientMessage(pipe_, throwing, Command(kFinishListenTasks)), std::bad_alloc);
+    EXPECT_THROW(DispatchClientMessage(pipe_, throwing, Command(protocol::kFinishListenTasks)), std::bad_alloc);
     EXPECT_THAT(throwing.asked, ElementsAre("finishing", "not finishing"));
 }
 
 TEST_F(ClientDispatch, StatusRequestWithNoRunningTaskAnswersZero) {
     commands_.usnStatus = ClientCommands::UsnStatus::kNoTask;
-    EXPECT_EQ(Dispatch(Command(kDetectUsnStatus)), 0U);
+    EXPECT_EQ(Dispatch(Command(protocol::kDetectUsnStatus)), 0U);
     EXPECT_THAT(commands_.asked, ElementsAre("detect"));
     EXPECT_THAT(log_.Texts(sim::LogKind::kTrace), ElementsAre("SyncFile requests to detect USN status"));
 }
 
 TEST_F(ClientDispatch, StatusRequestAnswersOneForAnUnusablePositionAndTwoForAUsableOne) {
     commands_.usnStatus = ClientCommands::UsnStatus::kUnusable;
-    EXPECT_EQ(Dispatch(Command(kDetectUsnStatus)), 1U);
+    EXPECT_EQ(Dispatch(Command(protocol::kDetectUsnStatus)), 1U);
     commands_.usnStatus = ClientCommands::UsnStatus::kUsable;
-    EXPECT_EQ(Dispatch(Command(kDetectUsnStatus)), 2U);
+    EXPECT_EQ(Dispatch(Command(protocol::kDetectUsnStatus)), 2U);
 }
 
 TEST_F(ClientDispatch, EveryCommandEndsWithFlushAndDisconnect) {
-    for (const std::uint32_t command : {kStartListenTask, kFinishListenTasks, kDetectUsnStatus}) {
+    for (const std::uint32_t command :
+         {protocol::kStartListenTask, protocol::kFinishListenTasks, protocol::kDetectUsnStatus}) {
         ServeClient([](sim::PipeClient& client) {
             std::string reply;
             client.ReadMessage(reply);
@@ -152,7 +153,7 @@ TEST_F(ClientDispatch, ReplyThatCannotBeWrittenIsLoggedAndThePipeStillDisconnect
     ServeSilentClient();
     machine_.faults().Fail({.call = "Files.WriteFile", .code = 1717});
     machine_.faults().ClearHistory();
-    DispatchClientMessage(pipe_, commands_, Command(kDetectUsnStatus));
+    DispatchClientMessage(pipe_, commands_, Command(protocol::kDetectUsnStatus));
     EXPECT_THAT(NetLines(),
                 ElementsAre("ListenServiceNamedPipe error:Failed to write the named pipe, error code is 1717"));
     EXPECT_THAT(machine_.faults().history(),

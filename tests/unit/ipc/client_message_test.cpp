@@ -38,14 +38,14 @@ protected:
 
     void ExpectInvalid(std::u16string_view json, const std::string& trace) {
         log_.Clear();
-        EXPECT_FALSE(ParseClientJson(kStartListenTask, json).valid);
+        EXPECT_FALSE(ParseClientJson(protocol::kStartListenTask, json).valid);
         EXPECT_EQ(log_.Texts(sim::LogKind::kTrace), std::vector<std::string>{trace});
         EXPECT_EQ(log_.Lines().size(), 1U) << log_.Dump();
     }
 
     ListenTaskParams ExpectValid(std::u16string_view json) {
         log_.Clear();
-        const ListenTaskParams params = ParseClientJson(kStartListenTask, json);
+        const ListenTaskParams params = ParseClientJson(protocol::kStartListenTask, json);
         EXPECT_TRUE(params.valid);
         EXPECT_TRUE(log_.Lines().empty()) << log_.Dump();
         return params;
@@ -55,47 +55,47 @@ protected:
 };
 
 TEST_F(ClientMessage, FrameOfEightBytesWithCommandOneIsValid) {
-    const ListenTaskParams params = GetSyncFileMessageAndCheck(Frame(kFinishListenTasks));
+    const ListenTaskParams params = GetSyncFileMessageAndCheck(Frame(protocol::kFinishListenTasks));
     EXPECT_TRUE(params.valid);
     EXPECT_EQ(params.command, 1U);
     EXPECT_TRUE(log_.Lines().empty());
 }
 
 TEST_F(ClientMessage, StatusRequestIsValidWithoutParameters) {
-    const ListenTaskParams params = GetSyncFileMessageAndCheck(Frame(kDetectUsnStatus));
+    const ListenTaskParams params = GetSyncFileMessageAndCheck(Frame(protocol::kDetectUsnStatus));
     EXPECT_TRUE(params.valid);
     EXPECT_EQ(params.command, 2U);
 }
 
 TEST_F(ClientMessage, FewerThanEightBytesAreRefused) {
-    const Bytes whole = Frame(kFinishListenTasks);
+    const Bytes whole = Frame(protocol::kFinishListenTasks);
     for (std::size_t size = 0; size < whole.size(); ++size) {
         ExpectRefused(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)), kLengthMessage);
     }
 }
 
 TEST_F(ClientMessage, TotalLengthOf4097OrSevenIsRefusedAnd4096IsAccepted) {
-    ExpectRefused(RawFrame(4097, kFinishListenTasks, 4089), kLengthFieldMessage);
-    ExpectRefused(RawFrame(7, kFinishListenTasks), kLengthFieldMessage);
+    ExpectRefused(RawFrame(4097, protocol::kFinishListenTasks, 4089), kLengthFieldMessage);
+    ExpectRefused(RawFrame(7, protocol::kFinishListenTasks), kLengthFieldMessage);
     log_.Clear();
-    EXPECT_TRUE(GetSyncFileMessageAndCheck(RawFrame(4096, kFinishListenTasks, 4088)).valid);
+    EXPECT_TRUE(GetSyncFileMessageAndCheck(RawFrame(4096, protocol::kFinishListenTasks, 4088)).valid);
     EXPECT_TRUE(log_.Lines().empty());
 }
 
 TEST_F(ClientMessage, LengthFieldsBelowTheHeaderAreRefused) {
     for (std::uint32_t length = 0; length < 8; ++length) {
-        ExpectRefused(RawFrame(length, kFinishListenTasks), kLengthFieldMessage);
+        ExpectRefused(RawFrame(length, protocol::kFinishListenTasks), kLengthFieldMessage);
     }
 }
 
 TEST_F(ClientMessage, LengthFieldNearFourGigabytesIsRefused) {
-    ExpectRefused(RawFrame(0xFFFFFFFF, kFinishListenTasks), kLengthFieldMessage);
-    ExpectRefused(RawFrame(0x80000008, kFinishListenTasks), kLengthFieldMessage);
+    ExpectRefused(RawFrame(0xFFFFFFFF, protocol::kFinishListenTasks), kLengthFieldMessage);
+    ExpectRefused(RawFrame(0x80000008, protocol::kFinishListenTasks), kLengthFieldMessage);
 }
 
 TEST_F(ClientMessage, LengthThatDisagreesWithTheBytesReceivedByOneIsRefused) {
-    ExpectRefused(RawFrame(12, kFinishListenTasks, 3), kLengthFieldMessage);
-    ExpectRefused(RawFrame(12, kFinishListenTasks, 5), kLengthFieldMessage);
+    ExpectRefused(RawFrame(12, protocol::kFinishListenTasks, 3), kLengthFieldMessage);
+    ExpectRefused(RawFrame(12, protocol::kFinishListenTasks, 5), kLengthFieldMessage);
 }
 
 TEST_F(ClientMessage, CommandAboveTwoIsRefused) {
@@ -105,8 +105,8 @@ TEST_F(ClientMessage, CommandAboveTwoIsRefused) {
 }
 
 TEST_F(ClientMessage, OddJsonByteCountIsRefused) {
-    ExpectRefused(RawFrame(9, kStartListenTask, 1), kJsonLengthMessage);
-    ExpectRefused(RawFrame(4095, kFinishListenTasks, 4087), kJsonLengthMessage);
+    ExpectRefused(RawFrame(9, protocol::kStartListenTask, 1), kJsonLengthMessage);
+    ExpectRefused(RawFrame(4095, protocol::kFinishListenTasks, 4087), kJsonLengthMessage);
 }
 
 TEST_F(ClientMessage, ChecksComeInTheirOrder) {
@@ -116,8 +116,8 @@ TEST_F(ClientMessage, ChecksComeInTheirOrder) {
 }
 
 TEST_F(ClientMessage, StartRequestCarriesItsParameters) {
-    const ListenTaskParams params =
-        GetSyncFileMessageAndCheck(Frame(kStartListenTask, StartJson(u"user", u"C:\\Sync", u"D:\\Data\\", u"30")));
+    const ListenTaskParams params = GetSyncFileMessageAndCheck(
+        Frame(protocol::kStartListenTask, StartJson(u"user", u"C:\\Sync", u"D:\\Data\\", u"30")));
     EXPECT_EQ(params, (ListenTaskParams{.valid = true,
                                         .command = 0,
                                         .userId = u"user",
@@ -128,7 +128,7 @@ TEST_F(ClientMessage, StartRequestCarriesItsParameters) {
 }
 
 TEST_F(ClientMessage, TextOfOtherCommandsIsNotLookedAt) {
-    const ListenTaskParams params = GetSyncFileMessageAndCheck(Frame(kFinishListenTasks, u"no json \xD800"));
+    const ListenTaskParams params = GetSyncFileMessageAndCheck(Frame(protocol::kFinishListenTasks, u"no json \xD800"));
     EXPECT_TRUE(params.valid);
     EXPECT_TRUE(params.userId.empty());
     EXPECT_TRUE(log_.Lines().empty());
