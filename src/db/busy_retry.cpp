@@ -2,21 +2,20 @@
 
 #include <cstdint>
 
+#include "imports/exception_edge.h"
 #include "imports/random_wait.h"
 
 namespace tavi::db {
 
 int BusyRetryHandler(void* context, int count) {
-    try {
+    const bool waited = Drive::EndExceptions([context] {
         platform::Platform& platform = *static_cast<platform::Platform*>(context);
         const std::uint64_t wait = Drive::GetRandWaitTime(platform.clock);
         if (wait > 0) {
             platform.threads.Sleep(static_cast<std::uint32_t>(wait));
         }
-        return count < kBusyRetryLimit ? 1 : 0;
-    } catch (...) {
-        return 0;
-    }
+    });
+    return waited && count < kBusyRetryLimit ? 1 : 0;
 }
 
 }  // namespace tavi::db

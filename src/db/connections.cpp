@@ -118,7 +118,7 @@ bool SqLite3Operator::ExecuteSQLThatIsNotQuery(sqlite3* handle, const std::strin
     constexpr const char* kFunction = "ExecuteSQLThatIsNotQuery";
     return Guarded([&] {
         if (handle == nullptr || sql.empty()) {
-            Drive::SyncPanelLog::WriteErrorLog(kDeviatingClassTag, kFunction, "db is nullptr or sqlCmd is empty");
+            Drive::kDeviatingSqLite3OperatorLog.Error(kFunction, "db is nullptr or sqlCmd is empty");
             return false;
         }
         // With an error SQLite may end the caller's transaction. Tried again, the text would be on its own, and so
@@ -138,8 +138,7 @@ bool SqLite3Operator::ExecuteSQLThatIsNotQuery(sqlite3* handle, const std::strin
         if (result == kSqliteOk) {
             return true;
         }
-        Drive::SyncPanelLog::WriteErrorLog(kDeviatingClassTag, kFunction,
-                                           "ExecuteSQLThatIsNotQuery failed,error code is " + std::to_string(result));
+        Drive::kDeviatingSqLite3OperatorLog.Error(kFunction, "ExecuteSQLThatIsNotQuery failed,error code is ", result);
         return false;
     });
 }

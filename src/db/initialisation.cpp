@@ -5,6 +5,7 @@
 #include "db/sqlite3_operator.h"
 #include "db/sqlite_constants.h"
 #include "db/statement.h"
+#include "imports/exception_edge.h"
 #include "imports/file_helper.h"
 #include "imports/type_convert.h"
 
@@ -23,10 +24,7 @@ public:
         if (handle_ == nullptr) {
             return;
         }
-        try {
-            sqlite_.CloseV2(handle_);
-        } catch (...) {  // nothing more can be done with it
-        }
+        Drive::EndExceptions([this] { sqlite_.CloseV2(handle_); });
     }
     CreatingConnection(const CreatingConnection&) = delete;
     CreatingConnection& operator=(const CreatingConnection&) = delete;

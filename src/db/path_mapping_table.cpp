@@ -50,7 +50,7 @@ bool SqLite3Operator::InsertPathMappingEntries(sqlite3* handle, const std::vecto
 bool SqLite3Operator::SelectPathMappingTable(std::vector<PathMappingEntry>& list) {
     constexpr const char* kFunction = "SelectPathMappingTable";
     constexpr ExceptionTexts kTexts{"SelectPathMappingTable failed", "SelectPathMappingTable failed: exception",
-                                    kDeviatingClassTag};
+                                    Drive::kDeviatingSqLite3OperatorLog};
     return Guarded(kFunction, kTexts, [&] {
         Connection connection(*this);
         if (!connection.OpenReadOnly()) {

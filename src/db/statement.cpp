@@ -1,6 +1,7 @@
 #include "db/statement.h"
 
 #include "db/sqlite_constants.h"
+#include "imports/exception_edge.h"
 
 namespace tavi::db {
 
@@ -8,10 +9,7 @@ Statement::~Statement() {
     if (statement_ == nullptr) {
         return;
     }
-    try {
-        platform_.sqlite.Finalize(statement_);
-    } catch (...) {  // nothing more can be done with it
-    }
+    Drive::EndExceptions([this] { platform_.sqlite.Finalize(statement_); });
 }
 
 int Statement::Prepare(sqlite3* handle, const std::string& sql) {

@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 
+#include "imports/class_log.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 
@@ -38,7 +39,7 @@ std::u16string ReadCodeUnits(std::span<const std::byte> bytes) {
 }
 
 ListenTaskParams RejectFrame(std::string_view reason) {
-    Drive::SyncPanelLog::WriteErrorLog("ListenServiceImpl", "GetSyncFileMessageAndCheck", reason);
+    Drive::kListenServiceImplLog.Error("GetSyncFileMessageAndCheck", reason);
     return {};
 }
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <span>
 
-#include "imports/sync_panel_log.h"
+#include "imports/class_log.h"
 #include "platform/constants.h"
 #include "platform/owned_handle.h"
 
@@ -75,9 +75,8 @@ ParentSource::Answer DirectoryNames::AskForName(platform::Handle directory, std:
                                                                        platform::kFileNameInformation);
     if (!Succeeded(status)) {
         const std::uint32_t code = platform_.errors.GetLastError();
-        Drive::SyncPanelLog::WriteErrorLog(
-            "FileChangeRecord", "GetFullPathByFileReferenceNumber",
-            "Failed to query the file information, error code is " + std::to_string(code));
+        Drive::kFileChangeRecordLog.Error("GetFullPathByFileReferenceNumber",
+                                          "Failed to query the file information, error code is ", code);
         return Answer::kGone;
     }
     TakeName(answer, path);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <optional>
 
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "platform/constants.h"
 #include "util/read_error_file.h"
@@ -11,9 +12,6 @@
 namespace tavi::journal {
 namespace {
 
-using Drive::SyncPanelLog;
-
-constexpr std::string_view kClassTag = "FileChangeRecord";
 constexpr int kRetries = 5;
 constexpr std::uint32_t kRetryPauseMs = 1000;
 constexpr std::uint32_t kAllReasons = 0xFFFFFFFF;
@@ -47,7 +45,7 @@ bool VolumeJournal::CreateVolumeHandle() {
     }
     const std::optional<std::u16string> device = FormatDevicePath(listenPath_[colon - 1]);
     if (!device) {
-        SyncPanelLog::WriteErrorLog("File change record", "Create volume", "String format failed.");
+        Drive::kDeviatingFileChangeRecordLog.Error("Create volume", "String format failed.");
         return false;
     }
     const platform::Handle handle =
@@ -88,8 +86,8 @@ bool VolumeJournal::DeleteChangeJournal() {
     request.usnJournalId = journalData_.usnJournalId;
     request.deleteFlags = platform::kUsnDeleteFlagDelete;
     const bool deleted = ControlWithRetries(platform::kFsctlDeleteUsnJournal, std::as_bytes(std::span(&request, 1)));
-    SyncPanelLog::WriteTraceLog(deleted ? "The changeJournal is deleted successfully"
-                                        : "Failed to delete the changeJournal");
+    Drive::SyncPanelLog::WriteTraceLog(deleted ? "The changeJournal is deleted successfully"
+                                               : "Failed to delete the changeJournal");
     return deleted;
 }
 
@@ -145,15 +143,13 @@ records::UsnRecordList VolumeJournal::ReadUsnRecords() {
         return {};
     }
     // The position moves on only when the records that it leaves behind are in the caller's hands.
-    try {
-        records::UsnRecordList batch = Decode(returned.subspan(kNextUsnBytes));
-        std::memcpy(&startUsn_, returned.data(), sizeof startUsn_);
-        return batch;
-    } catch (const std::exception& exception) {
-        SyncPanelLog::WriteErrorLog(kClassTag, "ReadUsnRecords",
-                                    std::string("Failed to decode the USN records: exception ") + exception.what());
-        return {};
-    }
+    records::UsnRecordList batch;
+    Drive::EndStandardExceptions(Drive::kFileChangeRecordLog, "ReadUsnRecords",
+                                 {.standard = "Failed to decode the USN records: exception "}, [&] {
+                                     batch = Decode(returned.subspan(kNextUsnBytes));
+                                     std::memcpy(&startUsn_, returned.data(), sizeof startUsn_);
+                                 });
+    return batch;
 }
 
 records::UsnRecordList VolumeJournal::Decode(std::span<const std::byte> returned) {
@@ -164,8 +160,7 @@ records::UsnRecordList VolumeJournal::Decode(std::span<const std::byte> returned
     BatchDecoder::Result result = decoder_->Decode(returned, directoryNames_, pathMapping_.get());
     decoder_->EndRead();
     if (result.malformed) {
-        SyncPanelLog::WriteErrorLog(kClassTag, "ReadUsnRecords",
-                                    "A malformed record ends the decoding of the USN records");
+        Drive::kFileChangeRecordLog.Error("ReadUsnRecords", "A malformed record ends the decoding of the USN records");
     }
     if (pathMapping_ != nullptr) {
         pathMapping_->FlushPathMapping();
@@ -214,7 +209,7 @@ bool VolumeJournal::ControlWithRetries(std::uint32_t code, std::span<const std::
 }
 
 void VolumeJournal::LogFailure(std::string_view function, std::string_view message) const {
-    SyncPanelLog::WriteErrorLog(kClassTag, function, std::string(message) + std::to_string(lastError_));
+    Drive::kFileChangeRecordLog.Error(function, message, lastError_);
 }
 
 std::span<std::byte> VolumeJournal::ReadBuffer() const {

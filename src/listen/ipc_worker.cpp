@@ -1,9 +1,9 @@
 #include "listen/ipc_worker.h"
 
-#include <exception>
 #include <utility>
 
 #include "imports/digital_signature.h"
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "ipc/client_message.h"
 
@@ -41,13 +41,10 @@ void IpcWorker::ServiceWorkerIPCThread() {
 
 void IpcWorker::ServeOneClient() {
     bool disconnected = false;
-    try {
-        disconnected = WaitForClient() && ServeConnected();
-    } catch (const std::exception& exception) {
-        // Out of memory, in practice: this client goes unanswered.
-        Drive::SyncPanelLog::WriteErrorLog("ListenServiceImpl", "ServiceWorkerIPCThread",
-                                           std::string("std::exception : ") + exception.what());
-    }
+    // A client goes unanswered for whom there is no memory.
+    Drive::EndStandardExceptions(Drive::kListenServiceImplLog, "ServiceWorkerIPCThread",
+                                 {.standard = Drive::kStdException},
+                                 [&] { disconnected = WaitForClient() && ServeConnected(); });
     if (!disconnected) {
         pipe_.FlushAndDisconnect();
     }

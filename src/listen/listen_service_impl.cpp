@@ -1,9 +1,9 @@
 #include "listen/listen_service_impl.h"
 
-#include <exception>
 #include <memory>
 #include <utility>
 
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 #include "listen/journal_access.h"
@@ -16,10 +16,6 @@ constexpr std::uint32_t kCancelIntervalMs = 50;
 
 void Trace(const std::string& message) {
     Drive::SyncPanelLog::WriteTraceLog(message);
-}
-
-void LogError(const char* function, const std::string& message) {
-    Drive::SyncPanelLog::WriteErrorLog("ListenServiceImpl", function, message);
 }
 
 }  // namespace
@@ -57,12 +53,9 @@ void ListenServiceImpl::OnStart() {
     const std::uint32_t code = platform_.errors.GetLastError();
     process_.stopIpcThread.exchange(true);
     process_.stopService.exchange(true);
-    try {
-        LogError("OnStart", "Failed to initialize the service, error code is " + std::to_string(code));
-        EndWorkersWithoutMainThread();
-    } catch (const std::exception&) {
-        // Out of memory, in practice: whoever is left ends with this object.
-    }
+    Drive::kListenServiceImplLog.Error("OnStart", "Failed to initialize the service, error code is ", code);
+    // Without memory for it, whoever is left ends with this object.
+    Drive::EndStandardExceptions(Drive::kListenServiceImplLog, {}, {}, [this] { EndWorkersWithoutMainThread(); });
 }
 
 bool ListenServiceImpl::StartThreads() {
@@ -165,12 +158,11 @@ void ListenServiceImpl::JoinIpcThread() {
 }
 
 std::uint32_t ListenServiceImpl::HandleSyncFileMsgForBeginningListenTask(const ipc::ListenTaskParams& params) {
-    try {
-        return startHandler_.HandleSyncFileMsgForBeginningListenTask(params);
-    } catch (const std::exception& exception) {
-        LogError("HandleSyncFileMsgForBeginningListenTask", std::string("std::exception : ") + exception.what());
-        return protocol::kReplyStartFailed;
-    }
+    std::uint32_t reply = protocol::kReplyStartFailed;
+    Drive::EndStandardExceptions(Drive::kListenServiceImplLog, "HandleSyncFileMsgForBeginningListenTask",
+                                 {.standard = Drive::kStdException},
+                                 [&] { reply = startHandler_.HandleSyncFileMsgForBeginningListenTask(params); });
+    return reply;
 }
 
 void ListenServiceImpl::FinishCurrentListenTask() {

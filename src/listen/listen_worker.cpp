@@ -1,8 +1,8 @@
 #include "listen/listen_worker.h"
 
-#include <exception>
 #include <utility>
 
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 
 namespace tavi::listen {
@@ -12,9 +12,7 @@ constexpr std::uint32_t kPauseBetweenCyclesMs = 500;
 constexpr std::uint32_t kMostFailuresInARow = 3;
 constexpr std::uint32_t kMillisecondsPerSecond = 1000;
 
-void LogError(const std::string& message) {
-    Drive::SyncPanelLog::WriteErrorLog("ListenServiceImpl", "ServiceWorkerListenThread", message);
-}
+constexpr const char* kThread = "ServiceWorkerListenThread";
 
 records::FileChangeRecord::Task CycleTask(const ListenTaskRecord& task) {
     return {.userId = task.userId,
@@ -45,12 +43,13 @@ ListenWorker::ListenWorker(platform::Platform& platform, ListenProcess& process,
 
 bool ListenWorker::Start(ListenTaskRecord task) {
     process_.stopListenTask.exchange(false);
-    try {
+    bool started = false;  // without memory it is as if the system had started none
+    Drive::EndStandardExceptions(Drive::kListenServiceImplLog, {}, {}, [&] {
         auto shared = std::make_shared<const ListenTaskRecord>(std::move(task));
-        return process_.listenThread.Start([this, record = std::move(shared)] { ServiceWorkerListenThread(record); });
-    } catch (const std::exception&) {
-        return false;  // no memory: as if the system had started none
-    }
+        started =
+            process_.listenThread.Start([this, record = std::move(shared)] { ServiceWorkerListenThread(record); });
+    });
+    return started;
 }
 
 void ListenWorker::FinishCurrentListenTask() {
@@ -64,12 +63,9 @@ void ListenWorker::FinishCurrentListenTask() {
 
 void ListenWorker::ServiceWorkerListenThread(const std::shared_ptr<const ListenTaskRecord>& task) {
     Drive::SyncPanelLog::WriteTraceLog("ServiceWorkerListenThread starts");
-    try {
-        RunTask(task);
-    } catch (const std::exception& exception) {
-        // Out of memory, in practice. The task ends; the service goes on.
-        process_.stopListenTask.exchange(true);
-        LogError(std::string("std::exception : ") + exception.what());
+    if (!Drive::EndStandardExceptions(Drive::kListenServiceImplLog, kThread, {.standard = Drive::kStdException},
+                                      [&] { RunTask(task); })) {
+        process_.stopListenTask.exchange(true);  // the task ends; the service goes on
     }
     Drive::SyncPanelLog::WriteTraceLog("ServiceWorkerListenThread ends");
 }
@@ -78,7 +74,7 @@ void ListenWorker::RunTask(const std::shared_ptr<const ListenTaskRecord>& task) 
     const std::unique_ptr<ListenCycle> cycle = cycles_(CycleTask(*task));
     if (!cycle->Init()) {
         process_.stopListenTask.exchange(true);
-        LogError("Failed to initialize the interception function");
+        Drive::kListenServiceImplLog.Error(kThread, "Failed to initialize the interception function");
         return;
     }
     const CurrentTaskGuard guard(process_.currentTask, task);
@@ -93,12 +89,13 @@ ListenWorker::Next ListenWorker::RunIteration(ListenCycle& cycle, std::uint32_t&
     failuresInARow = cycle.RunOnce() ? 0 : failuresInARow + 1;
     if (failuresInARow > kMostFailuresInARow) {
         process_.stopListenTask.exchange(true);
-        LogError("Failed to read records, process records, or write to the database");
+        Drive::kListenServiceImplLog.Error(kThread,
+                                           "Failed to read records, process records, or write to the database");
         return Next::kEnd;
     }
     if (cycle.positionLost()) {
         process_.stopListenTask.exchange(true);
-        LogError("A parameter error occurred while reading changeJournal");
+        Drive::kListenServiceImplLog.Error(kThread, "A parameter error occurred while reading changeJournal");
         return Next::kEnd;
     }
     platform_.threads.Sleep(kPauseBetweenCyclesMs);

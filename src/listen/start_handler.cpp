@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "imports/class_log.h"
 #include "imports/sync_panel_log.h"
 #include "listen/journal_access.h"
 #include "util/sha256.h"
@@ -14,7 +15,7 @@ namespace {
 constexpr const char* kStartFunction = "HandleSyncFileMsgForBeginningListenTask";
 
 std::uint32_t Fail(const char* function, const char* message) {
-    Drive::SyncPanelLog::WriteErrorLog("ListenServiceImpl", function, message);
+    Drive::kListenServiceImplLog.Error(function, message);
     return protocol::kReplyStartFailed;
 }
 

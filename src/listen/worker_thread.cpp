@@ -2,8 +2,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <exception>
 #include <utility>
+
+#include "imports/exception_edge.h"
 
 namespace tavi::listen {
 namespace {
@@ -65,7 +66,8 @@ bool WorkerThread::Start(std::function<void()> entry) {
 
 // Nothing when no thread was started: the system refused, or there is no memory for one.
 std::shared_ptr<WorkerThread::Running> WorkerThread::StartRunning(std::function<void()> entry) {
-    try {
+    std::shared_ptr<Running> started;
+    Drive::EndStandardExceptions(Drive::kListenServiceImplLog, {}, {}, [&] {
         auto running = std::make_shared<Running>(threads_);
         // The thread gets a share of the progress only: with one of `running` it could close its own handle.
         running->handle =
@@ -75,10 +77,11 @@ std::shared_ptr<WorkerThread::Running> WorkerThread::StartRunning(std::function<
                 const std::function<void()> work = std::exchange(run, nullptr);
                 work();
             });
-        return running->handle == platform::kNullHandle ? nullptr : running;
-    } catch (const std::exception&) {
-        return nullptr;
-    }
+        if (running->handle != platform::kNullHandle) {
+            started = std::move(running);
+        }
+    });
+    return started;
 }
 
 std::shared_ptr<WorkerThread::Running> WorkerThread::Held() const {

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "db/sqlite3_operator.h"
+#include "imports/class_log.h"
 #include "imports/file_helper.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
@@ -73,8 +74,7 @@ std::u16string ExecutablePath(platform::Platform& platform, const char* function
         return {};
     }
     if (path.empty()) {
-        Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", function,
-                                           "InstallSyncFileListenService The service path is empty");
+        Drive::kListenServiceBaseLog.Error(function, "InstallSyncFileListenService The service path is empty");
     }
     return path;
 }

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 #include "platform/owned_handle.h"
@@ -60,10 +61,7 @@ void WriteLine(platform::Platform& platform, std::u16string_view message) {
 }  // namespace
 
 void WriteReadErrorLine(platform::Platform& platform, std::u16string_view message) {
-    try {
-        WriteLine(platform, message);
-    } catch (...) {  // as for every other failure here
-    }
+    Drive::EndExceptions([&] { WriteLine(platform, message); });
 }
 
 }  // namespace tavi::util

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <span>
 
+#include "imports/exception_edge.h"
 #include "imports/type_convert.h"
-#include "util/util_log.h"
 
 namespace tavi::util {
 namespace {
@@ -35,7 +35,7 @@ private:
 };
 
 std::u16string Failure(std::string_view message) {
-    LogError(kFunction, message);
+    Drive::kUtilLog.Error(kFunction, message);
     return {};
 }
 
@@ -76,11 +76,9 @@ std::u16string Encode(platform::Digest& digest, std::string_view text) {
 }  // namespace
 
 std::u16string ShA256Encode(platform::Platform& platform, std::u16string_view text) {
-    try {
-        return Encode(platform.digest, TypeConvert::WStringToString(text));
-    } catch (...) {  // an empty name is what callers check for
-        return {};
-    }
+    std::u16string name;  // an empty one is what callers check for
+    Drive::EndExceptions([&] { name = Encode(platform.digest, TypeConvert::WStringToString(text)); });
+    return name;
 }
 
 }  // namespace tavi::util

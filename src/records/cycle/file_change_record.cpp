@@ -1,11 +1,11 @@
 #include "records/cycle/file_change_record.h"
 
-#include <exception>
 #include <iterator>
 #include <memory>
 #include <string_view>
 #include <utility>
 
+#include "imports/exception_edge.h"
 #include "imports/file_helper.h"
 #include "imports/random_wait.h"
 #include "imports/sync_panel_log.h"
@@ -17,19 +17,10 @@ namespace {
 
 using Drive::SyncPanelLog;
 
-constexpr std::string_view kClassTag = "FileChangeRecord";
 constexpr std::string_view kCycle = "GetAndHandleUSNRecord";
 constexpr std::uint32_t kPollPauseMs = 500;
 constexpr int kSaveAttempts = 10;
 constexpr int kExists = 0;  // _waccess: the path is there
-
-void LogException(std::string_view function, const char* stage, const std::exception& exception) {
-    try {
-        SyncPanelLog::WriteErrorLog(kClassTag, function, std::string(stage) + ": exception " + exception.what());
-    } catch (const std::exception&) {
-        // What there is no memory for cannot be logged either; the result says that something went wrong.
-    }
-}
 
 }  // namespace
 
@@ -68,19 +59,19 @@ FileChangeRecord::FileChangeRecord(platform::Platform& platform, db::SqLite3Oper
       service_(service) {}
 
 int FileChangeRecord::Init() {
-    try {
-        const bool opened = OpenJournal();
-        rules_.emplace();
-        if (service_ == CurrentService::kPresent) {
-            LoadFromDatabase();
-        }
-        journal_.RemoveTrailingBackslashes();
-        EnsureListenPathExists();
-        return opened ? 1 : 0;
-    } catch (const std::exception& exception) {
-        LogException("Init", "Failed to initialize the cycle", exception);
-        return 0;
-    }
+    bool initialised = false;
+    Drive::EndStandardExceptions(Drive::kFileChangeRecordLog, "Init",
+                                 {.standard = "Failed to initialize the cycle: exception "}, [&] {
+                                     const bool opened = OpenJournal();
+                                     rules_.emplace();
+                                     if (service_ == CurrentService::kPresent) {
+                                         LoadFromDatabase();
+                                     }
+                                     journal_.RemoveTrailingBackslashes();
+                                     EnsureListenPathExists();
+                                     initialised = opened;
+                                 });
+    return initialised ? 1 : 0;
 }
 
 bool FileChangeRecord::OpenJournal() {
@@ -112,22 +103,20 @@ void FileChangeRecord::EnsureListenPathExists() {
 }
 
 int FileChangeRecord::GetAndHandleUSNRecord() {
-    const char* stage = "Failed to start the cycle";
-    try {
+    Drive::ExceptionTexts texts{.standard = "Failed to start the cycle: exception "};
+    Outcome outcome = Outcome::kFailed;
+    Drive::EndStandardExceptions(Drive::kFileChangeRecordLog, kCycle, texts, [&] {
         if (!DelayRecordsKnown()) {
-            return 0;
+            return;
         }
         StateBeforeCycle before(*this);
-        stage = "Failed to process the batch";
-        const Outcome outcome = RunCycle();
+        texts.standard = "Failed to process the batch: exception ";
+        outcome = RunCycle();
         if (outcome == Outcome::kStored) {
             before.Forget();
         }
-        return outcome == Outcome::kFailed ? 0 : 1;
-    } catch (const std::exception& exception) {
-        LogException(kCycle, stage, exception);
-        return 0;
-    }
+    });
+    return outcome == Outcome::kFailed ? 0 : 1;
 }
 
 // A cycle empties the table of held-back records, so it must not run before they are in memory.
@@ -196,7 +185,7 @@ bool FileChangeRecord::Store(const CycleResult& result) {
                                                       journal_.startUsn(), userId_);
          ++attempt) {
         if (attempt == kSaveAttempts) {
-            SyncPanelLog::WriteErrorLog(kClassTag, kCycle, "Writing to the database fails after several attempts");
+            Drive::kFileChangeRecordLog.Error(kCycle, "Writing to the database fails after several attempts");
             return false;
         }
         platform_.threads.Sleep(static_cast<std::uint32_t>(Drive::GetRandWaitTime(platform_.clock)));

@@ -1,17 +1,20 @@
 #include "service/lifecycle/listen_service_base.h"
 
-#include <exception>
+#include <string_view>
 #include <utility>
 
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 
 namespace tavi::service {
 namespace {
 
-void LogException(const char* function, const std::exception& exception) {
-    Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", function,
-                                       std::string("std::exception : ") + exception.what());
+// The service control manager's thread comes in here: nothing may pass.
+template <typename Operation>
+bool EndExceptions(const char* function, std::string_view other, Operation operation) {
+    return Drive::EndExceptions(Drive::kListenServiceBaseLog, function,
+                                {.standard = Drive::kStdException, .other = other}, operation);
 }
 
 }  // namespace
@@ -44,46 +47,34 @@ void ListenServiceBase::ReportStatus(std::uint32_t state) {
 
 void ListenServiceBase::Start() {
     Drive::SyncPanelLog::WriteTraceLog("The service task is starting");
-    try {
+    const bool started = EndExceptions("Start", "The service task failed to start", [this] {
         ReportStatus(platform::kServiceStartPending);
         OnStart();
         ReportStatus(platform::kServiceRunning);
         Drive::SyncPanelLog::WriteTraceLog("The service task has been started");
-    } catch (const std::exception& exception) {
-        LogException("Start", exception);
-        SendStopped();
-    } catch (...) {
-        Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", "Start", "The service task failed to start");
+    });
+    if (!started) {
         SendStopped();
     }
 }
 
 void ListenServiceBase::Stop() {
-    try {
+    EndExceptions("Stop", "The service task failed to stop", [this] {
         Drive::SyncPanelLog::WriteTraceLog(NarrowName() + " is stopping");
         ReportStatus(platform::kServiceStopPending);
         OnStop();
         ReportStatus(platform::kServiceStopped);
         Drive::SyncPanelLog::WriteTraceLog(NarrowName() + " is stopped successfully");
-    } catch (const std::exception& exception) {
-        LogException("Stop", exception);
-    } catch (...) {
-        // The service control manager's thread ends here: nothing may pass.
-        Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", "Stop", "The service task failed to stop");
-    }
+    });
 }
 
 void ListenServiceBase::Shutdown() {
-    try {
+    EndExceptions("Shutdown", "The service task failed to shut down", [this] {
         Drive::SyncPanelLog::WriteTraceLog("The system is shutting down");
         OnShutdown();
         Drive::SyncPanelLog::WriteTraceLog("The system is shutting down and services are stopped normally");
         SendStopped();
-    } catch (const std::exception& exception) {
-        LogException("Shutdown", exception);
-    } catch (...) {
-        Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", "Shutdown", "The service task failed to shut down");
-    }
+    });
 }
 
 }  // namespace tavi::service

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <string>
 
+#include "imports/class_log.h"
 #include "imports/logger_utility.h"
 #include "imports/sync_panel_log.h"
 
@@ -35,10 +36,9 @@ void RunService(platform::Platform& platform, ListenServiceBase& service) {
         platform.services.RegisterServiceCtrlHandlerW(service.serviceName(), &ControlHandler);
     if (handle == platform::kNoStatusHandle) {
         const std::uint32_t code = platform.errors.GetLastError();
-        Drive::SyncPanelLog::WriteErrorLog(
-            "ListenServiceBase", "ServiceMain",
-            "Failed to register the service control handler, error code is " + std::to_string(code) +
-                ",reason:" + Drive::LoggerUtility::GetErrorMessage(platform.errors, code));
+        Drive::kListenServiceBaseLog.Error(
+            "ServiceMain", "Failed to register the service control handler, error code is ",
+            std::to_string(code) + ",reason:" + Drive::LoggerUtility::GetErrorMessage(platform.errors, code));
         return;
     }
     service.SetStatusHandle(handle);
@@ -65,7 +65,7 @@ void ServiceMain() {
     Drive::SyncPanelLog::WriteTraceLog("The ServiceMain function starts");
     CurrentPointers* const now = current.load();
     if (now == nullptr || now->service == nullptr) {
-        Drive::SyncPanelLog::WriteErrorLog("ListenServiceBase", "ServiceMain", "null pointer");
+        Drive::kListenServiceBaseLog.Error("ServiceMain", "null pointer");
         return;
     }
     RunService(*now->platform, *now->service);
