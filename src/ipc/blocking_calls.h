@@ -1,8 +1,13 @@
-// The IPC thread's calls that may sit in the system until somebody else does something: a client that comes, writes or
-// reads, a holder of a file that lets go of it. The IPC thread makes them through Run, one at a time; another thread
-// that wants it to end breaks them through CancelUnderWay. Nothing else that the IPC thread does is ever met by a
-// cancellation, because Run returns only when one that has begun is over. So what is written (a log line, a row, a
-// reply's record) is written outside of Run.
+// Guards the IPC thread's calls that may wait in the system until somebody else does something: a client connects,
+// writes or reads, or whoever holds a file lets go of it. A stop must be able to end such a wait, and must end nothing
+// else.
+//
+// Threads: the IPC thread makes these calls through Run, one at a time and never nested. One other thread at a time,
+// the one that wants the IPC thread to end, cancels through CancelUnderWay. Run returns only when a cancellation that
+// has begun is over. So a cancellation never meets what the IPC thread does outside of Run: a log line, a row, a file
+// of the database. That is why a caller reads the last error inside of Run and writes its log line after it.
+//
+// Owns nothing. An exception of the call leaves Run, which then does not wait for a cancellation.
 #pragma once
 
 #include <atomic>
@@ -15,11 +20,12 @@ namespace tavi::ipc {
 
 class BlockingCalls {
 public:
+    // `threads` outlives this object.
     explicit BlockingCalls(platform::Threads& threads) : threads_(threads) {}
     BlockingCalls(const BlockingCalls&) = delete;
     BlockingCalls& operator=(const BlockingCalls&) = delete;
 
-    // Makes the call and hands its result on. The last error is to be read within it.
+    // Makes the call and returns its result.
     template <class MakeCall>
     auto Run(const MakeCall& call) {
         Mark mark(*this);
@@ -30,13 +36,13 @@ public:
 
     // Any thread.
     bool UnderWay() const { return state_.load() != State::kNone; }
-    // Calls `cancel` when a call is under way, and says whether one was. One thread at a time.
+    // Calls `cancel`, which must not throw, when a call is under way. Returns whether one was. The call may not have
+    // reached the system yet, or be over: who needs the IPC thread to end cancels again and again until it has.
     bool CancelUnderWay(const std::function<void()>& cancel);
 
 private:
     enum class State { kNone, kUnderWay, kBeingCancelled };
 
-    // Ends with its scope when an exception leaves that, without waiting.
     class Mark {
     public:
         explicit Mark(BlockingCalls& calls) : calls_(calls) { calls_.state_.store(State::kUnderWay); }

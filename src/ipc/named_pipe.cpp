@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <exception>
 #include <optional>
 
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 
@@ -49,6 +49,15 @@ ListenServiceNamedPipe::ListenServiceNamedPipe(platform::Platform& platform)
       localSid_([this](platform::Sid sid) { platform_.pipes.FreeSid(sid); }),
       handle_([this](platform::Handle handle) { platform_.files.CloseHandle(handle); }),
       blockingCalls_(platform.threads) {}
+
+// An operation of the pipe runs in here: an exception, out of memory in practice, is a failed operation.
+template <class Operation>
+bool ListenServiceNamedPipe::Guarded(const Operation& operation) {
+    bool done = false;
+    Drive::EndStandardExceptions(Drive::kListenServiceImplLog, "ListenServiceNamedPipe",
+                                 {.standard = Drive::kStdException}, [&] { done = operation(); });
+    return done;
+}
 
 // Called directly after the failed call, so that the code is that call's.
 bool ListenServiceNamedPipe::FailWithCode(const char* prefix, const char* message) {
@@ -113,24 +122,28 @@ bool ListenServiceNamedPipe::BuildSecurityDescriptor() {
     return true;
 }
 
-bool ListenServiceNamedPipe::Create() {
-    if (!BuildAccessList() || !BuildSecurityDescriptor()) {
-        return false;
-    }
+bool ListenServiceNamedPipe::CreateInstance() {
     const platform::SecurityAttributes attributes{.securityDescriptor = descriptor_.get(), .inheritHandle = false};
     handle_.Reset(platform_.pipes.CreateNamedPipeW(
         PipeName, platform::kPipeAccessDuplex,
         platform::kPipeTypeMessage | platform::kPipeReadModeMessage | platform::kPipeRejectRemoteClients,
         kMaximumInstances, kPipeBufferBytes, kPipeBufferBytes, kSystemDefaultTimeout, attributes));
-    if (!handle_) {
-        return FailWithCode("CreateNamedPipe cnp error:", "Failed to create the named pipe, error code is ");
+    return handle_ || FailWithCode("CreateNamedPipe cnp error:", "Failed to create the named pipe, error code is ");
+}
+
+bool ListenServiceNamedPipe::Create() {
+    const bool created = Guarded([this] { return BuildAccessList() && BuildSecurityDescriptor() && CreateInstance(); });
+    if (!created) {
+        handle_.Reset();
     }
-    return true;
+    return created;
 }
 
 bool ListenServiceNamedPipe::Connect() {
-    const auto failure = FailureOf([this] { return platform_.pipes.ConnectNamedPipe(handle_.get()); });
-    return !failure || Fail("ConnectNamedPipe error:", "Failed to connect to the client, error code is ", *failure);
+    return Guarded([this] {
+        const auto failure = FailureOf([this] { return platform_.pipes.ConnectNamedPipe(handle_.get()); });
+        return !failure || Fail("ConnectNamedPipe error:", "Failed to connect to the client, error code is ", *failure);
+    });
 }
 
 bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
@@ -139,8 +152,13 @@ bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
     if (scratch == nullptr) {
         return false;
     }
-    const bool complete = ReadFrame(frame, {static_cast<std::byte*>(scratch), kReadChunkBytes});
+    const bool complete = Guarded([&] {
+        return ReadFrame(frame, {static_cast<std::byte*>(scratch), kReadChunkBytes});
+    });
     platform_.heap.HeapFree(scratch);
+    if (!complete) {
+        frame.clear();
+    }
     return complete;
 }
 
@@ -160,9 +178,7 @@ bool ListenServiceNamedPipe::ReadFrame(FrameBuffer& frame, std::span<std::byte> 
         }
         if (!expected && frame.size() >= sizeof(std::uint32_t)) {
             expected = ReadExpectedLength(frame);
-            try {
-                frame.reserve(*expected);
-            } catch (const std::exception&) {
+            if (!Drive::EndExceptions([&] { frame.reserve(*expected); })) {
                 return FailToReserve();
             }
         }
@@ -173,15 +189,14 @@ bool ListenServiceNamedPipe::ReadFrame(FrameBuffer& frame, std::span<std::byte> 
 }
 
 bool ListenServiceNamedPipe::AppendChunk(FrameBuffer& frame, std::span<const std::byte> chunk) {
-    try {
-        frame.insert(frame.end(), chunk.begin(), chunk.end());
-        return true;
-    } catch (const std::exception&) {
-        return FailToReserve();
-    }
+    return Drive::EndExceptions([&] { frame.insert(frame.end(), chunk.begin(), chunk.end()); }) || FailToReserve();
 }
 
 bool ListenServiceNamedPipe::Write(std::span<const std::byte> bytes) {
+    return Guarded([&] { return WritePieces(bytes); });
+}
+
+bool ListenServiceNamedPipe::WritePieces(std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
         const std::span<const std::byte> chunk = bytes.first(std::min(bytes.size(), kWriteChunkBytes));
         std::uint32_t written = 0;
@@ -198,16 +213,17 @@ bool ListenServiceNamedPipe::Write(std::span<const std::byte> bytes) {
 
 std::pair<std::uint32_t, bool> ListenServiceNamedPipe::GetClientProcessId() {
     std::uint32_t processId = 0;
-    if (platform_.pipes.GetNamedPipeClientProcessId(handle_.get(), processId)) {
-        return {processId, true};
-    }
-    return {processId, FailWithCode("GetNamedPipeClientProcessId error:",
-                                    "Failed to obtain the client process ID, error code is ")};
+    const bool known = Guarded([&] {
+        return platform_.pipes.GetNamedPipeClientProcessId(handle_.get(), processId) ||
+               FailWithCode("GetNamedPipeClientProcessId error:",
+                            "Failed to obtain the client process ID, error code is ");
+    });
+    return {known ? processId : 0, known};
 }
 
 void ListenServiceNamedPipe::FlushAndDisconnect() {
-    blockingCalls_.Run([this] { return platform_.files.FlushFileBuffers(handle_.get()); });
-    platform_.pipes.DisconnectNamedPipe(handle_.get());
+    Guarded([this] { return blockingCalls_.Run([this] { return platform_.files.FlushFileBuffers(handle_.get()); }); });
+    Guarded([this] { return platform_.pipes.DisconnectNamedPipe(handle_.get()); });
 }
 
 void ListenServiceNamedPipe::Close() {

@@ -7,7 +7,6 @@
 #include <functional>
 #include <string>
 
-#include "ipc/bounded_memory.h"
 #include "ipc/client_dispatch.h"
 #include "ipc/named_pipe.h"
 #include "listen/listen_process.h"

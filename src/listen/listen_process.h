@@ -5,14 +5,40 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "db/sqlite3_operator.h"
-#include "listen/listen_task.h"
 #include "listen/worker_thread.h"
 #include "platform/platform.h"
 
 namespace tavi::listen {
+
+// What to listen to, and from which position: the user row is the record.
+using ListenTaskRecord = db::UserRecord;
+
+// The listening task that is running, as others may see it. The listen thread sets it when its cycle is initialised and
+// clears it when it ends; the IPC thread reads it. A reader owns a share of the record, which therefore lives for as
+// long as the reader looks at it.
+class CurrentListenTask {
+public:
+    void Set(std::shared_ptr<const ListenTaskRecord> task) {
+        const std::scoped_lock lock(mutex_);
+        task_ = std::move(task);
+    }
+    void Clear() { Set(nullptr); }
+    // Null when no task is running.
+    std::shared_ptr<const ListenTaskRecord> Get() const {
+        const std::scoped_lock lock(mutex_);
+        return task_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::shared_ptr<const ListenTaskRecord> task_;  // guarded by mutex_
+};
 
 struct ListenProcess {
     explicit ListenProcess(platform::Platform& platform)

@@ -143,15 +143,19 @@ void ListenServiceImpl::TearDownWorkers() {
 
 void ListenServiceImpl::CancelWaitingForNamedPipe() {
     Trace("{ListenServiceImpl.CancelWaitingForNamedPipe}Cancel Named Pipe Synchronization IO");
-    process_.ipcThread.CancelSynchronousIo();
+    CancelBlockingCall();
 }
 
-// A cancellation meets only a call that is under way, and the thread may be about to make one, or several. Only calls
-// that wait for a client, or for its executable, are broken here: what a request does to the database or the journal
-// ends by itself.
+// Ends calls that wait for a client or for its executable, and no other: what a request does to the database or the
+// journal ends by itself.
+void ListenServiceImpl::CancelBlockingCall() {
+    ipcWorker_.CancelBlockingCall([this] { process_.ipcThread.CancelSynchronousIo(); });
+}
+
+// Again and again: a cancellation meets only a call that has reached the system, and several may follow.
 void ListenServiceImpl::JoinIpcThread() {
     while (!process_.ipcThread.HasEnded()) {
-        ipcWorker_.CancelBlockingCall([this] { process_.ipcThread.CancelSynchronousIo(); });
+        CancelBlockingCall();
         platform_.threads.Sleep(kCancelIntervalMs);
     }
     process_.ipcThread.Join();

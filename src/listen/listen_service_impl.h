@@ -56,6 +56,7 @@ private:
     bool StartThreads();
     void EndWorkersWithoutMainThread();
     void CancelWaitingForNamedPipe();
+    void CancelBlockingCall();
     void JoinIpcThread();
 
     ListenProcess& process_;

@@ -10,25 +10,27 @@
 namespace tavi::service {
 namespace {
 
-constexpr std::uint32_t kServiceMainPollMs = 10;
+constexpr std::uint32_t kCallbackPollMs = 10;
 
 struct CurrentPointers {
     platform::Platform* platform = nullptr;
     ListenServiceBase* service = nullptr;
 };
 
-// The system hands the two functions below no context. `current` is null or points to `pointers`, which is written
-// before it is published and not again until nobody can be reading it.
+// The system gives the two functions below no context. `current` is null or points to `pointers`. That is written
+// before it is published, and not again until nobody can be reading it.
 CurrentPointers pointers;
 std::atomic<CurrentPointers*> current{nullptr};
-std::atomic<int> serviceMainsRunning{0};
+std::atomic<int> callbacksRunning{0};
 
-class RunningServiceMain {
+// Counts a callback before it looks at `current`, so that whoever takes the service away either sees the callback in
+// the count or is seen by it.
+class RunningCallback {
 public:
-    RunningServiceMain() { serviceMainsRunning.fetch_add(1); }
-    ~RunningServiceMain() { serviceMainsRunning.fetch_sub(1); }
-    RunningServiceMain(const RunningServiceMain&) = delete;
-    RunningServiceMain& operator=(const RunningServiceMain&) = delete;
+    RunningCallback() { callbacksRunning.fetch_add(1); }
+    ~RunningCallback() { callbacksRunning.fetch_sub(1); }
+    RunningCallback(const RunningCallback&) = delete;
+    RunningCallback& operator=(const RunningCallback&) = delete;
 };
 
 void RunService(platform::Platform& platform, ListenServiceBase& service) {
@@ -55,13 +57,13 @@ CurrentService::CurrentService(platform::Platform& platform, ListenServiceBase& 
 
 void CurrentService::Leave() {
     current.store(nullptr);
-    while (serviceMainsRunning.load() != 0) {
-        platform_.threads.Sleep(kServiceMainPollMs);
+    while (callbacksRunning.load() != 0) {
+        platform_.threads.Sleep(kCallbackPollMs);
     }
 }
 
 void ServiceMain() {
-    const RunningServiceMain running;
+    const RunningCallback running;
     Drive::SyncPanelLog::WriteTraceLog("The ServiceMain function starts");
     CurrentPointers* const now = current.load();
     if (now == nullptr || now->service == nullptr) {
@@ -72,6 +74,7 @@ void ServiceMain() {
 }
 
 void ControlHandler(std::uint32_t control) {
+    const RunningCallback running;
     CurrentPointers* const now = current.load();
     if (now == nullptr) {
         return;

@@ -17,8 +17,9 @@ public:
     CurrentService(const CurrentService&) = delete;
     CurrentService& operator=(const CurrentService&) = delete;
 
-    // Waits until a service main function that is still on its way out has returned: the dispatcher may return as soon
-    // as the service has reported stopped, and the service main function still looks at the service then.
+    // Waits until every callback that is still running has returned. The dispatcher may return as soon as the service
+    // has reported stopped: the service main function is still on its way out then, and so is a control handler where
+    // the system runs it on a thread of its own. Both look at the service until they return.
     void Leave();
 
 private:
@@ -28,7 +29,7 @@ private:
 // On the dispatcher's service thread; returns when the main worker thread has ended.
 void ServiceMain();
 
-// On the dispatcher's own thread.
+// On the dispatcher's own thread, or on one that the system started for it.
 void ControlHandler(std::uint32_t control);
 
 }  // namespace tavi::service

@@ -1,8 +1,9 @@
 #include "ipc/named_pipe.h"
 
 #include <algorithm>
+#include <functional>
+#include <new>
 
-#include "ipc/bounded_memory.h"
 #include "sim/forwarding_files.h"
 #include "unit/ipc/pipe_bench.h"
 
@@ -156,7 +157,7 @@ TEST_F(NamedPipe, ClientProcessIdIsHandedBack) {
 TEST_F(NamedPipe, ClientProcessIdThatCannotBeHadIsAFailure) {
     ServeSilentClient();
     machine_.faults().Fail({.call = "Pipes.GetNamedPipeClientProcessId", .code = 1717});
-    EXPECT_FALSE(pipe_.GetClientProcessId().second);
+    EXPECT_EQ(pipe_.GetClientProcessId(), (std::pair<std::uint32_t, bool>{0, false}));
     EXPECT_THAT(NetLines(), ElementsAre("GetNamedPipeClientProcessId error:Failed to obtain the client process ID, "
                                         "error code is 1717"));
 }
@@ -176,17 +177,17 @@ TEST_F(NamedPipe, FrameThatAnnouncesMoreThanArrivesKeepsTheReadWaiting) {
         const std::string message = AsMessage(sent);
         client.WriteMessage(message.substr(0, 10));
         machine_.Sleep(5000);
-        EXPECT_TRUE(pipe_.InBlockingCall());
+        EXPECT_TRUE(pipe_.blockingCalls().UnderWay());
         client.WriteMessage(message.substr(10, 13));
         machine_.Sleep(5000);
-        EXPECT_TRUE(pipe_.InBlockingCall());
+        EXPECT_TRUE(pipe_.blockingCalls().UnderWay());
         client.WriteMessage(message.substr(23));
     });
     Bytes received;
     EXPECT_TRUE(Read(received));
     EXPECT_EQ(received, sent);
     EXPECT_EQ(machine_.NowMilliseconds(), 10000);
-    EXPECT_FALSE(pipe_.InBlockingCall());
+    EXPECT_FALSE(pipe_.blockingCalls().UnderWay());
 }
 
 TEST_F(NamedPipe, FewerThanFourBytesAreAssembledWithTheNextMessages) {
@@ -248,11 +249,43 @@ TEST_F(NamedPipe, ReadBeginsWithAnEmptyBuffer) {
     EXPECT_EQ(Bytes(frame.begin(), frame.end()), RawFrame(8, 2));
 }
 
+TEST_F(NamedPipe, FailedReadLeavesAnEmptyBuffer) {
+    ServeClient([](sim::PipeClient& client) {
+        client.WriteMessage("abc");
+        client.Close();
+    });
+    FrameBuffer frame(100, std::byte{0xFF}, &memory_);
+    EXPECT_FALSE(pipe_.Read(frame));
+    EXPECT_THAT(frame, IsEmpty()) << "what had come says nothing without the rest";
+}
+
+TEST_F(NamedPipe, MessageOfExactlyFourBytesIsTheLengthOfWhatFollows) {
+    const Bytes sent = RawFrame(24, 1, 16);
+    ServeClient([&](sim::PipeClient& client) {
+        client.WriteMessage(AsMessage(sent).substr(0, 4));
+        client.WriteMessage(AsMessage(sent).substr(4));
+    });
+    Bytes received;
+    EXPECT_TRUE(Read(received));
+    EXPECT_EQ(received, sent);
+}
+
+TEST_F(NamedPipe, MessageOfFourBytesThatAnnouncesFourIsAWholeFrame) {
+    ServeClient([](sim::PipeClient& client) {
+        client.WriteMessage(std::string("\4\0\0\0", 4));
+        client.WriteMessage("never asked for");
+    });
+    Bytes received;
+    EXPECT_TRUE(Read(received)) << "that it is too short is for the frame's checks to say";
+    EXPECT_EQ(received.size(), 4U);
+}
+
 TEST_F(NamedPipe, NoScratchBufferMeansNoRead) {
     ServeSilentClient();
     machine_.faults().Fail({.call = "Heap.HeapAlloc"});
-    Bytes received;
+    Bytes received(10);
     EXPECT_FALSE(Read(received));
+    EXPECT_THAT(received, IsEmpty());
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
@@ -379,14 +412,48 @@ TEST_F(NamedPipe, IsFlushedBeforeItIsDisconnected) {
 TEST_F(NamedPipe, FlushWaitsForAClientThatDoesNotRead) {
     ServeClient([&](sim::PipeClient& client) {
         machine_.Sleep(3000);
-        EXPECT_TRUE(pipe_.InBlockingCall());
+        EXPECT_TRUE(pipe_.blockingCalls().UnderWay());
         std::string reply;
         client.ReadMessage(reply);
     });
     EXPECT_TRUE(pipe_.Write(AsBytes("12345678")));
     pipe_.FlushAndDisconnect();
     EXPECT_EQ(machine_.NowMilliseconds(), 3000);
-    EXPECT_FALSE(pipe_.InBlockingCall());
+    EXPECT_FALSE(pipe_.blockingCalls().UnderWay());
+}
+
+// The log is what finds no memory first: its lines are texts put together.
+TEST_F(NamedPipe, NoOperationLetsAnExceptionOut) {
+    struct Row {
+        const char* call;
+        std::function<bool()> operation;
+    };
+    FrameBuffer frame(&memory_);
+    const Row rows[] = {
+        {"Pipes.CreateNamedPipeW", [&] { return pipe_.Create(); }},
+        {"Pipes.ConnectNamedPipe", [&] { return pipe_.Connect(); }},
+        {"Pipes.GetNamedPipeClientProcessId", [&] { return pipe_.GetClientProcessId().second; }},
+        {"Files.ReadFile", [&] { return pipe_.Read(frame); }},
+        {"Files.WriteFile", [&] { return pipe_.Write(Bytes(8)); }},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.call);
+        log_.Clear();
+        machine_.faults().Fail({.call = row.call});
+        log_.OnLine([](const sim::LogLine& line) {
+            if (line.kind == sim::LogKind::kNet) {
+                throw std::bad_alloc();
+            }
+        });
+        bool done = true;
+        EXPECT_NO_THROW(done = row.operation());
+        log_.OnLine({});
+        EXPECT_FALSE(done);
+        EXPECT_TRUE(log_.HasError("ListenServiceImpl", "ListenServiceNamedPipe",
+                                  std::string("std::exception : ") + std::bad_alloc().what()));
+        EXPECT_FALSE(pipe_.blockingCalls().UnderWay());
+    }
+    EXPECT_FALSE(pipe_.IsValid());
 }
 
 }  // namespace

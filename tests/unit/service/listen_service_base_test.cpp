@@ -146,6 +146,8 @@ TEST_F(ListenServiceBaseTest, NoExceptionWhateverReachesTheControlManagersThread
     service_.onShutdown = [] { throw 7; };
     EXPECT_NO_THROW(service_.Stop());
     EXPECT_NO_THROW(service_.Shutdown());
+    EXPECT_TRUE(log_.HasError("ListenServiceBase", "Stop", "The service task failed to stop"));
+    EXPECT_TRUE(log_.HasError("ListenServiceBase", "Shutdown", "The service task failed to shut down"));
 }
 
 TEST_F(ListenServiceBaseTest, ReportThatDoesNotArriveChangesNothing) {
@@ -236,6 +238,42 @@ TEST_F(ListenServiceBaseTest, ServiceStaysUntilItsMainFunctionHasReturned) {
     }
     machine_.JoinAll();
     EXPECT_TRUE(returned);
+}
+
+TEST_F(ListenServiceBaseTest, ServiceStaysUntilAControlHandlerOnAThreadOfItsOwnHasReturned) {
+    for (const std::uint32_t control : {platform::kServiceControlStop, platform::kServiceControlShutdown}) {
+        SCOPED_TRACE(control);
+        bool returned = false;
+        const auto work = [&] {
+            platform_.threads.Sleep(3000);
+            returned = true;
+        };
+        service_.onStop = work;
+        service_.onShutdown = work;
+        const std::int64_t before = machine_.NowMilliseconds();
+        {
+            CurrentService current(platform_, service_);
+            machine_.Spawn("control handler", [&] { ControlHandler(control); });
+            machine_.Sleep(100);
+            current.Leave();
+            EXPECT_TRUE(returned);
+            EXPECT_GE(machine_.NowMilliseconds() - before, 3000);
+        }
+        machine_.JoinAll();
+    }
+}
+
+TEST_F(ListenServiceBaseTest, ControlThatComesWhileTheServiceLeavesFindsNone) {
+    service_.onStop = [&] {
+        platform_.threads.Sleep(3000);
+        ControlHandler(platform::kServiceControlShutdown);
+    };
+    service_.onShutdown = [] { ADD_FAILURE() << "the service is on its way out"; };
+    CurrentService current(platform_, service_);
+    machine_.Spawn("control handler", [&] { ControlHandler(platform::kServiceControlStop); });
+    machine_.Sleep(100);
+    current.Leave();
+    machine_.JoinAll();
 }
 
 }  // namespace
