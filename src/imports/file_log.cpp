@@ -1,13 +1,14 @@
 #include "imports/file_log.h"
 
 #include <spdlog/logger.h>
-#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/base_sink.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <mutex>
 
+#include "imports/rotating_log_file.h"
 #include "imports/type_convert.h"
 #include "platform/constants.h"
 
@@ -62,13 +63,27 @@ std::size_t EntryLength(std::string_view text) {
     return length;
 }
 
+class RotatingSink final : public spdlog::sinks::base_sink<std::mutex> {
+public:
+    RotatingSink(spdlog::filename_t path, const LogBounds& bounds)
+        : file_(std::move(path), bounds.fileBytes, bounds.olderFiles) {}
+
+private:
+    void sink_it_(const spdlog::details::log_msg& message) override {
+        spdlog::memory_buf_t entry;
+        formatter_->format(message, entry);
+        file_.Write(entry);
+    }
+    void flush_() override {}  // every entry is
+
+    RotatingLogFile file_;
+};
+
 std::unique_ptr<spdlog::logger> OpenLogger(const std::u16string& path, const LogBounds& bounds) {
-    auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(ToFileName<spdlog::filename_t>(path),
-                                                                       bounds.fileBytes, bounds.olderFiles);
+    auto sink = std::make_shared<RotatingSink>(ToFileName<spdlog::filename_t>(path), bounds);
     auto logger = std::make_unique<spdlog::logger>(std::string(), std::move(sink));
     logger->set_pattern("%Y-%m-%d %H:%M:%S.%e [%t] %v");
     logger->set_level(spdlog::level::trace);
-    logger->flush_on(spdlog::level::trace);
     logger->set_error_handler([](const std::string&) {});  // a service has nobody else to tell
     return logger;
 }

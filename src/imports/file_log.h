@@ -1,6 +1,7 @@
 // The service's logs as files: "error.log", "trace.log", "net.log" and "sync.log" in one folder, each rotated by size
 // and kept in bounded number ("error.1.log" is older than "error.log"). Every line begins with the local time and the
-// thread.
+// thread. A file that cannot be rotated, because somebody holds an older one, grows to twice its size at most; then the
+// oldest entries go, never the newest.
 //
 // Installed by the composition root as the backend of Drive::SyncPanelLog; it outlives every thread that logs. Any
 // thread; nothing is thrown. Every entry is handed to the system before the call returns, so that a killed process

@@ -144,6 +144,124 @@ TEST_F(FileLogTest, FilesAreBoundedInSizeAndNumberAndTheNewestStay) {
     EXPECT_THAT(FilesOf("trace.3"), IsEmpty());
 }
 
+// Every line of the log, the oldest file first, without its time and thread.
+std::vector<std::string> Messages(const std::vector<std::string>& lines) {
+    std::vector<std::string> messages;
+    for (const std::string& line : lines) {
+        messages.push_back(line.substr(line.find("] ") + 2));
+    }
+    return messages;
+}
+
+TEST_F(FileLogTest, AHeldOlderFileCostsTheOldestEntriesAndNeverTheNewest) {
+    FileLogBounds bounds;
+    bounds.lines = {1000, 1};
+    fs::create_directories(folder / "trace.1.log" / "held");  // cannot be replaced, as if somebody held it
+    FileLog log(folder.u16string(), bounds);
+    log.Init();
+    for (int i = 0; i < 500; ++i) {
+        log.WriteTraceLog("entry " + std::to_string(i));
+        ASSERT_LE(fs::file_size(folder / "trace.log"), 2000u);
+        const std::vector<std::string> messages = Messages(Lines("trace.log"));
+        // Without a gap up to the newest, and as many as the file may hold, once there were that many.
+        int expected = i;
+        for (auto message = messages.rbegin(); message != messages.rend(); ++message) {
+            ASSERT_EQ(*message, "entry " + std::to_string(expected--));
+        }
+        ASSERT_TRUE(expected == -1 || fs::file_size(folder / "trace.log") >= 900u) << "after entry " << i;
+    }
+    EXPECT_TRUE(fs::exists(folder / "trace.1.log" / "held"));
+}
+
+TEST_F(FileLogTest, AFileThatIsLetGoOfIsRotatedAgain) {
+    FileLogBounds bounds;
+    bounds.lines = {1000, 1};
+    fs::create_directories(folder / "trace.1.log" / "held");
+    FileLog log(folder.u16string(), bounds);
+    log.Init();
+    for (int i = 0; i < 100; ++i) {
+        log.WriteTraceLog("entry " + std::to_string(i));
+    }
+    fs::remove_all(folder / "trace.1.log");
+    for (int i = 100; i < 300; ++i) {
+        log.WriteTraceLog("entry " + std::to_string(i));
+    }
+    EXPECT_EQ(FilesOf("trace").size(), 2u);
+    EXPECT_LE(fs::file_size(folder / "trace.log"), 1000u);
+    std::vector<std::string> messages = Messages(Lines("trace.1.log"));
+    for (const std::string& message : Messages(Lines("trace.log"))) {
+        messages.push_back(message);
+    }
+    int expected = 299;
+    for (auto message = messages.rbegin(); message != messages.rend(); ++message) {
+        ASSERT_EQ(*message, "entry " + std::to_string(expected--));
+    }
+}
+
+TEST_F(FileLogTest, TheOldestFileThatIsHeldStopsNothing) {
+    FileLogBounds bounds;
+    bounds.lines = {1000, 2};
+    fs::create_directories(folder / "trace.2.log" / "held");
+    FileLog log(folder.u16string(), bounds);
+    log.Init();
+    for (int i = 0; i < 300; ++i) {
+        log.WriteTraceLog("entry " + std::to_string(i));
+        ASSERT_THAT(Lines("trace.log").back(), EndsWith("] entry " + std::to_string(i)));
+    }
+    EXPECT_LE(fs::file_size(folder / "trace.log"), 2000u);
+    EXPECT_THAT(Lines("trace.1.log").front(), EndsWith("] entry 0"));
+}
+
+// On Windows a reader keeps the file from being renamed; elsewhere it is in nobody's way.
+TEST_F(FileLogTest, AReaderOfAnyOfTheFilesCostsNoEntry) {
+    FileLogBounds bounds;
+    bounds.lines = {1000, 2};
+    FileLog log(folder.u16string(), bounds);
+    log.Init();
+    log.WriteTraceLog("entry 0");
+    std::ifstream reader(folder / "trace.log", std::ios::binary);
+    ASSERT_TRUE(reader.is_open());
+    for (int i = 1; i < 200; ++i) {
+        log.WriteTraceLog("entry " + std::to_string(i));
+        ASSERT_THAT(Lines("trace.log").back(), EndsWith("] entry " + std::to_string(i)));
+        ASSERT_LE(fs::file_size(folder / "trace.log"), 2000u);
+    }
+}
+
+TEST_F(FileLogTest, TwoLogsInOneFolderLoseNoNewestEntry) {
+    FileLogBounds bounds;
+    bounds.lines = {1000, 2};
+    FileLog first(folder.u16string(), bounds);
+    FileLog second(folder.u16string(), bounds);
+    first.Init();
+    second.Init();
+    for (int i = 0; i < 200; ++i) {
+        (i % 2 == 0 ? first : second).WriteTraceLog("entry " + std::to_string(i));
+        std::vector<std::string> lines;
+        for (const char* name : {"trace.1.log", "trace.log"}) {
+            for (const std::string& line : Lines(name)) {
+                lines.push_back(line);
+            }
+        }
+        const std::string newest = "] entry " + std::to_string(i);
+        ASSERT_TRUE(std::ranges::any_of(lines, [&](const std::string& line) { return line.ends_with(newest); })) << i;
+    }
+}
+
+TEST_F(FileLogTest, AnEntryLargerThanTheFileIsKeptWhole) {
+    FileLogBounds bounds;
+    bounds.lines = {1000, 1};
+    fs::create_directories(folder / "trace.1.log" / "held");
+    FileLog log(folder.u16string(), bounds);
+    log.Init();
+    for (int i = 0; i < 5; ++i) {
+        const std::string entry = std::to_string(i) + std::string(3000, 'x');
+        log.WriteTraceLog(entry);
+        EXPECT_THAT(Lines("trace.log").back(), EndsWith("] " + entry));
+    }
+    EXPECT_LE(fs::file_size(folder / "trace.log"), 2u * 3100u);
+}
+
 TEST_F(FileLogTest, ALargeDumpIsCutAtLineEndsAndLosesNothing) {
     FileLogBounds bounds;
     bounds.dumps = {1u << 20, 8};
