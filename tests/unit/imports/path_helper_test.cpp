@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <random>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,6 +57,35 @@ TEST(FuzzyAsciiPath, AnyAsciiPathComesOutAsTheWidePathDoes) {
         FuzzyAsciiPath(obscured);
         ASSERT_EQ(obscured, expected) << path;
     }
+}
+
+// Whatever stands around the path: nothing of it is written, and nothing of it counts.
+TEST(FuzzyAsciiPath, TouchesAndSeesNothingButThePath) {
+    constexpr std::string_view kCharacters = "ab.\\/z";
+    constexpr std::size_t kMargin = 16;
+    std::mt19937 random(5);
+    for (int round = 0; round < 5'000; ++round) {
+        std::string path(static_cast<std::size_t>(round) % 41, '\0');
+        for (char& character : path) {
+            character = kCharacters[random() % kCharacters.size()];
+        }
+        std::string expected = path;
+        FuzzyAsciiPath(expected);
+        for (const char around : {'.', '\\', '/', 'x'}) {
+            const std::string margin(kMargin, around);
+            std::string memory = margin;
+            memory.append(path).append(margin);
+            FuzzyAsciiPath(std::span(memory).subspan(kMargin, path.size()));
+            ASSERT_EQ(memory, margin + expected + margin) << path;
+        }
+    }
+}
+
+TEST(FuzzyFilePath, AStemOfOneOrTwoUnitsStaysAsItIs) {
+    for (const char16_t* const path : {u"", u"a", u"ab", u"\\a", u"\\ab", u".", u"a.", u"ab.", u"..", u"\\"}) {
+        EXPECT_TRUE(FuzzyFilePath(path) == path) << testing::PrintToString(std::u16string(path));
+    }
+    EXPECT_TRUE(FuzzyFilePath(u"abc.\\abc") == u"a*c.\\a*c");
 }
 
 TEST(FuzzyFilePath, LeavesItsArgumentAsItWas) {

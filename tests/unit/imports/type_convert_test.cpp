@@ -90,6 +90,17 @@ TEST(TypeConvert, IllFormedUtf8IsReplacedByMaximalSubparts) {
         {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", u"\uFFFD\uFFFD\uFFFD\uFFFD\u0041"},
         {"\xC3\x28", u"\uFFFD("},  // the byte after a broken beginning is kept
         {"\xE2\x82\xC3\xA9", u"\uFFFD\u00E9"},
+        {"\xF1\x7F\x80\x80", u"\uFFFD\x7F\uFFFD\uFFFD"},  // just below what may follow
+        {"\xF1\xC0\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xF1\x80\x7F\x80", u"\uFFFD\x7F\uFFFD"},
+        {"\xF1\x80\x80\x7F", u"\uFFFD\x7F"},
+        {"\xF0\x8F\xBF\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xF4\x7F\x80\x80", u"\uFFFD\x7F\uFFFD\uFFFD"},
+        {"\xE0\x9F\xBF", u"\uFFFD\uFFFD\uFFFD"},
+        {"\xE1\x7F\x80", u"\uFFFD\x7F\uFFFD"},
+        {"\xED\x7F\x80", u"\uFFFD\x7F\uFFFD"},
+        {"\xC2\x7F", u"\uFFFD\x7F"},
+        {"\xDF\xC0", u"\uFFFD\uFFFD"},
     };
     for (const Row& row : rows) {
         EXPECT_TRUE(UTF8ToUnicode(row.utf8) == row.utf16) << testing::PrintToString(row.utf8);
