@@ -117,11 +117,12 @@ std::pair<double, double> RunCycle() {
     db::SqLite3Operator database(platform);
     database.InitSqLiteDb(u"D:\\Data\\ListenService.dat");
     database.InsertUserTable({u"user", u"C:\\Sync", 0, 0});
+    const platform::Usn end =
+        machine.volume().WithJournal([](sim::EmulatedJournal& journal) { return journal.nextUsn(); });
     std::atomic<bool> abandon{false};
-    records::FileChangeRecord cycle(platform, database, {u"user", u"C:\\Sync", 0, 2000}, abandon,
+    records::FileChangeRecord cycle(platform, database, {u"user", u"C:\\Sync", end, 2000}, abandon,
                                     records::FileChangeRecord::CurrentService::kPresent);
     cycle.Init();
-    cycle.journal().setStartUsn(cycle.journal().journalData().nextUsn);
     for (std::size_t i = 0; i < kFiles; ++i) {
         const std::u16string directory = u"C:\\Sync\\Projects\\Customer " + Digits(i % kDirectories);
         machine.volume().MakeDirectory(directory);

@@ -25,17 +25,18 @@ constexpr std::uint64_t kFirstDirectory = 1000;
 // Stands for the two system calls of a look-up, which leave their answer in a buffer that the processor has just
 // written. So the answers come from a few texts that stay in its nearest cache: a table of a text per directory would
 // charge the decoder with the waiting for that table's memory.
-class ReadySource : public journal::ParentSource {
+class ReadyPaths : public journal::ParentPaths {
 public:
-    ReadySource() {
+    ReadyPaths() {
         for (std::size_t i = 0; i < kTexts; ++i) {
             paths_.push_back(u"\\Sync\\Project " + std::u16string(1 + i % 9, u'p') + u"\\Documents " +
                              std::u16string(1 + i % 7, u'd'));
         }
     }
-    Answer AskForPath(std::uint64_t number, std::u16string& path) override {
+    Validity GetFullPathByFileReferenceNumber(platform::FileReferenceNumber number, const journal::PathMapping*,
+                                              std::u16string& path) override {
         path = paths_[(number - kFirstDirectory) % kTexts];
-        return Answer::kPath;
+        return Validity::kWholeRead;
     }
 
 private:
@@ -83,7 +84,7 @@ int main(int argc, char** argv) {
     db::SqLite3Operator database(platform);
     journal::PathMapping mapping(database, u"C:\\Sync");
     mapping.LearnSyncFolder(5, u"\\Sync");
-    ReadySource source;
+    ReadyPaths source;
     BatchDecoder decoder(u"C:\\Sync", platform.clock);
 
     const auto walk = [&] {

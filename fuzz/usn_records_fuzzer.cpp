@@ -21,10 +21,11 @@ void Require(bool condition) {
     }
 }
 
-// The root and the folder can be opened; of the other small numbers one in three, the rest is gone.
-class SmallVolume : public journal::ParentSource {
+// The root and the folder can be opened; of the other small numbers one in three; the rest is gone.
+class SmallVolume : public journal::ParentPaths {
 public:
-    Answer AskForPath(std::uint64_t number, std::u16string& path) override {
+    Validity GetFullPathByFileReferenceNumber(platform::FileReferenceNumber number, const journal::PathMapping* mapping,
+                                              std::u16string& path) override {
         if (number == kRoot) {
             path = u"\\";
         } else if (number == kSync) {
@@ -32,9 +33,10 @@ public:
         } else if (number < 64 && number % 3 == 0) {
             path = number % 2 == 0 ? u"\\Sync\\Docs" : u"\\$RECYCLE.BIN\\S-1-5-21";
         } else {
-            return number % 7 == 0 ? Answer::kNoAnswer : Answer::kGone;
+            path = number % 7 == 0 ? std::u16string() : mapping->BuildPathFromMapping(number);
+            return Validity::kThisRecord;
         }
-        return Answer::kPath;
+        return Validity::kWholeRead;
     }
 };
 

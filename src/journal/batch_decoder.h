@@ -1,10 +1,13 @@
 // One read's records become UsnRecords with paths relative to the listened folder; records outside it are dropped
-// before anything of them is copied. Parents are resolved through a ParentSource (the file system, or the replay tool's
-// directory list) and, when the directory is gone, through the path mapping, which the records in turn keep up to date.
-// Listen thread only. Throws nothing but allocation failures.
+// before anything of them is copied. For every record, in order: its parent's path is resolved, the path mapping is
+// told of a directory that went to the recycle bin, and when the record lies inside the folder it is appended and the
+// mapping is told of it. So a directory that is gone has the path that it had when the record was written.
+//
+// Owned by the task's VolumeJournal; paths and mapping are the caller's. Listen thread only. Malformed bytes end the
+// batch and are reported in the result; a record whose parent has no path is dropped. Throws nothing but allocation
+// failures; after one, call EndRead before the next Decode.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -15,26 +18,29 @@
 #include "journal/timestamp_converter.h"
 #include "journal/usn_decoder.h"
 #include "platform/clock.h"
+#include "platform/types.h"
 #include "records/model/change_record.h"
 
 namespace tavi::journal {
 
-// Asks for a directory's path by its file reference number.
-class ParentSource {
+// Where the decoder has the parents' paths from.
+class ParentPaths {
 public:
-    enum class Answer {
-        kPath,      // `path` is its volume-relative path
-        kGone,      // it cannot be opened or named: what the mapping knows counts
-        kNoAnswer,  // it cannot even be asked for: no path
-    };
+    // For how long the answer is true. All records of one read see the file system's names of one instant, so a path
+    // that it gave stands for them all. A failure may pass, and the mapping changes with every record: such an answer
+    // is asked for anew with the next record.
+    enum class Validity { kWholeRead, kThisRecord };
 
-    virtual ~ParentSource() = default;
-    // `path` is overwritten.
-    virtual Answer AskForPath(std::uint64_t fileReferenceNumber, std::u16string& path) = 0;
+    virtual ~ParentPaths() = default;
+    // `path` is overwritten: the directory's volume-relative path (a leading backslash, no drive), or nothing when it
+    // cannot be had. `mapping` may be null.
+    virtual Validity GetFullPathByFileReferenceNumber(platform::FileReferenceNumber number, const PathMapping* mapping,
+                                                      std::u16string& path) = 0;
 };
 
 class BatchDecoder {
 public:
+    // `clock` outlives the decoder. `listenPath` as in ParentCache.
     BatchDecoder(std::u16string_view listenPath, platform::Clock& clock);
 
     struct Result {
@@ -43,31 +49,18 @@ public:
     };
     // `records` is what a read returned, without the leading next USN. `mapping` may be null: then a directory that is
     // gone has no path. Its pending rows are not flushed here. May be called several times within one read.
-    Result Decode(std::span<const std::byte> records, ParentSource& source, PathMapping* mapping);
+    Result Decode(std::span<const std::byte> records, ParentPaths& paths, PathMapping* mapping);
     // Forgets the parents and the zone's offset: what was true of one read need not be true of the next.
     void EndRead();
 
 private:
-    static constexpr std::size_t kNotes = 32;
-    // A directory's record that the mapping has not been told of.
-    struct Note {
-        UsnRecordView record;
-        std::uint32_t parentPlace = 0;  // in parents_
-    };
-
-    ParentCache::Entry& Parent(std::uint64_t number, ParentSource& source, PathMapping* mapping);
-    ParentCache::Entry& ResolveParent(std::uint64_t number, ParentSource& source, PathMapping* mapping);
-    void NoteForMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping);
-    void TellMapping(PathMapping& mapping);
-    void TellMapping(PathMapping& mapping, const UsnRecordView& record, const ParentCache::Entry& parent) const;
+    const ParentCache::Entry& Parent(platform::FileReferenceNumber number, ParentPaths& paths,
+                                     const PathMapping* mapping);
+    static void TellMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping);
     void Append(const UsnRecordView& record, const ParentCache::Entry& parent, records::UsnRecordList& batch);
 
     ParentCache parents_;
     TimestampConverter timestamps_;
-    // Few records are of directories, and looking one up waits for memory several times over: several are looked up
-    // together, so that the waits overlap. Before the mapping is asked anything it has been told everything.
-    std::array<Note, kNotes> notes_;
-    std::size_t noteCount_ = 0;
     std::u16string answer_;  // reused from one parent to the next
 };
 

@@ -10,42 +10,30 @@ ParentCache::ParentCache(std::u16string_view listenPath) {
     }
 }
 
-ParentCache::Entry& ParentCache::Add(std::uint64_t fileReferenceNumber, std::u16string_view path) {
-    places_.Add(fileReferenceNumber);
-    Entry& entry = entries_.emplace_back();
-    Replace(entry, path);
-    return entry;
+const ParentCache::Entry& ParentCache::Add(platform::FileReferenceNumber number, std::u16string_view path) {
+    return Fill(entries_[number], path);
 }
 
-void ParentCache::Replace(Entry& entry, std::u16string_view path) {
-    if (entry.pathUnits != 0 && PathOf(entry) == path) {
-        return;
-    }
-    entry.pathOffset = static_cast<std::uint32_t>(text_.size());
-    entry.pathUnits = static_cast<std::uint32_t>(path.size());
-    text_ += path;
-    if (!path.ends_with(u'\\')) {
-        text_.push_back(u'\\');
-    }
-    Judge(entry, path);
+const ParentCache::Entry& ParentCache::Pass(std::u16string_view path) {
+    return Fill(passing_, path);
 }
 
 // Inside means: the path up to the first backslash at or after the folder's length is the folder, so that a sibling
 // whose name merely begins like the folder's is outside. A parent without a path is nowhere.
-void ParentCache::Judge(Entry& entry, std::u16string_view path) const {
+ParentCache::Entry& ParentCache::Fill(Entry& entry, std::u16string_view path) const {
+    entry.text = path;
+    if (!path.ends_with(u'\\')) {
+        entry.text += u'\\';
+    }
+    entry.pathUnits = path.size();
     entry.insideListenFolder = hasDrive_ && !path.empty() && path.starts_with(folder_) &&
                                (path.size() == folder_.size() || path[folder_.size()] == u'\\');
-    entry.relativeUnits = 0;
-    if (entry.insideListenFolder) {
-        const std::size_t relativeOffset = entry.pathOffset + folder_.size() + 1;
-        entry.relativeUnits = static_cast<std::uint32_t>(text_.size() - relativeOffset);
-    }
+    entry.relativeOffset = entry.insideListenFolder ? folder_.size() + 1 : entry.text.size();
+    return entry;
 }
 
 void ParentCache::Clear() {
-    places_.Clear();
     entries_.clear();
-    text_.clear();
 }
 
 }  // namespace tavi::journal

@@ -24,42 +24,27 @@ PathMapping::PathMapping(db::SqLite3Operator& database, std::u16string listenPat
     : database_(database), listenPath_(std::move(listenPath)) {}
 
 void PathMapping::Load(std::vector<db::PathMappingEntry> rows) {
-    directories_.reserve(directories_.size() + rows.size());
+    knownDirectories_.reserve(knownDirectories_.size() + rows.size());
     for (db::PathMappingEntry& row : rows) {
-        EntryOf(row.fileReferenceNumber) = std::move(row);
+        knownDirectories_[row.fileReferenceNumber] = std::move(row);
     }
-    ++version_;
-}
-
-db::PathMappingEntry& PathMapping::EntryOf(std::uint64_t number) {
-    if (const std::uint32_t place = PlaceOf(number); place != NumberIndex::kNone) {
-        return directories_[place];
-    }
-    db::PathMappingEntry& entry = directories_.emplace_back();
-    try {
-        known_.Add(number);
-    } catch (...) {
-        directories_.pop_back();  // the two count alike
-        throw;
-    }
-    return entry;
 }
 
 // Collects the names from the directory up to the listened folder, and counts the code units of the path that they
 // make. Brent's method: a marker follows the walk in leaps of doubling length, so that a loop is met after a few
 // rounds, without a mark on every row.
-bool PathMapping::WalkToSyncFolder(std::uint64_t number, std::vector<const std::u16string*>& names,
+bool PathMapping::WalkToSyncFolder(platform::FileReferenceNumber number, std::vector<const std::u16string*>& names,
                                    std::size_t& units) const {
-    std::uint64_t marker = number;
+    platform::FileReferenceNumber marker = number;
     std::uint64_t stepsSinceMarker = 0;
     std::uint64_t leap = 2;
     units = syncFolderPath_.size();
     while (number != syncFolderReferenceNumber_) {
-        const std::uint32_t place = known_.Find(number);
-        if (place == NumberIndex::kNone) {
+        const auto found = knownDirectories_.find(number);
+        if (found == knownDirectories_.end()) {
             return false;
         }
-        const db::PathMappingEntry& entry = directories_[place];
+        const db::PathMappingEntry& entry = found->second;
         names.push_back(&entry.fileName);
         units += 1 + entry.fileName.size();
         number = entry.parentFileReferenceNumber;
@@ -75,10 +60,10 @@ bool PathMapping::WalkToSyncFolder(std::uint64_t number, std::vector<const std::
     return true;
 }
 
-std::u16string PathMapping::BuildPathFromMapping(std::uint64_t fileReferenceNumber) const {
+std::u16string PathMapping::BuildPathFromMapping(platform::FileReferenceNumber number) const {
     std::vector<const std::u16string*> names;
     std::size_t units = 0;
-    if (!syncFolderLearned() || !WalkToSyncFolder(fileReferenceNumber, names, units)) {
+    if (!syncFolderLearned() || !WalkToSyncFolder(number, names, units)) {
         return {};
     }
     std::u16string path;
@@ -96,38 +81,30 @@ void PathMapping::UpdatePathMapping(const RecordIdentity& record, std::u16string
     if (!syncFolderLearned()) {
         LearnSyncFolder(record.parentFileReferenceNumber, parentPath);
     }
-    if ((record.fileAttributes & platform::kFileAttributeDirectory) == 0) {
+    if (!platform::IsDirectory(record.fileAttributes)) {
         return;
     }
-    const std::uint64_t number = record.fileReferenceNumber;
-    const std::uint32_t place = PlaceOf(number);
-    if (place != NumberIndex::kNone && Says(place, record.parentFileReferenceNumber, name)) {
+    const platform::FileReferenceNumber number = record.fileReferenceNumber;
+    const auto known = knownDirectories_.find(number);
+    if (known != knownDirectories_.end() &&
+        known->second.parentFileReferenceNumber == record.parentFileReferenceNumber && known->second.fileName == name) {
         return;
     }
-    db::PathMappingEntry& entry = EntryOf(number);
-    entry.fileReferenceNumber = number;
-    entry.parentFileReferenceNumber = record.parentFileReferenceNumber;
-    entry.fileName = name;
-    ++version_;
-    // A row that is stored again is stored as present, whatever was loaded.
-    db::PathMappingEntry& pending = pendingEntries_[number];
-    pending = entry;
-    pending.deleted = false;
+    // Pending first: were it known first and then memory ran out, it would never be stored.
+    db::PathMappingEntry row{number, record.parentFileReferenceNumber, false, std::u16string(name)};
+    pendingEntries_.insert_or_assign(number, row);
+    knownDirectories_.insert_or_assign(number, std::move(row));
 }
 
 void PathMapping::CheckRecycleBinMove(const RecordIdentity& record, std::u16string_view parentPath,
                                       std::u16string_view name) {
-    if ((record.fileAttributes & platform::kFileAttributeDirectory) != 0 &&
-        known_.Find(record.fileReferenceNumber) != NumberIndex::kNone && IsInRecycleBin(parentPath)) {
+    if (platform::IsDirectory(record.fileAttributes) && knownDirectories_.contains(record.fileReferenceNumber) &&
+        parentPath.find(kRecycleBin) != std::u16string_view::npos) {
         UpdatePathMapping(record, parentPath, name);
     }
 }
 
-bool PathMapping::IsInRecycleBin(std::u16string_view parentPath) {
-    return parentPath.find(kRecycleBin) != std::u16string_view::npos;
-}
-
-void PathMapping::LearnSyncFolder(std::uint64_t parentFileReferenceNumber, std::u16string_view parentPath) {
+void PathMapping::LearnSyncFolder(platform::FileReferenceNumber parent, std::u16string_view parentPath) {
     if (syncFolderLearned()) {
         return;
     }
@@ -140,13 +117,11 @@ void PathMapping::LearnSyncFolder(std::uint64_t parentFileReferenceNumber, std::
     if (folder != WithoutTrailingBackslashes(parentPath)) {
         return;
     }
-    syncFolderReferenceNumber_ = parentFileReferenceNumber;
+    syncFolderReferenceNumber_ = parent;
     syncFolderPath_ = folder;
     syncFolderLearned_ = true;
-    ++version_;
-    Drive::SyncPanelLog::WriteTraceLog(
-        "fileReferenceNumber,syncFolderPath:" + std::to_string(parentFileReferenceNumber) + "," +
-        TypeConvert::UnicodeToUTF8(syncFolderPath_));
+    Drive::SyncPanelLog::WriteTraceLog("fileReferenceNumber,syncFolderPath:" + std::to_string(parent) + "," +
+                                       TypeConvert::UnicodeToUTF8(syncFolderPath_));
 }
 
 void PathMapping::FlushPathMapping() {

@@ -29,8 +29,8 @@ std::optional<std::u16string> FormatDevicePath(char16_t drive) {
 
 }  // namespace
 
-VolumeJournal::VolumeJournal(platform::Platform& platform, std::u16string listenPath, std::int64_t startUsn)
-    : platform_(platform), listenPath_(std::move(listenPath)), startUsn_(startUsn), directoryNames_(platform) {}
+VolumeJournal::VolumeJournal(platform::Platform& platform, std::u16string listenPath)
+    : platform_(platform), listenPath_(std::move(listenPath)), directoryPaths_(platform) {}
 
 VolumeJournal::~VolumeJournal() {
     platform_.heap.HeapFree(readBuffer_);
@@ -38,7 +38,7 @@ VolumeJournal::~VolumeJournal() {
 
 bool VolumeJournal::CreateVolumeHandle() {
     volume_.Close();
-    directoryNames_.SetVolume(platform::kInvalidHandle);
+    directoryPaths_.SetVolume(platform::kInvalidHandle);
     const std::size_t colon = listenPath_.find(u':');
     if (colon == std::u16string::npos || colon == 0) {
         return false;
@@ -57,7 +57,7 @@ bool VolumeJournal::CreateVolumeHandle() {
         return false;
     }
     volume_ = platform::OwnedHandle(platform_.files, handle);
-    directoryNames_.SetVolume(handle);
+    directoryPaths_.SetVolume(handle);
     return true;
 }
 
@@ -97,88 +97,77 @@ bool VolumeJournal::AllocateReadBuffer() {
     return readBuffer_ != nullptr;
 }
 
-bool VolumeJournal::FsctlReadUsnJournal(std::uint32_t& bytesReturned) {
-    bytesReturned = 0;
+VolumeJournal::RawRead VolumeJournal::FsctlReadUsnJournal(platform::Usn startUsn) {
+    RawRead read;
+    read.nextUsn = startUsn;
     const std::span<std::byte> buffer = ReadBuffer();
     if (buffer.empty()) {
-        return false;
+        return read;
     }
     platform::ReadUsnJournalData request;
-    request.startUsn = startUsn_;
+    request.startUsn = startUsn;
     request.reasonMask = kAllReasons;
     request.usnJournalId = journalData_.usnJournalId;
     std::memset(buffer.data(), 0, buffer.size());
-    if (Control(platform::kFsctlReadUsnJournal, std::as_bytes(std::span(&request, 1)), buffer, bytesReturned)) {
-        return true;
+    std::uint32_t bytesReturned = 0;
+    if (!Control(platform::kFsctlReadUsnJournal, std::as_bytes(std::span(&request, 1)), buffer, bytesReturned)) {
+        LogFailure("FsctlReadUsnJournal", "Failed to read the USN journal, error code is ");
+        read.nextUsn = RejectedRead(startUsn);
+        return read;
     }
-    LogFailure("FsctlReadUsnJournal", "Failed to read the USN journal, error code is ");
-    return ReadRejected();
+    read.succeeded = true;
+    read.bytesReturned = bytesReturned;
+    if (bytesReturned >= kNextUsnBytes) {
+        std::memcpy(&read.nextUsn, buffer.data(), kNextUsnBytes);
+    }
+    return read;
 }
 
-bool VolumeJournal::ReadRejected() {
+// Returns where the next read is to begin.
+platform::Usn VolumeJournal::RejectedRead(platform::Usn startUsn) {
     if (lastError_ == platform::kErrorNotReady) {
         DeleteChangeJournal();
         journalLost_ = true;
     } else if (lastError_ == platform::kErrorInvalidParameter) {
         util::WriteReadErrorLine(platform_, u"#1\n");
-        if (QueryChangeJournal() == 0) {
-            LogFailure("FsctlReadUsnJournal", "Failed to query the changeJournal, error code is ");
-            positionLost_ = true;
-        } else {
-            startUsn_ = journalData_.nextUsn;
+        if (QueryChangeJournal() == 1) {
+            return journalData_.nextUsn;
         }
+        LogFailure("FsctlReadUsnJournal", "Failed to query the changeJournal, error code is ");
+        positionLost_ = true;
     }
-    return false;
+    return startUsn;
 }
 
-records::UsnRecordList VolumeJournal::ReadUsnRecords() {
-    platform_.clock.WsetlocaleAll(u"chs");
-    std::uint32_t bytesReturned = 0;
-    if (!FsctlReadUsnJournal(bytesReturned)) {
-        return {};
-    }
-    const std::span<const std::byte> buffer = ReadBuffer();
-    const std::span<const std::byte> returned = buffer.first(std::min<std::size_t>(bytesReturned, buffer.size()));
-    if (returned.size() < kNextUsnBytes) {
-        return {};
-    }
-    // The position moves on only when the records that it leaves behind are in the caller's hands.
-    records::UsnRecordList batch;
-    Drive::EndStandardExceptions(Drive::kFileChangeRecordLog, "ReadUsnRecords",
-                                 {.standard = "Failed to decode the USN records: exception "}, [&] {
-                                     batch = Decode(returned.subspan(kNextUsnBytes));
-                                     std::memcpy(&startUsn_, returned.data(), sizeof startUsn_);
-                                 });
-    return batch;
+JournalRead VolumeJournal::ReadUsnRecords(platform::Usn startUsn, PathMapping* mapping) {
+    JournalRead result{{}, startUsn};
+    Drive::EndStandardExceptions(
+        Drive::kFileChangeRecordLog, "ReadUsnRecords", {.standard = "Failed to decode the USN records: exception "},
+        [&] {
+            platform_.clock.WsetlocaleAll(u"chs");
+            const RawRead read = FsctlReadUsnJournal(startUsn);
+            const std::span<const std::byte> buffer = ReadBuffer();
+            const auto returned = buffer.first(std::min<std::size_t>(read.bytesReturned, buffer.size()));
+            if (returned.size() >= kNextUsnBytes) {
+                result.records = Decode(returned.subspan(kNextUsnBytes), mapping);
+            }
+            // The position moves on only when the records that it leaves behind are in the caller's hands.
+            result.nextUsn = read.nextUsn;
+        });
+    return result;
 }
 
-records::UsnRecordList VolumeJournal::Decode(std::span<const std::byte> returned) {
+records::UsnRecordList VolumeJournal::Decode(std::span<const std::byte> returned, PathMapping* mapping) {
     if (decoder_ == nullptr) {
         decoder_ = std::make_unique<BatchDecoder>(listenPath_, platform_.clock);
     }
     decoder_->EndRead();  // of one that an exception may have cut short
-    BatchDecoder::Result result = decoder_->Decode(returned, directoryNames_, pathMapping_.get());
+    BatchDecoder::Result result = decoder_->Decode(returned, directoryPaths_, mapping);
     decoder_->EndRead();
     if (result.malformed) {
         Drive::kFileChangeRecordLog.Error("ReadUsnRecords", "A malformed record ends the decoding of the USN records");
     }
-    if (pathMapping_ != nullptr) {
-        pathMapping_->FlushPathMapping();
-    }
     return std::move(result.records);
-}
-
-std::u16string VolumeJournal::GetFullPathByFileReferenceNumber(std::uint64_t fileReferenceNumber) {
-    std::u16string path;
-    switch (directoryNames_.AskForPath(fileReferenceNumber, path)) {
-        case ParentSource::Answer::kPath:
-            return path;
-        case ParentSource::Answer::kNoAnswer:
-            return {};
-        case ParentSource::Answer::kGone:
-            break;
-    }
-    return pathMapping_ == nullptr ? std::u16string() : pathMapping_->BuildPathFromMapping(fileReferenceNumber);
 }
 
 void VolumeJournal::RemoveTrailingBackslashes() {

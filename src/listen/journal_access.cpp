@@ -5,7 +5,7 @@
 namespace tavi::listen {
 
 std::optional<platform::UsnJournalData> QueryJournal(platform::Platform& platform, const std::u16string& listenPath) {
-    journal::VolumeJournal journal(platform, listenPath, 0);
+    journal::VolumeJournal journal(platform, listenPath);
     if (!journal.CreateVolumeHandle() || journal.QueryChangeJournal() == 0)
         return std::nullopt;
     return journal.journalData();
@@ -16,7 +16,7 @@ bool JournalIsUsable(platform::Platform& platform, const std::u16string& listenP
 }
 
 void CreateJournal(platform::Platform& platform, const std::u16string& listenPath) {
-    journal::VolumeJournal journal(platform, listenPath, 0);
+    journal::VolumeJournal journal(platform, listenPath);
     if (journal.CreateVolumeHandle())
         journal.CreateChangeJournal();
 }

@@ -14,7 +14,7 @@ public:
     bool positionLost() const override { return record_.journal().positionLost(); }
 
 private:
-    mutable records::FileChangeRecord record_;
+    records::FileChangeRecord record_;
 };
 
 }  // namespace

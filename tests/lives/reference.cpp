@@ -5,8 +5,8 @@
 
 #include "records/cycle/batch_split.h"
 #include "records/cycle/file_change_record.h"
-#include "records/steps/step_pipeline.h"
 #include "records/names/temporary_file_rules.h"
+#include "records/steps/step_pipeline.h"
 
 namespace tavi::lives {
 
@@ -98,7 +98,7 @@ Reference RunReference(World& world, const Stretch& stretch, std::int64_t until,
     constexpr std::size_t kMostCycles = 5000;  // whoever needs more is going in circles
     const bool toTheEnd = until == world.journalNext();
     for (bool atEnd = false; !atEnd && reference.batches.size() < kMostCycles;) {
-        atEnd = cycle.journal().startUsn() >= until;
+        atEnd = cycle.startUsn() >= until;
         if (atEnd && !toTheEnd) {
             break;
         }
@@ -111,7 +111,7 @@ Reference RunReference(World& world, const Stretch& stretch, std::int64_t until,
         }
         note();
     }
-    reference.ran = cycle.journal().startUsn() >= until;
+    reference.ran = cycle.startUsn() >= until;
     return reference;
 }
 

@@ -144,12 +144,12 @@ void JournalReplay::Run() {
 
 void JournalReplay::ReplayBatches(records::FileChangeRecord& record) {
     const std::int64_t end = machine_.nextUsn();
-    while (record.journal().startUsn() < end) {
-        const std::int64_t before = record.journal().startUsn();
+    while (record.startUsn() < end) {
+        const std::int64_t before = record.startUsn();
         progress_.Show("position " + std::to_string(before) + " of " + std::to_string(end));
         ReplayBatch(record);
         ReportProductErrors();
-        if (record.journal().startUsn() <= before) {
+        if (record.startUsn() <= before) {
             throw ReplayFailure{"the journal cannot be read on from position " + std::to_string(before)};
         }
         machine_.log().Clear();

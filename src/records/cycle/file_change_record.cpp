@@ -29,10 +29,10 @@ constexpr int kExists = 0;  // _waccess: the path is there
 class FileChangeRecord::StateBeforeCycle {
 public:
     explicit StateBeforeCycle(FileChangeRecord& cycle)
-        : cycle_(cycle), startUsn_(cycle.journal_.startUsn()), delayRecords_(cycle.delayRecords_) {}
+        : cycle_(cycle), startUsn_(cycle.startUsn_), delayRecords_(cycle.delayRecords_) {}
     ~StateBeforeCycle() {
         if (restores_) {
-            cycle_.journal_.setStartUsn(startUsn_);
+            cycle_.startUsn_ = startUsn_;
             cycle_.delayRecords_ = std::move(delayRecords_);
         }
     }
@@ -42,7 +42,7 @@ public:
 
 private:
     FileChangeRecord& cycle_;
-    const std::int64_t startUsn_;
+    const platform::Usn startUsn_;
     FileChangeInfoList delayRecords_;
     bool restores_ = true;
 };
@@ -51,8 +51,9 @@ FileChangeRecord::FileChangeRecord(platform::Platform& platform, db::SqLite3Oper
                                    const std::atomic<bool>& abandonBatch, CurrentService service)
     : platform_(platform),
       database_(database),
-      journal_(platform, std::move(task.listenPath), task.startUsn),
-      world_(platform, journal_),
+      journal_(platform, std::move(task.listenPath)),
+      startUsn_(task.startUsn),
+      world_(platform, journal_.listenPath()),
       userId_(std::move(task.userId)),
       splitIntervalMs_(task.splitIntervalMs),
       abandonBatch_(abandonBatch),
@@ -87,7 +88,7 @@ void FileChangeRecord::LoadFromDatabase() {
     std::vector<db::PathMappingEntry> rows;
     database_.SelectPathMappingTable(rows);
     mapping->Load(std::move(rows));
-    journal_.ReplacePathMapping(std::move(mapping));
+    pathMapping_ = std::move(mapping);
 }
 
 void FileChangeRecord::EnsureListenPathExists() {
@@ -152,13 +153,23 @@ UsnRecordList FileChangeRecord::GatherBatch() {
     return batch;
 }
 
+// One read: the position moves to its end, and the directories that it showed are stored.
+UsnRecordList FileChangeRecord::Read() {
+    journal::JournalRead read = journal_.ReadUsnRecords(startUsn_, pathMapping_.get());
+    startUsn_ = read.nextUsn;
+    if (pathMapping_ != nullptr) {
+        pathMapping_->FlushPathMapping();
+    }
+    return std::move(read.records);
+}
+
 // Records, or nothing when the journal has been quiet for about the split interval. A stop ends the wait.
 UsnRecordList FileChangeRecord::ReadOrWait() {
-    UsnRecordList read = journal_.ReadUsnRecords();
+    UsnRecordList read = Read();
     const std::uint32_t polls = splitIntervalMs_ / kPollPauseMs;
     for (std::uint32_t poll = 0; read.empty() && poll < polls && !Abandoned(); ++poll) {
         platform_.threads.Sleep(kPollPauseMs);
-        read = journal_.ReadUsnRecords();
+        read = Read();
     }
     return read;
 }
@@ -169,7 +180,7 @@ bool FileChangeRecord::TakeUntilGap(UsnRecordList&& read, UsnRecordList& batch) 
     const std::size_t count = CountBeforeGap(read, lastTimestamp, splitIntervalMs_);
     const bool everythingTaken = count == read.size();
     if (!everythingTaken) {
-        journal_.setStartUsn(read[count].usn);
+        startUsn_ = read[count].usn;
     }
     if (batch.empty() && everythingTaken) {
         batch = std::move(read);
@@ -181,8 +192,8 @@ bool FileChangeRecord::TakeUntilGap(UsnRecordList&& read, UsnRecordList& batch) 
 }
 
 bool FileChangeRecord::Store(const CycleResult& result) {
-    for (int attempt = 1; !database_.SaveCycleResults(delayRecords_, result.changes, result.temporaryFiles,
-                                                      journal_.startUsn(), userId_);
+    for (int attempt = 1;
+         !database_.SaveCycleResults(delayRecords_, result.changes, result.temporaryFiles, startUsn_, userId_);
          ++attempt) {
         if (attempt == kSaveAttempts) {
             Drive::kFileChangeRecordLog.Error(kCycle, "Writing to the database fails after several attempts");

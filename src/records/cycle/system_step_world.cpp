@@ -6,6 +6,7 @@
 #include "imports/file_helper.h"
 #include "platform/constants.h"
 #include "platform/owned_handle.h"
+#include "records/cycle/directory_listing.h"
 
 namespace tavi::records {
 namespace {
@@ -58,6 +59,10 @@ bool SystemStepWorld::LookUpPlaceholderQuery() {
         cfGetPlaceholderInfo_ = platform_.modules.GetProcAddress(cloudFiles_, "CfGetPlaceholderInfo");
     }
     return cfGetPlaceholderInfo_ != platform::kNoProcAddress;
+}
+
+std::vector<std::u16string> SystemStepWorld::ListAllEntries(const std::u16string& fullDirectoryPath) {
+    return records::ListAllEntries(platform_.files, fullDirectoryPath);
 }
 
 std::uint64_t SystemStepWorld::GetFrnByPath(const std::u16string& fullPath) {

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "journal/volume_journal.h"
 #include "platform/platform.h"
 #include "records/steps/step_world.h"
 
@@ -16,17 +15,15 @@ namespace tavi::records {
 class SystemStepWorld : public StepWorld {
 public:
     // Both outlive this object.
-    SystemStepWorld(platform::Platform& platform, journal::VolumeJournal& journal)
-        : platform_(platform), journal_(journal) {}
+    SystemStepWorld(platform::Platform& platform, const std::u16string& listenPath)
+        : platform_(platform), listenPath_(listenPath) {}
     ~SystemStepWorld() override;  // frees the cloud-files library
     SystemStepWorld(const SystemStepWorld&) = delete;
     SystemStepWorld& operator=(const SystemStepWorld&) = delete;
 
-    const std::u16string& ListenPath() const override { return journal_.listenPath(); }
+    const std::u16string& ListenPath() const override { return listenPath_; }
     bool IsPlaceholder(const std::u16string& relativePath) override;
-    std::vector<std::u16string> ListAllEntries(const std::u16string& fullDirectoryPath) override {
-        return journal_.ListAllEntries(fullDirectoryPath);
-    }
+    std::vector<std::u16string> ListAllEntries(const std::u16string& fullDirectoryPath) override;
     std::uint64_t GetFrnByPath(const std::u16string& fullPath) override;
     std::uint32_t AttributesOrAllOnes(const std::u16string& fullPath) override;
 
@@ -35,7 +32,7 @@ private:
     bool AskForPlaceholder(platform::Handle file);
 
     platform::Platform& platform_;
-    journal::VolumeJournal& journal_;
+    const std::u16string& listenPath_;
     platform::ModuleHandle cloudFiles_ = platform::kNoModule;
     platform::ProcAddress cfGetPlaceholderInfo_ = platform::kNoProcAddress;
 };

@@ -111,6 +111,29 @@ private:
     sim::Machine& machine_;
 };
 
+// A journal with what its owner keeps for it, the position and the path mapping, read as the cycle reads it.
+class ReadJournal : public VolumeJournal {
+public:
+    using VolumeJournal::VolumeJournal;
+
+    records::UsnRecordList ReadUsnRecords() {
+        JournalRead read = VolumeJournal::ReadUsnRecords(startUsn_, mapping_.get());
+        startUsn_ = read.nextUsn;
+        if (mapping_ != nullptr) {
+            mapping_->FlushPathMapping();
+        }
+        return std::move(read.records);
+    }
+    platform::Usn startUsn() const { return startUsn_; }
+    void setStartUsn(platform::Usn usn) { startUsn_ = usn; }
+    PathMapping* pathMapping() { return mapping_.get(); }
+    void ReplacePathMapping(std::unique_ptr<PathMapping> mapping) { mapping_ = std::move(mapping); }
+
+private:
+    platform::Usn startUsn_ = 0;
+    std::unique_ptr<PathMapping> mapping_;
+};
+
 class JournalRig {
 public:
     JournalRig() {
@@ -124,11 +147,11 @@ public:
     JournalRig(const JournalRig&) = delete;
     JournalRig& operator=(const JournalRig&) = delete;
 
-    std::unique_ptr<VolumeJournal> MakeClosed(std::u16string listenPath = u"C:\\Sync") {
-        return std::make_unique<VolumeJournal>(platform, std::move(listenPath), 0);
+    std::unique_ptr<ReadJournal> MakeClosed(std::u16string listenPath = u"C:\\Sync") {
+        return std::make_unique<ReadJournal>(platform, std::move(listenPath));
     }
     // Ready to read from the journal's end, with an empty path mapping.
-    std::unique_ptr<VolumeJournal> Make(std::u16string listenPath = u"C:\\Sync") {
+    std::unique_ptr<ReadJournal> Make(std::u16string listenPath = u"C:\\Sync") {
         auto journal = MakeClosed(listenPath);
         EXPECT_TRUE(journal->CreateVolumeHandle());
         EXPECT_EQ(journal->QueryChangeJournal(), 1);

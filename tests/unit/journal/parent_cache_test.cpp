@@ -41,8 +41,8 @@ TEST(ParentCache, InsideIsThePrefixUpToTheNextBackslash) {
         EXPECT_EQ(entry.insideListenFolder, row.inside)
             << std::string(row.listenPath, row.listenPath + std::u16string_view(row.listenPath).size()) << " "
             << std::string(row.parent, row.parent + std::u16string_view(row.parent).size());
-        EXPECT_EQ(cache.RelativeOf(entry), row.relative);
-        EXPECT_EQ(cache.PathOf(entry), row.parent);
+        EXPECT_EQ(entry.relative(), row.relative);
+        EXPECT_EQ(entry.path(), row.parent);
     }
 }
 
@@ -58,7 +58,7 @@ TEST(ParentCache, FindsWhatWasAddedAndNothingElse) {
     for (std::uint64_t number = 0; number < kCount; ++number) {
         const ParentCache::Entry* entry = cache.Find(number << 48U | number);
         ASSERT_NE(entry, nullptr);
-        ASSERT_EQ(cache.PathOf(*entry), u"\\Sync\\" + std::u16string(number % 30, u'd'));
+        ASSERT_EQ(entry->path(), u"\\Sync\\" + std::u16string(number % 30, u'd'));
     }
     EXPECT_EQ(cache.Find(kCount), nullptr);
 }
@@ -69,8 +69,8 @@ TEST(ParentCache, NumbersZeroAndAllOnesAreNumbersLikeOthers) {
     EXPECT_EQ(cache.Find(~std::uint64_t{0}), nullptr);
     cache.Add(0, u"\\Zero");
     cache.Add(~std::uint64_t{0}, u"\\Ones");
-    EXPECT_EQ(cache.PathOf(*cache.Find(0)), u"\\Zero");
-    EXPECT_EQ(cache.PathOf(*cache.Find(~std::uint64_t{0})), u"\\Ones");
+    EXPECT_EQ(cache.Find(0)->path(), u"\\Zero");
+    EXPECT_EQ(cache.Find(~std::uint64_t{0})->path(), u"\\Ones");
 }
 
 TEST(ParentCache, ClearForgetsEverything) {
@@ -81,15 +81,14 @@ TEST(ParentCache, ClearForgetsEverything) {
     EXPECT_EQ(cache.size(), 0U);
 }
 
-TEST(ParentCache, ReplacedPathIsJudgedAnew) {
+TEST(ParentCache, PathForOneRecordIsJudgedButNotCached) {
     ParentCache cache(u"C:\\Sync");
-    ParentCache::Entry& entry = cache.Add(1, u"");
-    EXPECT_FALSE(entry.insideListenFolder);
-    cache.Replace(entry, u"\\Sync\\Docs");
-    EXPECT_TRUE(entry.insideListenFolder);
-    EXPECT_EQ(cache.RelativeOf(entry), u"Docs\\");
-    cache.Replace(entry, u"\\$RECYCLE.BIN\\x");
-    EXPECT_FALSE(entry.insideListenFolder);
+    EXPECT_FALSE(cache.Pass(u"").insideListenFolder);
+    const ParentCache::Entry& inside = cache.Pass(u"\\Sync\\Docs");
+    EXPECT_TRUE(inside.insideListenFolder);
+    EXPECT_EQ(inside.relative(), u"Docs\\");
+    EXPECT_FALSE(cache.Pass(u"\\$RECYCLE.BIN\\x").insideListenFolder);
+    EXPECT_EQ(cache.size(), 0U);
 }
 
 }  // namespace

@@ -239,26 +239,6 @@ TEST_F(PathMappingTest, ChainLongerThanAnyPathIsEmpty) {
     EXPECT_EQ(mapping.BuildPathFromMapping(1000 + deepest), u"");
 }
 
-TEST_F(PathMappingTest, VersionMovesWithEverythingThatAltersPaths) {
-    auto moved = [this, before = mapping.version()]() mutable {
-        return std::exchange(before, mapping.version()) != mapping.version();
-    };
-    mapping.Load({{1, kSync, false, u"Docs"}});
-    EXPECT_TRUE(moved());
-    Learn();
-    EXPECT_TRUE(moved());
-    Learn();
-    EXPECT_FALSE(moved());
-    See(2, kSync, u"new");
-    EXPECT_TRUE(moved());
-    See(2, kSync, u"new");
-    EXPECT_FALSE(moved());
-    See(3, kSync, u"a.txt", kFile);
-    EXPECT_FALSE(moved());
-    See(2, 1, u"new");
-    EXPECT_TRUE(moved());
-}
-
 // The map against the obvious model: a walk that remembers every number it has met.
 TEST_F(PathMappingTest, EveryChainIsWhatAWalkWithMarksSays) {
     const std::uint32_t seed = 4711;

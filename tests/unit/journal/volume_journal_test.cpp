@@ -179,9 +179,10 @@ TEST_F(VolumeJournalTest, ReadBufferThatCannotBeHadFailsTheAllocationAndTheRead)
     ASSERT_TRUE(journal->CreateVolumeHandle());
     machine.faults().Fail({.call = "Heap.HeapAlloc"});
     EXPECT_FALSE(journal->AllocateReadBuffer());
-    std::uint32_t bytesReturned = 7;
-    EXPECT_FALSE(journal->FsctlReadUsnJournal(bytesReturned));
-    EXPECT_EQ(bytesReturned, 0U);
+    const VolumeJournal::RawRead read = journal->FsctlReadUsnJournal(4711);
+    EXPECT_FALSE(read.succeeded);
+    EXPECT_EQ(read.bytesReturned, 0U);
+    EXPECT_EQ(read.nextUsn, 4711);
     EXPECT_THAT(journal->ReadUsnRecords(), IsEmpty());
 }
 
@@ -195,9 +196,9 @@ TEST_F(VolumeJournalTest, NewReadBufferReplacesTheOldOne) {
 TEST_F(VolumeJournalTest, ReadAsksForEverythingWithoutWaiting) {
     const auto journal = Make();
     MakeFile(u"C:\\Sync\\a.txt");
-    std::uint32_t bytesReturned = 0;
-    EXPECT_TRUE(journal->FsctlReadUsnJournal(bytesReturned));
-    EXPECT_GT(bytesReturned, 8U);
+    const VolumeJournal::RawRead read = journal->FsctlReadUsnJournal(journal->startUsn());
+    EXPECT_TRUE(read.succeeded);
+    EXPECT_GT(read.bytesReturned, 8U);
     const auto request = files.LastRequest<platform::ReadUsnJournalData>(0x900BB);
     EXPECT_EQ(request.startUsn, journal->startUsn());
     EXPECT_EQ(request.reasonMask, 0xFFFFFFFFU);
@@ -211,8 +212,8 @@ TEST_F(VolumeJournalTest, ReadAsksForEverythingWithoutWaiting) {
 TEST_F(VolumeJournalTest, ReadBufferIsZeroedBeforeEveryRead) {
     const auto journal = Make();
     MakeFile(u"C:\\Sync\\a.txt");
-    std::uint32_t bytesReturned = 0;
-    ASSERT_TRUE(journal->FsctlReadUsnJournal(bytesReturned));
+    const VolumeJournal::RawRead first = journal->FsctlReadUsnJournal(journal->startUsn());
+    ASSERT_TRUE(first.succeeded);
     std::size_t notZero = 1;
     files.beforeControl = nullptr;
     files.afterRead = [&](std::span<std::byte> output, std::uint32_t& bytes) {
@@ -221,9 +222,9 @@ TEST_F(VolumeJournalTest, ReadBufferIsZeroedBeforeEveryRead) {
             notZero += output[at] != std::byte{0} ? 1U : 0U;
         }
     };
-    journal->setStartUsn(journal->journalData().nextUsn + static_cast<std::int64_t>(bytesReturned) - 8);
-    ASSERT_TRUE(journal->FsctlReadUsnJournal(bytesReturned));
-    EXPECT_EQ(bytesReturned, 8U);
+    const VolumeJournal::RawRead second = journal->FsctlReadUsnJournal(first.nextUsn);
+    ASSERT_TRUE(second.succeeded);
+    EXPECT_EQ(second.bytesReturned, 8U);
     EXPECT_EQ(notZero, 0U);
 }
 

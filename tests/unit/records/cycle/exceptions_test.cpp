@@ -68,7 +68,7 @@ TEST_F(CycleExceptions, OneWhileABatchIsProcessedIsLoggedAndEverythingRestored) 
     HoldBack();
     const auto cycle = StartCycle();
     Append(1, u"a.txt", 0);
-    const std::int64_t start = cycle->journal().startUsn();
+    const std::int64_t start = cycle->startUsn();
     const FileChangeInfoList held = cycle->delayRecords();
     ASSERT_THAT(held, SizeIs(1));
     const std::vector<std::string> before = Everything();
@@ -78,7 +78,7 @@ TEST_F(CycleExceptions, OneWhileABatchIsProcessedIsLoggedAndEverythingRestored) 
     EXPECT_EQ(thrown_, 1);
     EXPECT_THAT(Errors(),
                 ElementsAre("FileChangeRecord/GetAndHandleUSNRecord/Failed to process the batch: exception no memory"));
-    EXPECT_EQ(cycle->journal().startUsn(), start);
+    EXPECT_EQ(cycle->startUsn(), start);
     EXPECT_EQ(cycle->delayRecords(), held);
     EXPECT_EQ(Everything(), before);
     ExpectNextCycleDeliversEverything(*cycle);
@@ -88,13 +88,13 @@ TEST_F(CycleExceptions, OneThatCannotEvenBeLoggedRestoresEverythingAllTheSame) {
     HoldBack();
     const auto cycle = StartCycle();
     Append(1, u"a.txt", 0);
-    const std::int64_t start = cycle->journal().startUsn();
+    const std::int64_t start = cycle->startUsn();
     const FileChangeInfoList held = cycle->delayRecords();
     ThrowAtLines(
         [](const sim::LogLine& line) { return line.function == kLastDump || line.kind == sim::LogKind::kError; });
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 0);
     EXPECT_EQ(thrown_, 2);
-    EXPECT_EQ(cycle->journal().startUsn(), start);
+    EXPECT_EQ(cycle->startUsn(), start);
     EXPECT_EQ(cycle->delayRecords(), held);
     ExpectNextCycleDeliversEverything(*cycle);
 }
@@ -103,7 +103,7 @@ TEST_F(CycleExceptions, EverythingIsRestoredBeforeTheExceptionIsLogged) {
     HoldBack();
     const auto cycle = StartCycle();
     Append(1, u"a.txt", 0);
-    const std::int64_t start = cycle->journal().startUsn();
+    const std::int64_t start = cycle->startUsn();
     bool logged = false;
     log.OnLine([&](const sim::LogLine& line) {
         if (line.function == kLastDump) {
@@ -111,7 +111,7 @@ TEST_F(CycleExceptions, EverythingIsRestoredBeforeTheExceptionIsLogged) {
         }
         if (line.kind == sim::LogKind::kError) {
             logged = true;
-            EXPECT_EQ(cycle->journal().startUsn(), start);
+            EXPECT_EQ(cycle->startUsn(), start);
             EXPECT_THAT(cycle->delayRecords(), SizeIs(1));
         }
     });

@@ -39,7 +39,7 @@ Outcome CycleFaults::Run(std::uint64_t nth, bool forEver) {
     rig.MakeFile(u"C:\\Sync\\Docs\\a.txt", "text");
     rig.MakeFile(u"C:\\Sync\\b.tmp");
     const std::vector<std::string> before = rig.Everything();
-    const std::int64_t start = cycle->journal().startUsn();
+    const std::int64_t start = cycle->startUsn();
     const std::int64_t end = rig.NextUsn();
 
     Outcome outcome;
@@ -51,7 +51,7 @@ Outcome CycleFaults::Run(std::uint64_t nth, bool forEver) {
     outcome.failedCall = outcome.fired ? rig.machine.faults().lastFired() : "";
     if (result == 0) {
         EXPECT_EQ(rig.Everything(), before) << outcome.failedCall;
-        EXPECT_EQ(cycle->journal().startUsn(), start) << outcome.failedCall;
+        EXPECT_EQ(cycle->startUsn(), start) << outcome.failedCall;
         EXPECT_TRUE(rig.log.HasError("FileChangeRecord", "GetAndHandleUSNRecord",
                                      "Writing to the database fails after several attempts"))
             << outcome.failedCall;

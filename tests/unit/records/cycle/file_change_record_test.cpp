@@ -48,7 +48,7 @@ TEST_F(Cycle, CreatedFileIsStoredWithThePositionBehindIt) {
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1);
     EXPECT_THAT(Changes(), ElementsAre("1|a.txt|"));
     EXPECT_EQ(Position(), NextUsn());
-    EXPECT_EQ(cycle->journal().startUsn(), NextUsn());
+    EXPECT_EQ(cycle->startUsn(), NextUsn());
 }
 
 TEST_F(Cycle, EveryStepsListIsDumpedUnderItsLabelInOrder) {
@@ -157,14 +157,14 @@ TEST_F(Cycle, TenFailedSavesRestoreEverythingAndTheNextCycleDeliversTheSame) {
     HoldBack();
     const auto cycle = StartCycle();
     Append(1, u"a.txt", 0);
-    const std::int64_t start = cycle->journal().startUsn();
+    const std::int64_t start = cycle->startUsn();
     const FileChangeInfoList held = cycle->delayRecords();
     const std::vector<std::string> before = Everything();
     FailSaves(10);
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 0);
     EXPECT_EQ(log.Count(kGivesUp), 1U);
     EXPECT_TRUE(log.HasError("FileChangeRecord", "GetAndHandleUSNRecord", kGivesUp));
-    EXPECT_EQ(cycle->journal().startUsn(), start);
+    EXPECT_EQ(cycle->startUsn(), start);
     EXPECT_EQ(cycle->delayRecords(), held);
     EXPECT_EQ(Everything(), before);
 
@@ -223,12 +223,12 @@ TEST_F(Cycle, StopAfterTheLastStepsCheckStillStores) {
 TEST_F(Cycle, StopThatIsSetAlreadyReadsNothing) {
     const auto cycle = StartCycle();
     Append(1, u"a.txt", 0);
-    const std::int64_t start = cycle->journal().startUsn();
+    const std::int64_t start = cycle->startUsn();
     files.controls.clear();
     abandon = true;
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1);
     EXPECT_THAT(files.controls, IsEmpty());
-    EXPECT_EQ(cycle->journal().startUsn(), start);
+    EXPECT_EQ(cycle->startUsn(), start);
     EXPECT_TRUE(abandon) << "the cycle reads the flag and never writes it";
 }
 
@@ -241,8 +241,8 @@ TEST_F(Cycle, LostPositionShowsInTheFlagAndEndsAsAQuietCycle) {
 }
 
 TEST_F(Cycle, PositionBeyondTheJournalIsReplacedAndStored) {
+    SetPosition(NextUsn() + 4096);
     const auto cycle = StartCycle();
-    cycle->journal().setStartUsn(NextUsn() + 4096);
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1);
     EXPECT_EQ(Position(), NextUsn());
 }

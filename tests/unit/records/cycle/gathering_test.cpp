@@ -57,7 +57,7 @@ TEST_F(Gathering, RecordThatArrivesWhileWaitingGoesIntoTheBatch) {
     // Read 1 gives the first record, read 2 is empty, reads 3 to 6 are the polls.
     BeforeRead(5, [this] { Append(2, u"second", 1500); });
     EXPECT_EQ(FileNames(cycle->GatherBatch()), (std::vector<std::u16string>{u"first", u"second"}));
-    EXPECT_EQ(cycle->journal().startUsn(), NextUsn());
+    EXPECT_EQ(cycle->startUsn(), NextUsn());
 }
 
 TEST_F(Gathering, TakenRecordsAreFollowedByAnotherReadHalfASecondLater) {
@@ -80,7 +80,7 @@ TEST_F(Gathering, RecordsFurtherApartThanTheIntervalEndTheBatchBetweenThem) {
     Append(3, u"c", 2001);
     Append(4, u"d", 2002);
     EXPECT_EQ(FileNames(cycle->GatherBatch()), (std::vector<std::u16string>{u"a", u"b"}));
-    EXPECT_EQ(cycle->journal().startUsn(), third);
+    EXPECT_EQ(cycle->startUsn(), third);
     EXPECT_EQ(FileNames(cycle->GatherBatch()), (std::vector<std::u16string>{u"c", u"d"}))
         << "the next batch begins with the record that was not taken";
 }
@@ -94,7 +94,7 @@ TEST_F(Gathering, GapBetweenTwoReadsEndsTheBatchToo) {
         Append(2, u"b", 1001);
     });
     EXPECT_EQ(FileNames(cycle->GatherBatch()), std::vector<std::u16string>{u"a"});
-    EXPECT_EQ(cycle->journal().startUsn(), second);
+    EXPECT_EQ(cycle->startUsn(), second);
 }
 
 TEST_F(Gathering, RecordDatedEarlierThanItsPredecessorSplitsTheBatch) {
@@ -103,7 +103,7 @@ TEST_F(Gathering, RecordDatedEarlierThanItsPredecessorSplitsTheBatch) {
     const std::int64_t second = NextUsn();
     Append(2, u"b", 99);
     EXPECT_EQ(FileNames(cycle->GatherBatch()), std::vector<std::u16string>{u"a"});
-    EXPECT_EQ(cycle->journal().startUsn(), second);
+    EXPECT_EQ(cycle->startUsn(), second);
 }
 
 TEST_F(Gathering, FailingReadsAreAQuietJournal) {

@@ -34,7 +34,7 @@ TEST_F(Initialisation, FailsWithEachOfThemAndStillDoesTheRest) {
         const auto cycle = MakeCycle(0, u"C:\\Sync\\\\");
         EXPECT_EQ(cycle->Init(), 0) << call;
         EXPECT_EQ(cycle->delayRecords().size(), 1U) << call;
-        EXPECT_NE(cycle->journal().pathMapping(), nullptr) << call;
+        EXPECT_NE(cycle->pathMapping(), nullptr) << call;
         EXPECT_EQ(cycle->journal().listenPath(), u"C:\\Sync") << call;
         RunSql("DELETE FROM delayRecord;");
     }
@@ -70,11 +70,11 @@ TEST_F(Initialisation, SecondInitReplacesWhatTheFirstLoaded) {
     StoreDelayRecord();
     const auto cycle = MakeCycle();
     cycle->Init();
-    journal::PathMapping* const first = cycle->journal().pathMapping();
+    journal::PathMapping* const first = cycle->pathMapping();
     cycle->Init();
     EXPECT_EQ(cycle->delayRecords().size(), 1U);
-    EXPECT_NE(cycle->journal().pathMapping(), nullptr);
-    EXPECT_NE(cycle->journal().pathMapping(), first);
+    EXPECT_NE(cycle->pathMapping(), nullptr);
+    EXPECT_NE(cycle->pathMapping(), first);
     EXPECT_EQ(machine.OpenHandles(), 1U);
 }
 
@@ -84,7 +84,7 @@ TEST_F(Initialisation, WithoutAServiceNothingIsLoaded) {
     const auto cycle = MakeCycle(0, u"C:\\Sync", FileChangeRecord::CurrentService::kNone);
     EXPECT_EQ(cycle->Init(), 1);
     EXPECT_THAT(cycle->delayRecords(), IsEmpty());
-    EXPECT_EQ(cycle->journal().pathMapping(), nullptr);
+    EXPECT_EQ(cycle->pathMapping(), nullptr);
     EXPECT_EQ(machine.faults().calls("Sqlite.OpenV2"), before);
     EXPECT_FALSE(log.HasNet(kInitialised));
 }
@@ -96,7 +96,7 @@ TEST_F(Initialisation, MappingIsLoadedByTheTablesColumnRule) {
         "VALUES (600, '500', 1, 0);");
     const auto cycle = MakeCycle();
     cycle->Init();
-    journal::PathMapping* const mapping = cycle->journal().pathMapping();
+    journal::PathMapping* const mapping = cycle->pathMapping();
     ASSERT_NE(mapping, nullptr);
     mapping->LearnSyncFolder(500, u"\\Sync");
     EXPECT_EQ(mapping->BuildPathFromMapping(600), u"\\Sync\\0");

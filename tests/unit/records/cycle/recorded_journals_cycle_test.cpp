@@ -5,8 +5,8 @@
 
 #include <random>
 
-#include "unit/records/cycle/cycle_rig.h"
 #include "unit/journal/recorded_journal.h"
+#include "unit/records/cycle/cycle_rig.h"
 
 namespace tavi::records {
 namespace {
@@ -61,7 +61,7 @@ protected:
                 return;
             }
             while (cycle->GetAndHandleUSNRecord() == 1 && !rig.machine.dead()) {
-                if (cycle->journal().startUsn() == rig.NextUsn()) {
+                if (cycle->startUsn() == rig.NextUsn()) {
                     finished = true;
                     return;
                 }

@@ -19,22 +19,22 @@ protected:
         files.openings.clear();
     }
 
-    std::unique_ptr<journal::VolumeJournal> journal = MakeClosed();
+    std::u16string listenPath = u"C:\\Sync";
 };
 
-TEST_F(SystemStepWorldTest, ListenPathIsTheJournals) {
-    EXPECT_EQ(SystemStepWorld(platform, *journal).ListenPath(), u"C:\\Sync");
+TEST_F(SystemStepWorldTest, ListenPathIsTheOneGiven) {
+    EXPECT_EQ(SystemStepWorld(platform, listenPath).ListenPath(), u"C:\\Sync");
 }
 
 TEST_F(SystemStepWorldTest, PlaceholderIsOneThatTheQuerySucceedsOn) {
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     EXPECT_TRUE(world.IsPlaceholder(u"cloud.txt"));
     EXPECT_FALSE(world.IsPlaceholder(u"plain.txt"));
     EXPECT_FALSE(world.IsPlaceholder(u"absent.txt"));
 }
 
 TEST_F(SystemStepWorldTest, FileIsOpenedForItsAttributesAndSharedWithAll) {
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     world.IsPlaceholder(u"cloud.txt");
     ASSERT_EQ(files.openings.size(), 1U);
     EXPECT_EQ(files.openings[0].path, u"C:\\Sync\\cloud.txt");
@@ -45,7 +45,7 @@ TEST_F(SystemStepWorldTest, FileIsOpenedForItsAttributesAndSharedWithAll) {
 }
 
 TEST_F(SystemStepWorldTest, LibraryIsLoadedByNameFromTheSystemsFolderOnly) {
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     world.IsPlaceholder(u"cloud.txt");
     ASSERT_EQ(machine.modules().loads().size(), 1U);
     EXPECT_EQ(machine.modules().loads().front().path, u"cldapi.dll");
@@ -107,7 +107,7 @@ TEST_F(SystemStepWorldTest, PlaceholderQueryGetsTheLongFormAndAThousandBytesOfAL
     CountedHeap heap(real.heap);
     platform::Platform watched{real.errors, real.services, real.modules, queryFiles,  real.pipes, real.threads,
                                real.clock,  heap,          real.trust,   real.sqlite, real.digest};
-    SystemStepWorld world(watched, *journal);
+    SystemStepWorld world(watched, listenPath);
     EXPECT_TRUE(world.IsPlaceholder(directory + u"\\cloud.txt"));
     EXPECT_THAT(queryFiles.paths, ElementsAre(u"\\\\?\\" + path, u"\\\\?\\" + path));
     EXPECT_THAT(heap.sizes, ElementsAre(65536U));
@@ -118,7 +118,7 @@ TEST_F(SystemStepWorldTest, PlaceholderQueryGetsTheLongFormAndAThousandBytesOfAL
 }
 
 TEST_F(SystemStepWorldTest, AbsentFileIsNotOpened) {
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     world.IsPlaceholder(u"absent.txt");
     EXPECT_TRUE(files.openings.empty());
 }
@@ -127,7 +127,7 @@ TEST_F(SystemStepWorldTest, WhateverFailsTheAnswerIsNoAndNothingLeaks) {
     for (const char* call : {"Files.PathFileExistsW", "Files.CreateFileW", "Heap.HeapAlloc", "Modules.LoadLibraryExW",
                              "Modules.GetProcAddress", "Files.CfGetPlaceholderInfo"}) {
         {
-            SystemStepWorld world(platform, *journal);
+            SystemStepWorld world(platform, listenPath);
             machine.faults().Fail({.call = call});
             EXPECT_FALSE(world.IsPlaceholder(u"cloud.txt")) << call;
             EXPECT_TRUE(world.IsPlaceholder(u"cloud.txt")) << call << ": the next one succeeds";
@@ -137,7 +137,7 @@ TEST_F(SystemStepWorldTest, WhateverFailsTheAnswerIsNoAndNothingLeaks) {
 }
 
 TEST_F(SystemStepWorldTest, LibraryIsLoadedWhenItIsFirstNeededAndKept) {
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     EXPECT_EQ(machine.faults().calls("Modules.LoadLibraryExW"), 0U);
     world.IsPlaceholder(u"cloud.txt");
     world.IsPlaceholder(u"cloud.txt");
@@ -146,7 +146,7 @@ TEST_F(SystemStepWorldTest, LibraryIsLoadedWhenItIsFirstNeededAndKept) {
 }
 
 TEST_F(SystemStepWorldTest, NumbersAndAttributesAreTheSystemsOrTheValueForNone) {
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     EXPECT_EQ(world.GetFrnByPath(u"C:\\Sync\\plain.txt"), volume().Find(u"C:\\Sync\\plain.txt"));
     EXPECT_EQ(world.GetFrnByPath(u"C:\\Sync\\absent.txt"), 0U);
     EXPECT_EQ(world.AttributesOrAllOnes(u"C:\\Sync\\plain.txt"), 0x20U);
@@ -155,7 +155,7 @@ TEST_F(SystemStepWorldTest, NumbersAndAttributesAreTheSystemsOrTheValueForNone) 
 
 TEST_F(SystemStepWorldTest, DirectoriesAreListedAsTheRequestNamesThem) {
     MakeFile(u"C:\\Sync\\In\\a.txt");
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     EXPECT_THAT(world.ListAllEntries(u"C:\\Sync\\In"), ElementsAre(u"C:\\Sync\\In\\a.txt"));
 }
 
@@ -165,7 +165,7 @@ TEST_F(SystemStepWorldTest, LongPathsAreListedWithoutAPrefix) {
         directory += u"\\" + std::u16string(90, u'd');
     }
     MakeFile(directory + u"\\a.txt");
-    SystemStepWorld world(platform, *journal);
+    SystemStepWorld world(platform, listenPath);
     EXPECT_THAT(world.ListAllEntries(directory), ElementsAre(directory + u"\\a.txt"));
     EXPECT_EQ(world.AttributesOrAllOnes(directory + u"\\a.txt"), 0x20U);
     EXPECT_EQ(world.GetFrnByPath(directory + u"\\a.txt"), volume().Find(directory + u"\\a.txt"));

@@ -1,4 +1,4 @@
-#include "journal/directory_names.h"
+#include "journal/directory_paths.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,29 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class DirectoryNamesTest : public ::testing::Test, protected testing::JournalRig {};
+class DirectoryPathsTest : public ::testing::Test, protected testing::JournalRig {
+protected:
+    DirectoryPathsTest() {
+        volumeHandle_ = platform::OwnedHandle(
+            platform.files, platform.files.CreateFileW(u"\\\\.\\C:", platform::kGenericRead,
+                                                       platform::kFileShareRead | platform::kFileShareWrite,
+                                                       platform::kOpenExisting, 0));
+        paths.SetVolume(volumeHandle_.Get());
+    }
+    std::u16string PathOf(platform::FileReferenceNumber number) {
+        std::u16string path = u"what was there before";
+        validity = paths.GetFullPathByFileReferenceNumber(number, mapping, path);
+        return path;
+    }
+
+    PathMapping knownDirectories{database, u"C:\\Sync"};
+    PathMapping* mapping = &knownDirectories;
+    DirectoryPaths paths{platform};
+    ParentPaths::Validity validity = ParentPaths::Validity::kThisRecord;  // of the last answer
+
+private:
+    platform::OwnedHandle volumeHandle_;
+};
 
 // What the system answers: the length in bytes, then the name without a terminator.
 std::int32_t Answer(std::span<std::byte> buffer, std::u16string_view name) {
@@ -23,10 +45,9 @@ std::int32_t Answer(std::span<std::byte> buffer, std::u16string_view name) {
     return platform::kStatusSuccess;
 }
 
-TEST_F(DirectoryNamesTest, DirectoryIsOpenedByItsNumberBelowTheVolume) {
+TEST_F(DirectoryPathsTest, DirectoryIsOpenedByItsNumberBelowTheVolume) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\Docs");
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs");
     ASSERT_EQ(files.openingsById.size(), 1U);
     const platform::NtOpenById& request = files.openingsById[0];
     EXPECT_NE(request.rootDirectory, platform::kInvalidHandle);
@@ -41,112 +62,101 @@ TEST_F(DirectoryNamesTest, DirectoryIsOpenedByItsNumberBelowTheVolume) {
     EXPECT_EQ(machine.clock().locale(), u"chs");
 }
 
-TEST_F(DirectoryNamesTest, NoHandleStaysOpen) {
+TEST_F(DirectoryPathsTest, NoHandleStaysOpen) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
     const std::size_t before = machine.OpenHandles();
-    journal->GetFullPathByFileReferenceNumber(frn);
+    PathOf(frn);
     EXPECT_EQ(machine.OpenHandles(), before);
     machine.faults().Fail({.call = "Files.NtQueryInformationFile"});
-    journal->GetFullPathByFileReferenceNumber(frn);
+    PathOf(frn);
     EXPECT_EQ(machine.OpenHandles(), before);
 }
 
-TEST_F(DirectoryNamesTest, NoHandleStaysOpenWhenTheQueryCannotBeFound) {
+TEST_F(DirectoryPathsTest, NoHandleStaysOpenWhenTheQueryCannotBeFound) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
     const std::size_t before = machine.OpenHandles();
     machine.faults().Fail({.call = "Modules.GetProcAddress", .nth = 2});
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"");
+    EXPECT_EQ(PathOf(frn), u"");
     EXPECT_EQ(machine.OpenHandles(), before);
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\Docs") << "the next look-up tries again";
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs") << "the next look-up tries again";
 }
 
-TEST_F(DirectoryNamesTest, MissingModuleOrFunctionGivesAnEmptyPathAndAsksNothing) {
+TEST_F(DirectoryPathsTest, MissingModuleOrFunctionGivesAnEmptyPathAndAsksNothing) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
     for (const char* call : {"Modules.GetModuleHandleW", "Modules.GetProcAddress"}) {
         machine.faults().Fail({.call = call});
-        EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"");
+        EXPECT_EQ(PathOf(frn), u"");
         EXPECT_THAT(files.openingsById, IsEmpty());
     }
     EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
-TEST_F(DirectoryNamesTest, FunctionsAreLookedUpOnce) {
+TEST_F(DirectoryPathsTest, FunctionsAreLookedUpOnce) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
     for (int i = 0; i < 3; ++i) {
-        journal->GetFullPathByFileReferenceNumber(frn);
+        PathOf(frn);
     }
     EXPECT_EQ(machine.faults().calls("Modules.GetProcAddress"), 2U);
 }
 
-TEST_F(DirectoryNamesTest, DirectoryThatCannotBeOpenedIsRebuiltFromTheMapping) {
+TEST_F(DirectoryPathsTest, DirectoryThatCannotBeOpenedIsRebuiltFromTheMapping) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
-    journal->pathMapping()->LearnSyncFolder(1, u"\\Sync");
-    journal->pathMapping()->Load({{frn, 1, false, u"As mapped"}});
+    mapping->LearnSyncFolder(1, u"\\Sync");
+    mapping->Load({{frn, 1, false, u"As mapped"}});
     machine.faults().Fail({.call = "Files.NtCreateFile"});
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\As mapped");
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(4711), u"");
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\As mapped");
+    EXPECT_EQ(PathOf(4711), u"");
     EXPECT_THAT(Errors(), IsEmpty());
 }
 
-TEST_F(DirectoryNamesTest, FailedNameQueryIsLoggedAndRebuiltFromTheMapping) {
+TEST_F(DirectoryPathsTest, FailedNameQueryIsLoggedAndRebuiltFromTheMapping) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
-    journal->pathMapping()->LearnSyncFolder(1, u"\\Sync");
-    journal->pathMapping()->Load({{frn, 1, false, u"As mapped"}});
+    mapping->LearnSyncFolder(1, u"\\Sync");
+    mapping->Load({{frn, 1, false, u"As mapped"}});
     machine.faults().Fail({.call = "Files.GetFileAttributesW", .code = 31});
     EXPECT_EQ(platform.files.GetFileAttributesW(u"C:\\Sync"), platform::kInvalidFileAttributes);
     files.nameAnswer = [](std::span<std::byte>) { return static_cast<std::int32_t>(0xC0000001); };
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\As mapped");
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\As mapped");
     EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/GetFullPathByFileReferenceNumber/"
                                       "Failed to query the file information, error code is 31"));
 }
 
-TEST_F(DirectoryNamesTest, WithoutAMappingADirectoryThatIsGoneHasNoPath) {
-    const auto journal = Make();
-    journal->ReplacePathMapping(nullptr);
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(4711), u"");
+TEST_F(DirectoryPathsTest, WithoutAMappingADirectoryThatIsGoneHasNoPath) {
+    mapping = nullptr;
+    EXPECT_EQ(PathOf(4711), u"");
 }
 
-TEST_F(DirectoryNamesTest, NameEndsAtTheFirstZeroWhateverItsLengthSays) {
+TEST_F(DirectoryPathsTest, NameEndsAtTheFirstZeroWhateverItsLengthSays) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
     files.nameAnswer = [](std::span<std::byte> buffer) {
         Answer(buffer, u"\\Sync\\Docs");
         std::memset(buffer.data(), 0xFF, 4);
         return platform::kStatusSuccess;
     };
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\Docs");
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs");
 }
 
-TEST_F(DirectoryNamesTest, NameThatFillsTheBufferIsTakenWhole) {
+TEST_F(DirectoryPathsTest, NameThatFillsTheBufferIsTakenWhole) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
-    const auto journal = Make();
     const std::u16string longest = u"\\Sync\\" + std::u16string(520, u'x');
     files.nameAnswer = [&](std::span<std::byte> buffer) { return Answer(buffer, longest); };
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), longest);
+    EXPECT_EQ(PathOf(frn), longest);
 }
 
-TEST_F(DirectoryNamesTest, PathLongerThanTheBufferComesFromTheMapping) {
+TEST_F(DirectoryPathsTest, PathLongerThanTheBufferComesFromTheMapping) {
     std::u16string path = u"C:\\Sync";
     while (path.size() < 600) {
         path += u"\\" + std::u16string(100, u'x');
     }
     const std::uint64_t frn = volume().MakeDirectory(path);
-    const auto journal = Make();
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"");
-    journal->pathMapping()->LearnSyncFolder(1, u"\\Sync");
-    journal->pathMapping()->Load({{frn, 1, false, u"deep"}});
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(frn), u"\\Sync\\deep");
+    EXPECT_EQ(PathOf(frn), u"");
+    mapping->LearnSyncFolder(1, u"\\Sync");
+    mapping->Load({{frn, 1, false, u"deep"}});
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\deep");
 }
 
-TEST_F(DirectoryNamesTest, RootOfTheVolumeIsABackslash) {
-    const auto journal = Make();
-    EXPECT_EQ(journal->GetFullPathByFileReferenceNumber(volume().root()), u"\\");
+TEST_F(DirectoryPathsTest, RootOfTheVolumeIsABackslash) {
+    EXPECT_EQ(PathOf(volume().root()), u"\\");
 }
 
 }  // namespace

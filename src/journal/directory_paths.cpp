@@ -1,4 +1,4 @@
-#include "journal/directory_names.h"
+#include "journal/directory_paths.h"
 
 #include <array>
 #include <cstddef>
@@ -29,22 +29,33 @@ void TakeName(std::span<const std::byte, kAnswerBytes> answer, std::u16string& p
 
 }  // namespace
 
-ParentSource::Answer DirectoryNames::AskForPath(std::uint64_t fileReferenceNumber, std::u16string& path) {
+const DirectoryPaths::Opening DirectoryPaths::kForAllAccess = {platform::kGenericAll,
+                                                               platform::kFileShareRead | platform::kFileShareWrite};
+
+ParentPaths::Validity DirectoryPaths::GetFullPathByFileReferenceNumber(platform::FileReferenceNumber number,
+                                                                       const PathMapping* mapping,
+                                                                       std::u16string& path) {
+    path.clear();
     platform_.clock.WsetlocaleAll(u"chs");
     if (!LookUp("NtCreateFile", ntCreateFile_)) {
-        return Answer::kNoAnswer;
+        return Validity::kThisRecord;
     }
-    platform::OwnedHandle directory(platform_.files, Open(fileReferenceNumber));
-    if (!directory.IsValid()) {
-        return Answer::kGone;
+    const platform::OwnedHandle directory(platform_.files, Open(number, kForAllAccess));
+    if (directory.IsValid()) {
+        if (!LookUp("NtQueryInformationFile", ntQueryInformationFile_)) {
+            return Validity::kThisRecord;
+        }
+        if (AskForName(directory.Get(), path)) {
+            return Validity::kWholeRead;
+        }
     }
-    if (!LookUp("NtQueryInformationFile", ntQueryInformationFile_)) {
-        return Answer::kNoAnswer;
+    if (mapping != nullptr) {
+        path = mapping->BuildPathFromMapping(number);
     }
-    return AskForName(directory.Get(), path);
+    return Validity::kThisRecord;
 }
 
-bool DirectoryNames::LookUp(const char* name, platform::ProcAddress& function) const {
+bool DirectoryPaths::LookUp(const char* name, platform::ProcAddress& function) const {
     if (function == platform::kNoProcAddress) {
         const platform::ModuleHandle ntdll = platform_.modules.GetModuleHandleW(u"ntdll.dll");
         if (ntdll != platform::kNoModule) {
@@ -54,14 +65,14 @@ bool DirectoryNames::LookUp(const char* name, platform::ProcAddress& function) c
     return function != platform::kNoProcAddress;
 }
 
-platform::Handle DirectoryNames::Open(std::uint64_t fileReferenceNumber) const {
+platform::Handle DirectoryPaths::Open(platform::FileReferenceNumber number, const Opening& opening) const {
     platform::NtOpenById request;
     request.rootDirectory = volume_;
-    request.fileReferenceNumber = fileReferenceNumber;
+    request.fileReferenceNumber = number;
     request.objectAttributes = platform::kObjCaseInsensitive;
-    request.desiredAccess = platform::kGenericAll;
+    request.desiredAccess = opening.desiredAccess;
     request.fileAttributes = platform::kFileAttributeNormal;
-    request.shareAccess = platform::kFileShareRead | platform::kFileShareWrite;
+    request.shareAccess = opening.shareAccess;
     request.createDisposition = platform::kNtFileOpen;
     request.createOptions = platform::kFileOpenByFileId;
     platform::Handle opened = platform::kInvalidHandle;
@@ -69,7 +80,7 @@ platform::Handle DirectoryNames::Open(std::uint64_t fileReferenceNumber) const {
     return Succeeded(status) ? opened : platform::kInvalidHandle;
 }
 
-ParentSource::Answer DirectoryNames::AskForName(platform::Handle directory, std::u16string& path) {
+bool DirectoryPaths::AskForName(platform::Handle directory, std::u16string& path) const {
     std::array<std::byte, kAnswerBytes> answer{};
     const std::int32_t status = platform_.files.NtQueryInformationFile(ntQueryInformationFile_, directory, answer,
                                                                        platform::kFileNameInformation);
@@ -77,10 +88,10 @@ ParentSource::Answer DirectoryNames::AskForName(platform::Handle directory, std:
         const std::uint32_t code = platform_.errors.GetLastError();
         Drive::kFileChangeRecordLog.Error("GetFullPathByFileReferenceNumber",
                                           "Failed to query the file information, error code is ", code);
-        return Answer::kGone;
+        return false;
     }
     TakeName(answer, path);
-    return Answer::kPath;
+    return true;
 }
 
 }  // namespace tavi::journal

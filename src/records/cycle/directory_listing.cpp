@@ -1,8 +1,11 @@
+#include "records/cycle/directory_listing.h"
+
+#include <utility>
+
 #include "imports/file_helper.h"
-#include "journal/volume_journal.h"
 #include "platform/constants.h"
 
-namespace tavi::journal {
+namespace tavi::records {
 namespace {
 
 // One enumeration under way. The entries of a directory are listed right after it, so an enumeration is left waiting
@@ -47,15 +50,15 @@ private:
 bool HasContentsOfItsOwn(const platform::FindData& data) {
     const bool isReparsePoint = (data.fileAttributes & platform::kFileAttributeReparsePoint) != 0;
     const bool isLink = isReparsePoint && (data.reparseTag & platform::kReparseTagNameSurrogate) != 0;
-    return (data.fileAttributes & platform::kFileAttributeDirectory) != 0 && !isLink;
+    return platform::IsDirectory(data.fileAttributes) && !isLink;
 }
 
 }  // namespace
 
-std::vector<std::u16string> VolumeJournal::ListAllEntries(const std::u16string& directory) {
+std::vector<std::u16string> ListAllEntries(platform::Files& files, const std::u16string& directory) {
     std::vector<std::u16string> entries;
     std::vector<Enumeration> open;
-    open.emplace_back(platform_.files, directory);
+    open.emplace_back(files, directory);
     platform::FindData data;
     while (!open.empty()) {
         if (!open.back().Next(data)) {
@@ -67,10 +70,10 @@ std::vector<std::u16string> VolumeJournal::ListAllEntries(const std::u16string& 
         }
         entries.push_back(open.back().PathOf(data.fileName));
         if (HasContentsOfItsOwn(data)) {
-            open.emplace_back(platform_.files, entries.back());
+            open.emplace_back(files, entries.back());
         }
     }
     return entries;
 }
 
-}  // namespace tavi::journal
+}  // namespace tavi::records

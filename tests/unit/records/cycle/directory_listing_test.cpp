@@ -1,16 +1,18 @@
+#include "records/cycle/directory_listing.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "unit/journal/journal_rig.h"
 
-namespace tavi::journal {
+namespace tavi::records {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Paths = std::vector<std::u16string>;
 
-class ListAllEntries : public ::testing::Test, protected testing::JournalRig {
+class DirectoryListing : public ::testing::Test, protected journal::testing::JournalRig {
 protected:
     void SetUp() override {
         MakeFile(u"C:\\Sync\\In\\a.txt");
@@ -20,51 +22,51 @@ protected:
         MakeFile(u"C:\\Sync\\In\\b\\deep\\deepest.txt");
         MakeFile(u"C:\\Sync\\In\\c.txt");
     }
+    Paths List(const std::u16string& directory) { return ListAllEntries(files, directory); }
 };
 
 const Paths kEverything = {u"C:\\Sync\\In\\a.txt",        u"C:\\Sync\\In\\b",
                            u"C:\\Sync\\In\\b\\deep",      u"C:\\Sync\\In\\b\\deep\\deepest.txt",
                            u"C:\\Sync\\In\\b\\inner.txt", u"C:\\Sync\\In\\c.txt"};
 
-TEST_F(ListAllEntries, DirectoryIsFollowedByItsContents) {
-    EXPECT_EQ(MakeClosed()->ListAllEntries(u"C:\\Sync\\In"), kEverything);
+TEST_F(DirectoryListing, DirectoryIsFollowedByItsContents) {
+    EXPECT_EQ(List(u"C:\\Sync\\In"), kEverything);
 }
 
-TEST_F(ListAllEntries, TrailingBackslashIsNotDoubled) {
-    EXPECT_EQ(MakeClosed()->ListAllEntries(u"C:\\Sync\\In\\"), kEverything);
+TEST_F(DirectoryListing, TrailingBackslashIsNotDoubled) {
+    EXPECT_EQ(List(u"C:\\Sync\\In\\"), kEverything);
 }
 
-TEST_F(ListAllEntries, EmptyOrAbsentDirectoryGivesNothing) {
+TEST_F(DirectoryListing, EmptyOrAbsentDirectoryGivesNothing) {
     volume().MakeDirectory(u"C:\\Sync\\Empty");
-    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\Empty"), IsEmpty());
-    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\Absent"), IsEmpty());
+    EXPECT_THAT(List(u"C:\\Sync\\Empty"), IsEmpty());
+    EXPECT_THAT(List(u"C:\\Sync\\Absent"), IsEmpty());
     EXPECT_EQ(machine.faults().calls("Files.FindFirstFileW"), 1U) << "what is absent is not enumerated";
 }
 
-TEST_F(ListAllEntries, EnumerationThatCannotStartGivesNothing) {
+TEST_F(DirectoryListing, EnumerationThatCannotStartGivesNothing) {
     machine.faults().Fail({.call = "Files.FindFirstFileW"});
-    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\In"), IsEmpty());
+    EXPECT_THAT(List(u"C:\\Sync\\In"), IsEmpty());
 }
 
-TEST_F(ListAllEntries, InnerDirectoryThatCannotBeListedIsStillAnEntry) {
+TEST_F(DirectoryListing, InnerDirectoryThatCannotBeListedIsStillAnEntry) {
     machine.faults().Fail({.call = "Files.FindFirstFileW", .nth = 2});
-    EXPECT_THAT(MakeClosed()->ListAllEntries(u"C:\\Sync\\In"),
-                ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
+    EXPECT_THAT(List(u"C:\\Sync\\In"), ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
 }
 
-TEST_F(ListAllEntries, EnumerationThatBreaksOffEndsThatDirectoryOnly) {
+TEST_F(DirectoryListing, EnumerationThatBreaksOffEndsThatDirectoryOnly) {
     // ".", "..", "a.txt", "b", then the entries of "b" from ".." on.
     machine.faults().Fail({.call = "Files.FindNextFileW", .nth = 4});
-    const Paths entries = MakeClosed()->ListAllEntries(u"C:\\Sync\\In");
+    const Paths entries = List(u"C:\\Sync\\In");
     EXPECT_THAT(entries, ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
 }
 
-TEST_F(ListAllEntries, EveryEnumerationIsClosedWhateverFails) {
+TEST_F(DirectoryListing, EveryEnumerationIsClosedWhateverFails) {
     for (std::uint64_t nth = 1;; ++nth) {
         machine.faults().Clear();
         const std::uint64_t fired = machine.faults().fired();
         machine.faults().Fail({.nth = nth});
-        MakeClosed()->ListAllEntries(u"C:\\Sync\\In");
+        List(u"C:\\Sync\\In");
         EXPECT_THAT(machine.leaks(), IsEmpty()) << machine.faults().lastFired();
         if (machine.faults().fired() == fired) {
             break;
@@ -74,7 +76,7 @@ TEST_F(ListAllEntries, EveryEnumerationIsClosedWhateverFails) {
     machine.faults().Clear();
 }
 
-TEST_F(ListAllEntries, VeryDeepTreeIsListed) {
+TEST_F(DirectoryListing, VeryDeepTreeIsListed) {
     std::u16string path = u"C:\\Deep";
     Paths expected;
     for (int depth = 0; depth < 1500; ++depth) {
@@ -82,7 +84,7 @@ TEST_F(ListAllEntries, VeryDeepTreeIsListed) {
         expected.push_back(path);
     }
     volume().MakeDirectory(path);
-    EXPECT_EQ(MakeClosed()->ListAllEntries(u"C:\\Deep"), expected);
+    EXPECT_EQ(List(u"C:\\Deep"), expected);
 }
 
 // Keeps what the two calls that name a directory are given.
@@ -104,16 +106,13 @@ public:
     Paths enumerated;
 };
 
-TEST_F(ListAllEntries, BothCallsAreGivenTheLongPathForm) {
+TEST_F(DirectoryListing, BothCallsAreGivenTheLongPathForm) {
     const std::u16string longPath = u"C:\\" + std::u16string(148, u'a') + u"\\" + std::u16string(148, u'b');
     ASSERT_EQ(longPath.size(), 300U);
     volume().MakeDirectory(longPath);
     NamingFiles naming(files);
-    platform::Platform spied{real.errors, real.services, real.modules, naming,      real.pipes, real.threads,
-                             real.clock,  real.heap,     real.trust,   real.sqlite, real.digest};
-    VolumeJournal journal(spied, u"C:\\Sync", 0);
-    journal.ListAllEntries(u"C:\\Sync\\In\\b\\deep");
-    journal.ListAllEntries(longPath);
+    ListAllEntries(naming, u"C:\\Sync\\In\\b\\deep");
+    ListAllEntries(naming, longPath);
     EXPECT_THAT(naming.accessed, ElementsAre(u"C:\\Sync\\In\\b\\deep", u"\\\\?\\" + longPath));
     EXPECT_THAT(naming.enumerated, ElementsAre(u"C:\\Sync\\In\\b\\deep\\*.*", u"\\\\?\\" + longPath + u"\\*.*"));
 }
@@ -146,15 +145,12 @@ private:
     std::uint32_t tag_;
 };
 
-Paths ListWithTag(testing::JournalRig& rig, std::uint32_t tag) {
+Paths ListWithTag(journal::testing::JournalRig& rig, std::uint32_t tag) {
     LinkingFiles linking(rig.files, tag);
-    platform::Platform platform{rig.real.errors, rig.real.services, rig.real.modules, linking,
-                                rig.real.pipes,  rig.real.threads,  rig.real.clock,   rig.real.heap,
-                                rig.real.trust,  rig.real.sqlite,   rig.real.digest};
-    return VolumeJournal(platform, u"C:\\Sync", 0).ListAllEntries(u"C:\\Sync\\In");
+    return ListAllEntries(linking, u"C:\\Sync\\In");
 }
 
-TEST_F(ListAllEntries, LinksAndJunctionsAreListedButNotFollowed) {
+TEST_F(DirectoryListing, LinksAndJunctionsAreListedButNotFollowed) {
     constexpr std::uint32_t kMountPoint = 0xA0000003;
     constexpr std::uint32_t kSymbolicLink = 0xA000000C;
     for (const std::uint32_t tag : {kMountPoint, kSymbolicLink}) {
@@ -163,10 +159,10 @@ TEST_F(ListAllEntries, LinksAndJunctionsAreListedButNotFollowed) {
     }
 }
 
-TEST_F(ListAllEntries, CloudPlaceholderDirectoriesAreFollowed) {
+TEST_F(DirectoryListing, CloudPlaceholderDirectoriesAreFollowed) {
     constexpr std::uint32_t kCloud = 0x9000001A;
     EXPECT_EQ(ListWithTag(*this, kCloud), kEverything);
 }
 
 }  // namespace
-}  // namespace tavi::journal
+}  // namespace tavi::records
