@@ -51,6 +51,10 @@ find_program(TAVI_CCACHE ccache)
 if(TAVI_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${TAVI_CCACHE}")
     set(CMAKE_C_COMPILER_LAUNCHER "${TAVI_CCACHE}")
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        # Else a precompiled header never equals one that the compiler cache knows.
+        add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
+    endif()
 endif()
 
 if(MINGW)

@@ -1,0 +1,1 @@
+// Nothing but the headers that tests/support/CMakeLists.txt has precompiled for every test.
