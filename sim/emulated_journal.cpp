@@ -269,7 +269,9 @@ void EmulatedJournal::AppendRaw(std::uint64_t frn, std::uint64_t parentFrn, std:
     stream_.append(length, '\0');
     std::memcpy(stream_.data() + start, &record, sizeof record);
     std::memcpy(stream_.data() + start + sizeof record, name.data(), nameBytes);
-    Trim();
+    if (!behaviour_.trimsAtCheckpoints) {
+        Trim();
+    }
 }
 
 void EmulatedJournal::Create(std::uint64_t maximumSize, std::uint64_t allocationDelta) {

@@ -4,7 +4,8 @@
 // Positions (USNs) are byte offsets in the journal's stream. A record is a USN_RECORD_V2, 8-byte aligned, and never
 // crosses a 4096-byte page: the rest of a page that is too small is zero-filled, and reads skip it. The reasons of a
 // file accumulate from its first change to its close. When the journal exceeds MaximumSize + AllocationDelta, it loses
-// its oldest records in steps of AllocationDelta. Layouts and codes: Microsoft's description of winioctl.h.
+// its oldest records in steps of AllocationDelta, at once or later. Layouts and codes: Microsoft's description of
+// winioctl.h.
 //
 // Not thread-safe: the owner locks. Results are Windows error codes, 0 for success.
 #pragma once
@@ -27,6 +28,7 @@ struct JournalBehaviour {
     std::uint32_t codeBeyondNext = 87;    // start position above NextUsn
     std::uint32_t failReadsWith = 0;      // every read gives this code, 21 for one, while it is not 0
     std::size_t mostBytesPerRead = 0;     // a read gives no more bytes than this, 0: as many as fit
+    bool trimsAtCheckpoints = false;      // not with every append, but when Checkpoint is called
     int deletionTakesCalls = 0;           // this many calls after a deletion still answer 1178
     PositionAfterRecreation recreation = PositionAfterRecreation::kGoesOn;
 };
@@ -64,6 +66,8 @@ public:
                 std::uint32_t reason, std::uint64_t time);
     // The last handle of the file was closed: writes the record with CLOSE when there is something to close.
     void Close(std::uint64_t frn, std::uint64_t time);
+    // Nothing of what happened to the file is told any more.
+    void Forget(std::uint64_t frn) { open_.erase(frn); }
     // One record as it is, without accumulation.
     void AppendRaw(std::uint64_t frn, std::uint64_t parentFrn, std::u16string_view name, std::uint32_t attributes,
                    std::uint32_t reason, std::uint64_t time);
@@ -71,6 +75,9 @@ public:
     // Sizes of 0 mean the defaults; sizes are rounded up to whole pages.
     void Create(std::uint64_t maximumSize = 0, std::uint64_t allocationDelta = 0);
     void Delete();
+    // Drops what is above the size, as the file system does from time to time: between two checkpoints the journal may
+    // be larger.
+    void Checkpoint() { Trim(); }
     // Drops everything before the page that holds `usn`, as trimming would.
     void TrimTo(std::int64_t usn);
     // Takes over a recorded stream whose first byte has position `firstUsn` (a whole number of pages). Gaps and records

@@ -222,22 +222,10 @@ void SimFiles::RemoveShare(const std::u16string& key, ShareEntry entry) {
     }
 }
 
-// Each side must allow what the other does. Access to attributes alone takes no part in sharing.
 bool SimFiles::HasConflict(const std::u16string& key, std::uint32_t access, std::uint32_t share) const {
-    const auto needs = [](std::uint32_t mask) {
-        std::uint32_t needed = 0;
-        needed |= (mask & (kGenericRead | kGenericAll)) != 0 ? kFileShareRead : 0;
-        needed |= (mask & (kGenericWrite | kGenericAll)) != 0 ? kFileShareWrite : 0;
-        needed |= (mask & (kDelete | kGenericAll)) != 0 ? kFileShareDelete : 0;
-        return needed;
-    };
-    if (needs(access) == 0) {
-        return false;
-    }
     const auto [first, last] = shares_.equal_range(key);
     return std::any_of(first, last, [&](const auto& open) {
-        const std::uint32_t theirs = needs(open.second.access);
-        return theirs != 0 && ((needs(access) & ~open.second.share) != 0 || (theirs & ~share) != 0);
+        return IsConflict({open.second.access, open.second.share}, {access, share});
     });
 }
 
@@ -302,6 +290,9 @@ Handle SimFiles::OpenVolumeFile(Call& call, NtfsVolume& volume, const std::u16st
     }
     if (info && info->IsDirectory() && (flags & kFileFlagBackupSemantics) == 0) {
         return call.Fail(kErrorAccessDenied, kInvalidHandle);
+    }
+    if (info && !volume.Permits(info->frn, {access, share})) {
+        return call.Fail(kErrorSharingViolation, kInvalidHandle);
     }
     if (!info) {
         if (volume.MakeFile(path) == 0) {
@@ -624,7 +615,8 @@ std::int32_t SimFiles::NtCreateFile(ProcAddress, const NtOpenById& request, Hand
     }
     const std::u16string full = std::u16string{root->volume.drive(), u':'} + (path == u"\\" ? u"" : path);
     const std::u16string key = NtfsVolume::Fold(full);
-    if (HasConflict(key, request.desiredAccess, request.shareAccess)) {
+    if (HasConflict(key, request.desiredAccess, request.shareAccess) ||
+        !root->volume.Permits(request.fileReferenceNumber, {request.desiredAccess, request.shareAccess})) {
         return static_cast<std::int32_t>(0xC0000043);  // STATUS_SHARING_VIOLATION
     }
     auto object = std::make_shared<NodeObject>(*this, root->volume, request.fileReferenceNumber, key,

@@ -354,6 +354,27 @@ TEST(EmulatedJournal, HeaderAndStreamGrowAtTheirEnds) {
     EXPECT_EQ(journal.Header().size(), EmulatedJournal::kHeaderBytes);
 }
 
+TEST(EmulatedJournal, MayKeepMoreThanItsSizeUntilACheckpoint) {
+    EmulatedJournal journal;
+    journal.Create(4096, 4096);
+    journal.behaviour().trimsAtCheckpoints = true;
+    Fill(journal, 200, 10);
+    EXPECT_EQ(journal.firstUsn(), 0);
+    EXPECT_GT(journal.nextUsn(), 3 * 4096);
+    journal.Checkpoint();
+    EXPECT_GT(journal.firstUsn(), 0);
+    EXPECT_LE(journal.nextUsn() - journal.firstUsn(), 2 * 4096);
+}
+
+TEST(EmulatedJournal, ForgottenFileIsNotClosed) {
+    EmulatedJournal journal;
+    journal.Create();
+    journal.Append(1, 2, u"f", 0x20, kReasonDataExtend, 1);
+    journal.Forget(1);
+    journal.Close(1, 2);
+    EXPECT_EQ(journal.Entries().size(), 1U);
+}
+
 std::string Recording(const char* name) {
     std::ifstream in(std::string(TAVI_RECORDED_JOURNALS) + "/" + name, std::ios::binary);
     std::ostringstream bytes;

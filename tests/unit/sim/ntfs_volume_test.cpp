@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/constants.h"
+
 namespace tavi::sim {
 namespace {
 
@@ -149,6 +151,9 @@ TEST_F(NtfsVolumeTest, RecycledFileKeepsItsExtensionUnderANewName) {
     EXPECT_NE(file, directory);
     EXPECT_NE(volume.Find(file), 0U);
     EXPECT_EQ(volume.Recycle(u"\\none"), u"");
+    std::u16string note = file;
+    note[note.find(u"$RB") + 1] = u'I';
+    EXPECT_NE(volume.Find(note), 0U) << "tells where the file was";
 }
 
 TEST_F(NtfsVolumeTest, AttributesChangeButNotWhatAFileIs) {
@@ -186,6 +191,161 @@ TEST_F(NtfsVolumeTest, HeldFilesAccumulateAndInterleave) {
     EXPECT_THAT(NewRecords(), ElementsAre(Seen{u"a", 0x2}, Seen{u"b", 0x4}, Seen{u"b", 0x6}, Seen{u"a", 0x1002},
                                           Seen{u"c", 0x2002}, Seen{u"b", 0x80000006}, Seen{u"c", 0x80002002}));
     EXPECT_EQ(volume.Info(u"\\c")->contents, "12");
+}
+
+bool IsInDeleted(const std::u16string& path) {
+    return path.starts_with(u"\\$Extend\\$Deleted\\") && path.size() == 18 + 24;
+}
+
+TEST_F(NtfsVolumeTest, FileDeletedWhileHeldIsMovedAwayAndGoneWithItsLastHandle) {
+    const Frn frn = volume.MakeHeldFile(u"\\key");
+    volume.Hold(u"\\key");
+    volume.Write(u"\\key", "k");
+    NewRecords();
+    EXPECT_TRUE(volume.Remove(u"\\key"));
+    EXPECT_EQ(volume.Find(u"\\key"), 0U);
+    EXPECT_TRUE(IsInDeleted(volume.PathOf(frn)));
+    const std::u16string away = volume.InfoByFrn(frn)->name;
+    EXPECT_NE(volume.MakeFile(u"\\key"), frn) << "its name is free";
+    NewRecords();
+    volume.Release(frn);
+    EXPECT_THAT(NewRecords(), testing::IsEmpty()) << "somebody still holds it";
+    volume.Release(frn);
+    EXPECT_THAT(NewRecords(), ElementsAre(Seen{away, 0x80000200}));
+    EXPECT_EQ(volume.PathOf(frn), u"");
+}
+
+TEST_F(NtfsVolumeTest, DeletionOfAHeldFileTellsWhatWasPendingInBothHalves) {
+    const Frn frn = volume.MakeHeldFile(u"\\key");
+    volume.Write(u"\\key", "k");
+    NewRecords();
+    volume.Remove(u"\\key");
+    EXPECT_THAT(NewRecords(), ElementsAre(Seen{u"key", 0x1102}, Seen{volume.InfoByFrn(frn)->name, 0x2102}));
+}
+
+TEST_F(NtfsVolumeTest, HolderThatDoesNotShareDeletionKeepsTheNameAndTheFile) {
+    volume.MakeDirectory(u"\\d");
+    const Frn file = volume.MakeFile(u"\\d\\f");
+    EXPECT_TRUE(volume.Hold(u"\\d\\f", {platform::kGenericRead, platform::kFileShareRead}));
+    NewRecords();
+    EXPECT_FALSE(volume.Remove(u"\\d\\f"));
+    EXPECT_FALSE(volume.Rename(u"\\d\\f", u"\\g"));
+    EXPECT_FALSE(volume.RemoveTree(u"\\d"));
+    EXPECT_FALSE(volume.Hold(u"\\d\\f", {platform::kGenericWrite, 7})) << "writing is not shared";
+    EXPECT_TRUE(volume.Hold(u"\\d\\f", {platform::kFileReadAttributes, 0})) << "attributes need no sharing";
+    EXPECT_THAT(NewRecords(), testing::IsEmpty());
+    volume.Release(file);
+    EXPECT_TRUE(volume.Rename(u"\\d\\f", u"\\g"));
+}
+
+TEST_F(NtfsVolumeTest, CurrentDirectoryStaysWhatIsInItDoesNot) {
+    const Frn inner = volume.MakeDirectory(u"\\d\\e");
+    volume.MakeFile(u"\\d\\e\\f");
+    EXPECT_TRUE(volume.Hold(u"\\d\\e", kCurrentDirectory));
+    EXPECT_FALSE(volume.Rename(u"\\d\\e", u"\\d\\x"));
+    EXPECT_FALSE(volume.Rename(u"\\d", u"\\x")) << "a directory above it";
+    EXPECT_FALSE(volume.Permits(inner, {platform::kGenericAll, 3}));
+    EXPECT_TRUE(volume.Permits(inner, {platform::kFileReadAttributes, 7}));
+    EXPECT_FALSE(volume.RemoveTree(u"\\d"));
+    EXPECT_THAT(volume.ListTree(u"\\d"), ElementsAre(u"\\d\\e")) << "only what nobody holds goes";
+    volume.Release(inner);
+    EXPECT_TRUE(volume.RemoveTree(u"\\d"));
+}
+
+TEST_F(NtfsVolumeTest, TreeRemovedByHandleSendsItsDirectoriesAway) {
+    volume.MakeDirectory(u"\\d\\e");
+    volume.MakeFile(u"\\d\\f");
+    NewRecords();
+    EXPECT_TRUE(volume.RemoveTree(u"\\d", TreeRemoval::kByHandle));
+    std::vector<std::uint32_t> reasons;
+    for (const Seen& seen : NewRecords()) {
+        reasons.push_back(seen.reason);
+    }
+    EXPECT_THAT(reasons, ElementsAre(0x1000, 0x2000, 0x80000200, 0x80000200, 0x1000, 0x2000, 0x80000200));
+    EXPECT_EQ(volume.Find(u"\\d"), 0U);
+}
+
+TEST_F(NtfsVolumeTest, ReplacedFileThatIsHeldIsMovedAwayFirst) {
+    const Frn old = volume.MakeFile(u"\\t", "old");
+    volume.MakeFile(u"\\s", "new");
+    volume.Hold(u"\\t");
+    NewRecords();
+    EXPECT_TRUE(volume.Replace(u"\\s", u"\\t"));
+    EXPECT_THAT(NewRecords(), ElementsAre(Seen{u"t", 0x1000}, Seen{volume.InfoByFrn(old)->name, 0x2000},
+                                          Seen{u"s", 0x1000}, Seen{u"t", 0x2000}, Seen{u"t", 0x80002000}));
+    EXPECT_EQ(volume.Info(u"\\t")->contents, "new");
+    EXPECT_EQ(volume.InfoByFrn(old)->contents, "old");
+}
+
+TEST_F(NtfsVolumeTest, LinksAreOneFileWithSeveralNames) {
+    volume.MakeDirectory(u"\\d");
+    const Frn frn = volume.MakeFile(u"\\a", "1");
+    NewRecords();
+    EXPECT_TRUE(volume.MakeLink(u"\\a", u"\\d\\b"));
+    EXPECT_FALSE(volume.MakeLink(u"\\a", u"\\d\\B")) << "taken";
+    EXPECT_FALSE(volume.MakeLink(u"\\d", u"\\e")) << "a directory";
+    volume.Write(u"\\d\\b", "2");
+    EXPECT_THAT(NewRecords(), ElementsAre(Seen{u"b", 0x80010000}, Seen{u"b", 0x2}, Seen{u"b", 0x80000002}));
+    EXPECT_EQ(volume.Find(u"\\a"), frn);
+    EXPECT_EQ(volume.Find(u"\\d\\b"), frn);
+    EXPECT_EQ(volume.Info(u"\\a")->name, u"a");
+    EXPECT_EQ(volume.Info(u"\\a")->contents, "12");
+    EXPECT_THAT(volume.ListTree(u"\\"), ElementsAre(u"\\a", u"\\d", u"\\d\\b"));
+    EXPECT_TRUE(volume.Rename(u"\\a", u"\\c"));
+    EXPECT_FALSE(volume.Rename(u"\\c", u"\\d\\b")) << "the file's other name";
+    NewRecords();
+    EXPECT_TRUE(volume.Remove(u"\\c"));
+    EXPECT_TRUE(volume.Remove(u"\\d\\b"));
+    EXPECT_THAT(NewRecords(), ElementsAre(Seen{u"c", 0x80010000}, Seen{u"b", 0x80000200}));
+    EXPECT_EQ(volume.PathOf(frn), u"");
+}
+
+TEST_F(NtfsVolumeTest, StreamsShowUnderTheFilesName) {
+    volume.MakeFile(u"\\f");
+    NewRecords();
+    EXPECT_TRUE(volume.WriteStream(u"\\f", u"Zone.Identifier", "zone"));
+    EXPECT_TRUE(volume.WriteStream(u"\\f", u"zone.identifier", "other", WriteKind::kTruncate));
+    EXPECT_TRUE(volume.RemoveStream(u"\\f", u"Zone.Identifier"));
+    EXPECT_FALSE(volume.RemoveStream(u"\\f", u"Zone.Identifier"));
+    EXPECT_THAT(NewRecords(),
+                ElementsAre(Seen{u"f", 0x200000}, Seen{u"f", 0x200020}, Seen{u"f", 0x80200020}, Seen{u"f", 0x40},
+                            Seen{u"f", 0x60}, Seen{u"f", 0x80000060}, Seen{u"f", 0x200000}, Seen{u"f", 0x80200000}));
+    EXPECT_EQ(volume.Info(u"\\f")->contents, "");
+}
+
+TEST_F(NtfsVolumeTest, WritingArchivesWithoutARecordOfItsOwn) {
+    volume.MakeFile(u"\\f", "", platform::kFileAttributeHidden);
+    NewRecords();
+    volume.Write(u"\\f", "x");
+    EXPECT_THAT(NewRecords(), ElementsAre(Seen{u"f", 0x2}, Seen{u"f", 0x80000002}));
+    EXPECT_EQ(volume.Info(u"\\f")->attributes, 0x22U);
+}
+
+TEST_F(NtfsVolumeTest, StampsMoveWithTheClocksTick) {
+    volume.TickEvery(NtfsVolume::kUsualTick);
+    time = 3 * NtfsVolume::kUsualTick + 100;
+    volume.MakeFile(u"\\f");
+    time = 4 * NtfsVolume::kUsualTick - 50;
+    volume.MakeFile(u"\\g");
+    volume.WithJournal([](EmulatedJournal& journal) {
+        std::vector<std::uint64_t> ticks;
+        for (const JournalEntry& entry : journal.Entries()) {
+            EXPECT_EQ(entry.time % NtfsVolume::kUsualTick, 0U);
+            ticks.push_back(entry.time / NtfsVolume::kUsualTick);
+        }
+        EXPECT_THAT(ticks, ElementsAre(3U, 3U, 3U, 3U)) << "unrelated files share a tick";
+    });
+}
+
+TEST_F(NtfsVolumeTest, RecycleBinKeepsTheSpellingThatItWasMadeWith) {
+    volume.NameRecycleBin(u"$Recycle.Bin");
+    volume.MakeFile(u"\\a.txt");
+    volume.MakeFile(u"\\b.txt");
+    const std::u16string first = volume.Recycle(u"\\a.txt");
+    volume.NameRecycleBin(u"$RECYCLE.BIN");
+    const std::u16string second = volume.Recycle(u"\\b.txt");
+    EXPECT_TRUE(volume.PathOf(volume.Find(first)).starts_with(u"\\$Recycle.Bin\\"));
+    EXPECT_TRUE(volume.PathOf(volume.Find(second)).starts_with(u"\\$Recycle.Bin\\"));
 }
 
 TEST_F(NtfsVolumeTest, AnyNameCanBeFoundAgain) {

@@ -115,6 +115,31 @@ TEST_F(FilesTest, SharingIsEnforcedBothWays) {
     EXPECT_EQ(platform.errors.GetLastError(), kErrorFileNotFound);
 }
 
+TEST_F(FilesTest, DirectoryThatAnotherProgramHoldsIsSharedAsThatOneSays) {
+    const Frn frn = machine.volume().MakeDirectory(u"\\Sync");
+    const Handle volume = Open(u"\\\\.\\C:", kGenericRead, 3);
+    const auto statusOf = [&](std::uint32_t access, std::uint32_t share) {
+        const NtOpenById request{volume, frn,         kObjCaseInsensitive, access, kFileAttributeNormal,
+                                 share,  kNtFileOpen, kFileOpenByFileId};
+        Handle opened = kInvalidHandle;
+        const std::int32_t status = platform.files.NtCreateFile(ProcAddress{1}, request, opened);
+        if (status == kStatusSuccess) {
+            platform.files.CloseHandle(opened);
+        }
+        return status;
+    };
+    EXPECT_EQ(statusOf(kGenericAll, 3), kStatusSuccess);
+    machine.volume().Hold(u"\\Sync", kCurrentDirectory);
+    EXPECT_LT(statusOf(kGenericAll, 3), 0) << "deletion is not shared";
+    EXPECT_EQ(statusOf(kFileReadAttributes, 7), kStatusSuccess);
+    EXPECT_EQ(Open(u"C:\\Sync", kGenericAll, 7, kOpenExisting, kFileFlagBackupSemantics), kInvalidHandle);
+    EXPECT_EQ(error, kErrorSharingViolation);
+    machine.volume().Release(frn);
+    EXPECT_EQ(statusOf(kGenericAll, 3), kStatusSuccess);
+    platform.files.CloseHandle(volume);
+    EXPECT_THAT(machine.leaks(), IsEmpty());
+}
+
 TEST_F(FilesTest, ListsDirectoriesWithTheirOwnEntries) {
     machine.volume().MakeDirectory(u"\\Sync\\b");
     machine.volume().MakeFile(u"\\Sync\\A.txt");
