@@ -125,7 +125,8 @@ void RotatingLogFile::DropOldestHalf() {
     std::fstream file(ToPath(path_), std::ios::in | std::ios::out | std::ios::binary);
     const std::size_t dropped = size_ > fileBytes_ ? size_ - fileBytes_ : 0;
     const std::optional<std::streamoff> line = LineAfter(file, static_cast<std::streamoff>(dropped));
-    const std::optional<std::size_t> kept = line ? MoveToBeginning(file, *line) : std::optional<std::size_t>();
+    std::optional<std::size_t> kept = 0;  // GCC 12 takes an empty one for uninitialised
+    kept = line ? MoveToBeginning(file, *line) : std::nullopt;
     file.close();
     if (!kept) {
         throw std::system_error(std::make_error_code(std::errc::io_error), "the log file cannot be made smaller");
