@@ -36,6 +36,7 @@ public:
     double seconds = 0;
 
     int Config(int option, int value) override { return native_.Config(option, value); }
+    int RegisterVfsRefusing(int openFlags) override { return native_.RegisterVfsRefusing(openFlags); }
     int OpenV2(const std::string&, sqlite3** database, int flags) override {
         return Timed([&] { return native_.OpenV2(file_, database, flags); });
     }

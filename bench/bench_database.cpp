@@ -9,9 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "db/busy_retry.h"
 #include "db/sqlite3_operator.h"
-#include "db/sqlite_library.h"
 #include "platform/native_sqlite.h"
 #include "ratio_table.h"
 #include "sim/machine.h"
@@ -156,7 +154,7 @@ int Save(Database& database, const records::FileChangeInfoList& changes) {
 int main(int argc, char** argv) {
     using namespace tavi::bench;
     tavi::platform::NativeSqlite library;
-    tavi::db::ConfigureSqliteLibrary(library);
+    tavi::db::SqLite3Operator::ConfigureLibrary(library);
     Database database;
     const auto changes = Changes(10'000);
     const tavi::records::FileChangeInfoList none;

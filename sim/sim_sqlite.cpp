@@ -63,6 +63,12 @@ int SimSqlite::Config(int, int) {
     return call.failed() ? static_cast<int>(call.code()) : SQLITE_OK;
 }
 
+int SimSqlite::RegisterVfsRefusing(int openFlags) {
+    Call call(core_, "Sqlite.RegisterVfsRefusing", SQLITE_ERROR);
+    return call.failed() ? static_cast<int>(call.code())
+                         : InLibrary(call, [&] { return native_.RegisterVfsRefusing(openFlags); });
+}
+
 int SimSqlite::OpenV2(const std::string& utf8Path, sqlite3** database, int flags) {
     Call call(core_, "Sqlite.OpenV2", SQLITE_CANTOPEN);
     if (!call.failed() && IsFile(utf8Path)) {
@@ -307,8 +313,12 @@ int SimSqlite::Finalize(sqlite3_stmt* statement) {
 }
 
 const char16_t* SimSqlite::ColumnText16(sqlite3_stmt* statement, int column) {
-    Call call(core_, "Sqlite.ColumnText16", SQLITE_NOMEM, CallKind::kCannotFail);
-    return call.failed() ? nullptr : InLibrary(call, [&] { return native_.ColumnText16(statement, column); });
+    Call call(core_, "Sqlite.ColumnText16", SQLITE_NOMEM);
+    if (call.failed()) {
+        Injected(call, FindByStatement(statement));
+        return nullptr;
+    }
+    return InLibrary(call, [&] { return native_.ColumnText16(statement, column); });
 }
 
 std::int32_t SimSqlite::ColumnInt(sqlite3_stmt* statement, int column) {
@@ -387,6 +397,11 @@ void SimSqlite::CloseAll() {
     if (std::exchange(died_, false)) {
         SqliteDisk::Reset(std::exchange(synchronised_, {}));
     }
+}
+
+bool SimDigest::InitCrypto(std::uint64_t options) {
+    const Call call(core_, "Digest.InitCrypto", 0);
+    return !call.failed() && native_.InitCrypto(options);
 }
 
 DigestContext SimDigest::MdCtxNew() {

@@ -32,6 +32,7 @@ public:
     ~SimSqlite() override;
 
     int Config(int option, int value) override;
+    int RegisterVfsRefusing(int openFlags) override;
     int OpenV2(const std::string& utf8Path, sqlite3** database, int flags) override;
     int CloseV2(sqlite3* database) override;
     int Errcode(sqlite3* database) override;
@@ -94,6 +95,7 @@ class SimDigest final : public platform::Digest {
 public:
     explicit SimDigest(Core& core) : core_(core) {}
 
+    bool InitCrypto(std::uint64_t options) override;
     platform::DigestContext MdCtxNew() override;
     bool DigestInitSha256(platform::DigestContext context) override;
     bool DigestUpdate(platform::DigestContext context, std::span<const std::byte> bytes) override;

@@ -1,4 +1,6 @@
-// A connection that is closed, with the operator's own CloseDb, when it goes out of scope. Private to src/db.
+// A connection that is closed, with the operator's own CloseDb, when it goes out of scope. For one operation, on its
+// thread; a Statement on it must go out of scope first. An open that fails is logged by the operator. Private to
+// src/db.
 #pragma once
 
 #include "db/sqlite3_operator.h"

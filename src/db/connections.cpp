@@ -1,13 +1,16 @@
 // The connection layer: opening, closing, transactions, and running texts that are no queries.
 #include <array>
+#include <cstdint>
 #include <utility>
 
-#include "db/busy_retry.h"
+#include "db/connection.h"
 #include "db/operation_guard.h"
 #include "db/sqlite3_operator.h"
 #include "db/sqlite_constants.h"
 #include "db/statement.h"
+#include "imports/random_wait.h"
 #include "imports/type_convert.h"
+#include "util/retry.h"
 
 namespace tavi::db {
 namespace {
@@ -17,7 +20,32 @@ constexpr int kOpenReadOnlyFlags = kSqliteOpenReadOnly | kSqliteOpenNoMutex;
 
 }  // namespace
 
+int BusyRetryHandler(void* context, int count) {
+    const bool waited = Drive::EndExceptions([context] {
+        platform::Platform& platform = *static_cast<platform::Platform*>(context);
+        const std::uint64_t wait = Drive::GetRandWaitTime(platform.clock);
+        if (wait > 0) {
+            platform.threads.Sleep(static_cast<std::uint32_t>(wait));
+        }
+    });
+    return waited && count < kBusyRetryLimit ? 1 : 0;
+}
+
 SqLite3Operator::SqLite3Operator(platform::Platform& platform) : platform_(platform) {}
+
+void SqLite3Operator::ConfigureLibrary(platform::Sqlite& sqlite) {
+    sqlite.Config(kSqliteConfigMemStatus, 0);
+}
+
+// A super-journal belongs to a transaction over several attached databases, which nobody here makes. Only a rollback
+// journal that somebody put beside the database can name one, and SQLite would delete the file of that name once the
+// journal is played back. It opens the file first, for this purpose and no other, and stops there when it cannot. While
+// that cannot be arranged, no connection is opened.
+int SqLite3Operator::Open(sqlite3*& handle, int flags) {
+    const std::string path = TypeConvert::UnicodeToUTF8(databasePath_);
+    const int refused = platform_.sqlite.RegisterVfsRefusing(kSqliteOpenSuperJournal);
+    return refused != kSqliteOk ? refused : platform_.sqlite.OpenV2(path, &handle, flags);
+}
 
 // The file lies in a folder that others may write to, so a connection does not trust what the file says: its schema may
 // not call functions with side effects, its triggers and views (the service has none) do not run, its internal pages
@@ -38,8 +66,7 @@ bool SqLite3Operator::OpenDb(sqlite3*& handle) {
     handle = nullptr;
     const bool opened =
         Guarded("OpenDb", {"Failed to open the database", "Failed to open the database: exception"}, [&] {
-            const std::string path = TypeConvert::UnicodeToUTF8(databasePath_);
-            if (platform_.sqlite.OpenV2(path, &handle, kOpenFlags) != kSqliteOk) {
+            if (Open(handle, kOpenFlags) != kSqliteOk) {
                 LogError("OpenDb", "Failed to open the database,error reason:", platform_.sqlite.Errcode(handle));
                 return false;
             }
@@ -59,8 +86,7 @@ bool SqLite3Operator::OpenDb(sqlite3*& handle) {
 bool SqLite3Operator::OpenDbReadOnly(sqlite3*& handle) {
     handle = nullptr;
     const bool opened = Guarded([&] {
-        const std::string path = TypeConvert::UnicodeToUTF8(databasePath_);
-        int result = platform_.sqlite.OpenV2(path, &handle, kOpenReadOnlyFlags);
+        int result = Open(handle, kOpenReadOnlyFlags);
         if (result != kSqliteOk) {
             LogError("OpenDbReadOnly", "Failed to open the read-only database,error reason:", result);
             return false;
@@ -125,16 +151,15 @@ bool SqLite3Operator::ExecuteSQLThatIsNotQuery(sqlite3* handle, const std::strin
         // would everything that the caller does after it.
         const bool inTransaction = platform_.sqlite.GetAutocommit(handle) == 0;
         const auto hasLostItsTransaction = [&] { return inTransaction && platform_.sqlite.GetAutocommit(handle) != 0; };
-        int result = platform_.sqlite.Exec(handle, sql.c_str(), nullptr);
-        if (result == kSqliteBusy) {
-            // An I/O error is worth another try only here: it can be the locking's own.
-            for (int retry = 0;
-                 retry < kBusyRetries && (result == kSqliteBusy || result == kSqliteIoErr) && !hasLostItsTransaction();
-                 ++retry) {
-                platform_.threads.Sleep(kBusyRetryPauseMs);
-                result = platform_.sqlite.Exec(handle, sql.c_str(), nullptr);
-            }
-        }
+        // After a busy attempt an I/O error is worth a retry too: it can be the locking's own.
+        bool wasBusy = false;
+        const int result = util::TryWithRetries(
+            kBusyRetries, [&] { return platform_.sqlite.Exec(handle, sql.c_str(), nullptr); },
+            [&](int code) {
+                wasBusy = wasBusy || code == kSqliteBusy;
+                return wasBusy && (code == kSqliteBusy || code == kSqliteIoErr) && !hasLostItsTransaction();
+            },
+            [&] { platform_.threads.Sleep(kBusyRetryPauseMs); });
         if (result == kSqliteOk) {
             return true;
         }
@@ -144,13 +169,8 @@ bool SqLite3Operator::ExecuteSQLThatIsNotQuery(sqlite3* handle, const std::strin
 }
 
 bool SqLite3Operator::ExecuteOnOwnConnection(const std::string& sql) {
-    sqlite3* handle = nullptr;
-    if (!OpenDb(handle)) {
-        return false;
-    }
-    const bool executed = ExecuteSQLThatIsNotQuery(handle, sql);
-    CloseDb(handle);
-    return executed;
+    Connection connection(*this);
+    return connection.Open() && ExecuteSQLThatIsNotQuery(connection.handle(), sql);
 }
 
 }  // namespace tavi::db

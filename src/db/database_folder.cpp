@@ -21,17 +21,40 @@ bool IsLink(platform::Files& files, const std::u16string& path, std::uint32_t at
            (data.reparseTag & platform::kReparseTagNameSurrogate) != 0;
 }
 
-bool IsDirectory(std::uint32_t attributes) {
-    return (attributes & platform::kFileAttributeDirectory) != 0;
-}
-
 // With the backslash at its end a link is followed, whatever the flags say. A root keeps it.
 std::u16string WithoutLastBackslash(const std::u16string& directory) {
     const bool isRoot = directory.size() >= 2 && directory[directory.size() - 2] == u':';
     return isRoot ? directory : directory.substr(0, directory.size() - 1);
 }
 
+bool IsOnDrive(std::u16string_view path) {
+    const auto isLetter = [](char16_t unit) {
+        return (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z');
+    };
+    return path.size() >= 3 && isLetter(path[0]) && path[1] == u':' && path[2] == u'\\';
+}
+
+// "\\server\share\..."; a server is neither "." nor "?", which are devices.
+bool IsOnShare(std::u16string_view path) {
+    if (!path.starts_with(u"\\\\")) {
+        return false;
+    }
+    path.remove_prefix(2);
+    const std::size_t serverEnd = path.find(u'\\');
+    const std::u16string_view server = path.substr(0, serverEnd);
+    if (serverEnd == std::u16string_view::npos || server.empty() || server == u"." || server == u"?") {
+        return false;
+    }
+    const std::size_t shareEnd = path.find(u'\\', serverEnd + 1);
+    return shareEnd != std::u16string_view::npos && shareEnd > serverEnd + 1;
+}
+
 }  // namespace
+
+bool IsOnDriveOrShare(std::u16string_view path) {
+    constexpr std::u16string_view kLiteral = u"\\\\?\\";
+    return path.starts_with(kLiteral) ? IsOnDrive(path.substr(kLiteral.size())) : IsOnDrive(path) || IsOnShare(path);
+}
 
 bool DatabaseFolder::Refuse() {
     refused_ = true;
@@ -49,7 +72,8 @@ bool DatabaseFolder::Hold(const std::u16string& directory) {
     if (!handle_.IsValid() || !platform_.files.GetFileInformationByHandle(handle_.Get(), information)) {
         return Refuse();
     }
-    if (!IsDirectory(information.fileAttributes) || IsLink(platform_.files, path, information.fileAttributes)) {
+    if (!platform::IsDirectory(information.fileAttributes) ||
+        IsLink(platform_.files, path, information.fileAttributes)) {
         return Refuse();
     }
     return true;
@@ -60,7 +84,7 @@ bool DatabaseFolder::HasOnlyPlainFiles(const std::u16string& databasePath) {
         const std::u16string path = databasePath + companion;
         const std::uint32_t attributes = platform_.files.GetFileAttributesW(path);
         if (attributes != platform::kInvalidFileAttributes &&
-            (IsDirectory(attributes) || IsLink(platform_.files, path, attributes))) {
+            (platform::IsDirectory(attributes) || IsLink(platform_.files, path, attributes))) {
             return Refuse();
         }
     }

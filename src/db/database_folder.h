@@ -7,26 +7,32 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "platform/owned_handle.h"
 #include "platform/platform.h"
 
 namespace tavi::db {
 
+// Whether the path names a place on a drive or a share: "X:\...", "\\?\X:\..." or "\\server\share\...", with at least
+// one backslash behind that. Everything else is refused: "\\.\" and the other forms of "\\?\" lead to devices, which
+// answer to being opened, and a relative path leads to wherever the process happens to be. Opens nothing.
+bool IsOnDriveOrShare(std::u16string_view path);
+
 class DatabaseFolder {
 public:
     explicit DatabaseFolder(platform::Platform& platform) : platform_(platform) {}
 
-    // `directory` ends with a backslash. False when it is a link, no directory, or cannot be opened.
+    // Opens the directory, whose path ends with a backslash, and holds it until this object goes out of scope. False
+    // when it is a link, no directory, or cannot be opened.
     bool Hold(const std::u16string& directory);
     // False when the database or one of its companions is a link or a directory; a missing file is no obstacle.
     bool HasOnlyPlainFiles(const std::u16string& databasePath);
-    // Whether one of the two said false: then nothing is to be touched through these paths.
+    // Whether something was refused: then nothing is to be touched through these paths.
     bool refused() const { return refused_; }
+    bool Refuse();  // false, and refused from now on
 
 private:
-    bool Refuse();
-
     platform::Platform& platform_;
     platform::OwnedHandle handle_;
     bool refused_ = false;

@@ -1,4 +1,7 @@
 // The database file's life: directory, file, tables, columns that older versions lack, and the end of it.
+#include <algorithm>
+#include <string>
+
 #include "db/connection.h"
 #include "db/database_folder.h"
 #include "db/operation_guard.h"
@@ -7,7 +10,7 @@
 #include "db/statement.h"
 #include "imports/exception_edge.h"
 #include "imports/file_helper.h"
-#include "imports/type_convert.h"
+#include "util/retry.h"
 
 namespace tavi::db {
 namespace {
@@ -15,6 +18,9 @@ namespace {
 constexpr int kCreateFlags = kSqliteOpenReadWrite | kSqliteOpenCreate | kSqliteOpenNoMutex;
 constexpr int kDeleteRetries = 3;
 constexpr std::uint32_t kDeletePauseMs = 1000;
+constexpr int kExists = 0;  // what Waccess is asked for
+
+constexpr const char* kSwitchToWal = "PRAGMA journal_mode=WAL;";
 
 // The connection that creates the file; closed without a word, unlike the operator's others.
 class CreatingConnection {
@@ -29,7 +35,7 @@ public:
     CreatingConnection(const CreatingConnection&) = delete;
     CreatingConnection& operator=(const CreatingConnection&) = delete;
 
-    sqlite3** out() { return &handle_; }
+    sqlite3*& out() { return handle_; }
     sqlite3* get() const { return handle_; }
 
 private:
@@ -41,62 +47,73 @@ private:
 
 bool SqLite3Operator::InitSqLiteDb(const std::u16string& path) {
     DatabaseFolder folder(platform_);
-    return Prepare(path, folder);
+    const bool prepared = Prepare(path, folder);
+    if (!prepared) {
+        databasePath_.clear();  // neither this database nor the one before is used from now on
+    }
+    return prepared;
 }
 
+// Leaves the path set when something fails after the check of its form: what is to be deleted need not be usable.
 bool SqLite3Operator::Prepare(const std::u16string& path, DatabaseFolder& folder) {
     constexpr const char* kFunction = "InitSqLiteDb";
+    databasePath_.clear();
     return Guarded([&] {
-        databasePath_.clear();  // whatever happens, nothing goes to the database before
-        databasePath_ = FileHepler::FormatLongFileName(path);
-        const std::size_t lastBackslash = databasePath_.rfind(u'\\');
-        if (lastBackslash == std::u16string::npos) {
+        std::u16string plain = path;
+        std::ranges::replace(plain, u'/', u'\\');
+        if (!IsOnDriveOrShare(plain)) {
             LogError(kFunction, "The database directory is incorrect");
-            return false;
+            return folder.Refuse();
         }
-        const std::u16string directory = databasePath_.substr(0, lastBackslash + 1);
-        if (platform_.files.Waccess(directory, 0) != 0 && platform_.files.SHCreateDirectoryExW(directory) != 0) {
+        databasePath_ = FileHepler::FormatLongFileName(path);
+        const std::u16string directory = databasePath_.substr(0, databasePath_.rfind(u'\\') + 1);
+        if (platform_.files.Waccess(directory, kExists) != 0 && platform_.files.SHCreateDirectoryExW(directory) != 0) {
             LogError(kFunction, "Failed to create the database directory");
             return false;
         }
         if (!folder.Hold(directory) || !folder.HasOnlyPlainFiles(databasePath_)) {
-            databasePath_.clear();  // nothing is to be read or written through it later
             LogError(kFunction, "The database directory is incorrect");
             return false;
         }
-        if (platform_.files.Waccess(databasePath_, 0) != 0 && !CreateDb()) {
-            LogError(kFunction, "Failed to create the database");
-            return false;
-        }
-        if (!CreateTables()) {
-            LogError(kFunction, "Failed to create the database table");
-            return false;
-        }
-        if (!CheckColumnExists()) {
-            LogError(kFunction, "CheckColumnExists Fail");
-            return false;
-        }
-        if (!CheckColumnExistsOldFrn()) {
-            LogError(kFunction, "CheckColumnExistsOldFrn Fail");
-            return false;
-        }
-        return true;
+        return PrepareFile();
     });
+}
+
+bool SqLite3Operator::PrepareFile() {
+    constexpr const char* kFunction = "InitSqLiteDb";
+    if (platform_.files.Waccess(databasePath_, kExists) == 0) {
+        SwitchToWal();
+    } else if (!CreateDb()) {
+        LogError(kFunction, "Failed to create the database");
+        return false;
+    }
+    if (!CreateTables()) {
+        LogError(kFunction, "Failed to create the database table");
+        return false;
+    }
+    if (!CheckColumnExists()) {
+        LogError(kFunction, "CheckColumnExists Fail");
+        return false;
+    }
+    if (!CheckColumnExistsOldFrn()) {
+        LogError(kFunction, "CheckColumnExistsOldFrn Fail");
+        return false;
+    }
+    return true;
 }
 
 bool SqLite3Operator::CreateDb() {
     constexpr const char* kFunction = "CreateDb";
     return Guarded([&] {
         CreatingConnection connection(platform_.sqlite);
-        const std::string path = TypeConvert::UnicodeToUTF8(databasePath_);
-        if (platform_.sqlite.OpenV2(path, connection.out(), kCreateFlags) != kSqliteOk) {
+        if (Open(connection.out(), kCreateFlags) != kSqliteOk) {
             LogError(kFunction, "Failed to create the database,errorReason is ",
                      platform_.sqlite.Errcode(connection.get()));
             return false;
         }
         Harden(connection.get());
         char* errorMessage = nullptr;
-        const int result = platform_.sqlite.Exec(connection.get(), "PRAGMA journal_mode=WAL;", &errorMessage);
+        const int result = platform_.sqlite.Exec(connection.get(), kSwitchToWal, &errorMessage);
         const int reason = result == kSqliteOk ? kSqliteOk : platform_.sqlite.Errcode(connection.get());
         platform_.sqlite.Free(errorMessage);
         if (result != kSqliteOk) {
@@ -104,6 +121,20 @@ bool SqLite3Operator::CreateDb() {
             LogError(kFunction, "Failed to start the WAL mode,errorReason is ", reason);
         }
         return true;
+    });
+}
+
+// A database whose maker died, or was refused, before it came to WAL mode. Looked at first: the switch needs the file
+// for itself, and nearly always there is nothing to switch. When it cannot be looked at, the next statement says why.
+void SqLite3Operator::SwitchToWal() {
+    Guarded([&] {
+        Connection connection(*this);
+        Statement statement(platform_);
+        if (!connection.Open() || statement.Prepare(connection.handle(), "PRAGMA journal_mode;") != kSqliteOk ||
+            statement.StepOnce() != kSqliteRow || statement.ColumnText(0) == u"wal") {
+            return true;
+        }
+        return ExecuteOnOwnConnection(kSwitchToWal);
     });
 }
 
@@ -137,11 +168,22 @@ bool SqLite3Operator::AlterUnlessFound(const char* function, const char* query, 
             return false;
         }
         if (statement.StepOnce() != kSqliteRow) {
-            ExecuteOnOwnConnection(
-                alteration);  // its failure shows in the log; the first statement that needs a column fails
+            AlterInOneTransaction(alteration);
         }
         return true;
     });
+}
+
+// All of it or nothing: the next look would take the first half for the whole, and every save would fail for ever. Its
+// failure shows in the log; the first statement that needs a column fails.
+void SqLite3Operator::AlterInOneTransaction(const std::string& alteration) {
+    Connection connection(*this);
+    if (!connection.Open() || !BeginDbTransaction(connection.handle())) {
+        return;
+    }
+    if (!ExecuteSQLThatIsNotQuery(connection.handle(), alteration) || !CommitDbTransaction(connection.handle())) {
+        RollbackDbTransaction(connection.handle());
+    }
 }
 
 // Databases of the first version have neither column, and were always changed together: one look is enough for both.
@@ -162,7 +204,7 @@ bool SqLite3Operator::DropTablesAndDb(platform::Platform& platform, const std::u
         SqLite3Operator database(platform);
         DatabaseFolder folder(platform);
         database.Prepare(path, folder);
-        if (!folder.refused()) {
+        if (!folder.refused() && !database.databasePath_.empty()) {
             database.DropTables();
             database.DeleteFiles();
         }
@@ -172,13 +214,15 @@ bool SqLite3Operator::DropTablesAndDb(platform::Platform& platform, const std::u
 }
 
 void SqLite3Operator::DeleteFiles() {
-    bool deleted = platform_.files.DeleteFileW(databasePath_);
-    std::uint32_t reason = deleted ? platform::kErrorSuccess : platform_.errors.GetLastError();
-    for (int retry = 0; !deleted && retry < kDeleteRetries; ++retry) {
-        platform_.threads.Sleep(kDeletePauseMs);
-        deleted = platform_.files.DeleteFileW(databasePath_);
-        reason = deleted ? platform::kErrorSuccess : platform_.errors.GetLastError();
-    }
+    std::uint32_t reason = platform::kErrorSuccess;
+    const bool deleted = util::TryWithRetries(
+        kDeleteRetries,
+        [&] {
+            const bool done = platform_.files.DeleteFileW(databasePath_);
+            reason = done ? platform::kErrorSuccess : platform_.errors.GetLastError();
+            return done;
+        },
+        [](bool done) { return !done; }, [&] { platform_.threads.Sleep(kDeletePauseMs); });
     if (!deleted) {
         LogError("DropTablesAndDb", "Failed to delete the database file, error code is " + std::to_string(reason));
     }

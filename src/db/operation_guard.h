@@ -1,4 +1,4 @@
-// The edge of the operator's operations: nothing that is thrown inside one leaves it. Private to src/db.
+// The edge of the operator's operations, where exceptions end, and their log lines. Any thread. Private to src/db.
 #pragma once
 
 #include <string_view>

@@ -1,17 +1,44 @@
 // The pathMapping table: the directories that the path mapping knows.
 #include "db/connection.h"
-#include "db/operation_guard.h"
 #include "db/sqlite3_operator.h"
-#include "db/sqlite_constants.h"
-#include "db/statement.h"
+#include "db/statement_runner.h"
 
 namespace tavi::db {
+namespace {
+
+constexpr OperationTexts kInsert{
+    "InsertPathMappingTable",
+    "Failed to create the stmt object,reason:",
+    "Failed to insert the file change record table,reason:",
+    {"Failed to insert the file change record table", "Failed to insert the file change record table: exception"}};
+constexpr OperationTexts kSelect{
+    "SelectPathMappingTable",
+    "Failed to create the stmt object,reason:",
+    "",
+    {"SelectPathMappingTable failed", "SelectPathMappingTable failed: exception", Drive::kDeviatingSqLite3OperatorLog}};
+
+// SQLite's integers are signed; reference numbers keep their bits.
+void BindEntry(Statement& statement, const PathMappingEntry& entry) {
+    const auto& [fileReferenceNumber, parentFileReferenceNumber, deleted, fileName] = entry;
+    statement.Int64(1, static_cast<std::int64_t>(fileReferenceNumber)).Text(2, fileName);
+    statement.Int64(3, static_cast<std::int64_t>(parentFileReferenceNumber)).Int(4, deleted ? 1 : 0);
+}
+
+// By position, although the query lists the name second: an order that is kept as it has always been.
+PathMappingEntry ReadEntry(Statement& statement) {
+    PathMappingEntry entry;
+    auto& [fileReferenceNumber, parentFileReferenceNumber, deleted, fileName] = entry;
+    fileReferenceNumber = static_cast<platform::FileReferenceNumber>(statement.ColumnInt64(0));
+    parentFileReferenceNumber = static_cast<platform::FileReferenceNumber>(statement.ColumnInt64(1));
+    deleted = statement.ColumnInt(2) != 0;
+    fileName = statement.ColumnText(3);
+    return entry;
+}
+
+}  // namespace
 
 bool SqLite3Operator::InsertPathMappingTable(const std::vector<PathMappingEntry>& list) {
-    constexpr const char* kFunction = "InsertPathMappingTable";
-    constexpr ExceptionTexts kTexts{"Failed to insert the file change record table",
-                                    "Failed to insert the file change record table: exception"};
-    return Guarded(kFunction, kTexts, [&] {
+    return Guarded(kInsert.function, kInsert.exceptions, [&] {
         if (list.empty()) {
             return true;
         }
@@ -28,50 +55,21 @@ bool SqLite3Operator::InsertPathMappingTable(const std::vector<PathMappingEntry>
 
 // An entry that cannot be stored costs only itself: the directory is looked up again when it is needed.
 bool SqLite3Operator::InsertPathMappingEntries(sqlite3* handle, const std::vector<PathMappingEntry>& list) {
-    constexpr const char* kFunction = "InsertPathMappingTable";
-    Statement statement(platform_);
-    int code = statement.Prepare(handle, statements_[SqlText::kReplacePathMapping]);
-    if (code != kSqliteOk) {
-        LogError(kFunction, "Failed to create the stmt object,reason:", code);
+    StatementRunner runner(platform_, kInsert);
+    if (!runner.Prepare(handle, statements_[SqlText::kReplacePathMapping])) {
         return false;
     }
-    for (const PathMappingEntry& entry : list) {
-        statement.Int64(1, static_cast<std::int64_t>(entry.fileReferenceNumber)).Text(2, entry.fileName);
-        statement.Int64(3, static_cast<std::int64_t>(entry.parentFileReferenceNumber)).Int(4, entry.deleted ? 1 : 0);
-        code = statement.Step();
-        if (code != kSqliteDone) {
-            LogError(kFunction, "Failed to insert the file change record table,reason:", code);
-        }
-        statement.Reset();
-    }
+    runner.TryForEach(list, BindEntry);
     return true;
 }
 
 bool SqLite3Operator::SelectPathMappingTable(std::vector<PathMappingEntry>& list) {
-    constexpr const char* kFunction = "SelectPathMappingTable";
-    constexpr ExceptionTexts kTexts{"SelectPathMappingTable failed", "SelectPathMappingTable failed: exception",
-                                    Drive::kDeviatingSqLite3OperatorLog};
-    return Guarded(kFunction, kTexts, [&] {
+    return Guarded(kSelect.function, kSelect.exceptions, [&] {
         Connection connection(*this);
-        if (!connection.OpenReadOnly()) {
-            return false;
-        }
-        Statement statement(platform_);
-        int code = statement.Prepare(connection.handle(), statements_[SqlText::kSelectPathMapping]);
-        if (code != kSqliteOk) {
-            LogError(kFunction, "Failed to create the stmt object,reason:", code);
-            return false;
-        }
-        for (code = statement.Step(); code == kSqliteRow; code = statement.Step()) {
-            // By position, although the query lists the name second: an order that is kept as it has always been.
-            PathMappingEntry entry;
-            entry.fileReferenceNumber = static_cast<std::uint64_t>(statement.ColumnInt64(0));
-            entry.parentFileReferenceNumber = static_cast<std::uint64_t>(statement.ColumnInt64(1));
-            entry.deleted = statement.ColumnInt(2) != 0;
-            entry.fileName = statement.ColumnText(3);
-            list.push_back(std::move(entry));
-        }
-        return code == kSqliteDone;
+        StatementRunner runner(platform_, kSelect);
+        return connection.OpenReadOnly() &&
+               runner.Prepare(connection.handle(), statements_[SqlText::kSelectPathMapping]) &&
+               runner.AppendRows(list, ReadEntry);
     });
 }
 

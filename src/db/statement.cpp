@@ -2,8 +2,18 @@
 
 #include "db/sqlite_constants.h"
 #include "imports/exception_edge.h"
+#include "util/retry.h"
 
 namespace tavi::db {
+namespace {
+
+template <typename Attempt>
+int WithBusyRetries(platform::Threads& threads, Attempt attempt) {
+    return util::TryWithRetries(
+        kBusyRetries, attempt, [](int code) { return code == kSqliteBusy; }, [&] { threads.Sleep(kBusyRetryPauseMs); });
+}
+
+}  // namespace
 
 Statement::~Statement() {
     if (statement_ == nullptr) {
@@ -13,13 +23,10 @@ Statement::~Statement() {
 }
 
 int Statement::Prepare(sqlite3* handle, const std::string& sql) {
+    handle_ = handle;
     const int bytes = static_cast<int>(sql.size());
-    int result = platform_.sqlite.PrepareV2(handle, sql.c_str(), bytes, &statement_);
-    for (int retry = 0; result == kSqliteBusy && retry < kBusyRetries; ++retry) {
-        platform_.threads.Sleep(kBusyRetryPauseMs);
-        result = platform_.sqlite.PrepareV2(handle, sql.c_str(), bytes, &statement_);
-    }
-    return result;
+    return WithBusyRetries(platform_.threads,
+                           [&] { return platform_.sqlite.PrepareV2(handle, sql.c_str(), bytes, &statement_); });
 }
 
 int Statement::StepOnce() {
@@ -27,15 +34,7 @@ int Statement::StepOnce() {
 }
 
 int Statement::Step() {
-    if (bindResult_ != kSqliteOk) {
-        return bindResult_;
-    }
-    int result = platform_.sqlite.Step(statement_);
-    for (int retry = 0; result == kSqliteBusy && retry < kBusyRetries; ++retry) {
-        platform_.threads.Sleep(kBusyRetryPauseMs);
-        result = platform_.sqlite.Step(statement_);
-    }
-    return result;
+    return WithBusyRetries(platform_.threads, [&] { return StepOnce(); });
 }
 
 void Statement::Reset() {
@@ -64,9 +63,22 @@ Statement& Statement::Int64(int index, std::int64_t value) {
     return *this;
 }
 
+std::u16string Statement::Column(int column, bool canBeNull) {
+    if (const char16_t* text = platform_.sqlite.ColumnText16(statement_, column); text != nullptr) {
+        return text;
+    }
+    // SQLite gives a null for a null and for want of memory, and only the code tells them apart.
+    const bool noMemory = platform_.sqlite.Errcode(handle_) == kSqliteNoMem;
+    textMissing_ = textMissing_ || noMemory || !canBeNull;
+    return {};
+}
+
 std::u16string Statement::ColumnText(int column) {
-    const char16_t* text = platform_.sqlite.ColumnText16(statement_, column);
-    return text == nullptr ? std::u16string() : std::u16string(text);
+    return Column(column, false);
+}
+
+std::u16string Statement::ColumnTextOrNull(int column) {
+    return Column(column, true);
 }
 
 std::int32_t Statement::ColumnInt(int column) {

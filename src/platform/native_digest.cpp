@@ -13,12 +13,11 @@ EVP_MD_CTX* ToNative(DigestContext context) {
 
 }  // namespace
 
-// The first digest of a process would load the configuration that OPENSSL_CONF or the library's own folder names, and
-// the modules that it asks for. The library takes the first word on this, so later calls change nothing.
+bool NativeDigest::InitCrypto(std::uint64_t options) {
+    return OPENSSL_init_crypto(options, nullptr) == 1;
+}
+
 DigestContext NativeDigest::MdCtxNew() {
-    if (OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr) != 1) {
-        return kNoDigestContext;
-    }
     return static_cast<DigestContext>(reinterpret_cast<std::uintptr_t>(EVP_MD_CTX_new()));
 }
 

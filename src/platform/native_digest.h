@@ -1,5 +1,5 @@
-// The digest seam over OpenSSL's libcrypto. Portable; without state, so any thread may use one object. A context
-// belongs to the caller, who releases it with MdCtxFree (null is allowed).
+// The digest seam over OpenSSL's libcrypto: each call hands its arguments on. Portable; objects have no state, so any
+// thread may use one.
 #pragma once
 
 #include "platform/digest.h"
@@ -8,6 +8,7 @@ namespace tavi::platform {
 
 class NativeDigest final : public Digest {
 public:
+    bool InitCrypto(std::uint64_t options) override;
     DigestContext MdCtxNew() override;
     bool DigestInitSha256(DigestContext context) override;
     bool DigestUpdate(DigestContext context, std::span<const std::byte> bytes) override;

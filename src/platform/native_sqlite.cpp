@@ -7,22 +7,25 @@
 namespace tavi::platform {
 namespace {
 
-// A super-journal belongs to a transaction over several attached databases, which nobody here makes. Only a rollback
-// journal that somebody put beside the database can name one, and SQLite would delete the file of that name once the
-// journal is played back. It opens the file first, for this purpose and no other, and stops there when it cannot.
 sqlite3_vfs* systemVfs = nullptr;
+int refusedFlags = 0;
 
-int OpenUnlessSuperJournal(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
-    if ((flags & SQLITE_OPEN_SUPER_JOURNAL) != 0) {
+int OpenUnlessRefused(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
+    if ((flags & refusedFlags) != 0) {
         file->pMethods = nullptr;  // nothing to close
         return SQLITE_CANTOPEN;
     }
     return systemVfs->xOpen(systemVfs, name, file, flags, outFlags);
 }
 
-// Makes that SQLite's default way to its files, once for the process. This uses the library for the first time, so it
-// comes with the first connection: Config, which must come before that, does so.
-int RefuseSuperJournals() {
+}  // namespace
+
+int NativeSqlite::Config(int option, int value) {
+    return sqlite3_config(option, value);
+}
+
+// The registration uses the library, which ends the time for Config.
+int NativeSqlite::RegisterVfsRefusing(int openFlags) {
     static std::mutex mutex;
     static sqlite3_vfs vfs;
     static bool registered = false;
@@ -34,26 +37,17 @@ int RefuseSuperJournals() {
     if (systemVfs == nullptr) {
         return SQLITE_ERROR;
     }
+    refusedFlags = openFlags;
     vfs = *systemVfs;
-    vfs.zName = "tavi-without-super-journals";
+    vfs.zName = "tavi-refusing";
     vfs.pNext = nullptr;
-    vfs.xOpen = OpenUnlessSuperJournal;
+    vfs.xOpen = OpenUnlessRefused;
     const int result = sqlite3_vfs_register(&vfs, 1);
     registered = result == SQLITE_OK;
     return result;
 }
 
-}  // namespace
-
-int NativeSqlite::Config(int option, int value) {
-    return sqlite3_config(option, value);
-}
-
 int NativeSqlite::OpenV2(const std::string& utf8Path, sqlite3** database, int flags) {
-    if (const int result = RefuseSuperJournals(); result != SQLITE_OK) {
-        *database = nullptr;
-        return result;
-    }
     return sqlite3_open_v2(utf8Path.c_str(), database, flags, nullptr);
 }
 

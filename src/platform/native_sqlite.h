@@ -1,9 +1,6 @@
 // The SQLite seam over the real library: each call hands its arguments on and returns the library's answer. Portable;
 // objects have no state, so any thread may use one. Used by the service and, on temporary databases, by the tests.
-//
-// Before the first connection of the process is opened, the library's default VFS is replaced by one that hands
-// everything on to it except the opening of a super-journal, which it refuses (native_sqlite.cpp says why). While that
-// cannot be done no connection is opened: the open gives its code.
+// RegisterVfsRefusing is the exception: it makes what it registers, once for the process.
 #pragma once
 
 #include "platform/sqlite.h"
@@ -13,6 +10,7 @@ namespace tavi::platform {
 class NativeSqlite final : public Sqlite {
 public:
     int Config(int option, int value) override;
+    int RegisterVfsRefusing(int openFlags) override;
     int OpenV2(const std::string& utf8Path, sqlite3** database, int flags) override;
     int CloseV2(sqlite3* database) override;
     int Errcode(sqlite3* database) override;

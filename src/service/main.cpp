@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "db/sqlite_library.h"
+#include "db/sqlite3_operator.h"
 #include "imports/file_log.h"
 #include "imports/sync_panel_log.h"
 #include "platform/windows/wide_text.h"
@@ -33,7 +33,7 @@ int wmain(int argumentCount, wchar_t* argumentValues[]) {
     static Drive::FileLog log(Drive::ServiceLogFolder(platform));
     static tavi::service::DumpHandleHolder dumpHandles(platform);
     Drive::SyncPanelLog::Install(&log);
-    tavi::db::ConfigureSqliteLibrary(platform.sqlite);
+    tavi::db::SqLite3Operator::ConfigureLibrary(platform.sqlite);
     try {
         return tavi::service::RunEntryPoint(platform, dumpHandles, ConvertArguments(argumentCount, argumentValues),
                                             u"" TAVI_PUBLISHER);

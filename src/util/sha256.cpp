@@ -16,9 +16,15 @@ constexpr std::string_view kFunction = "ShA256Encode:";
 constexpr std::size_t kDigestBytes = 32;
 constexpr std::size_t kLongestDigestBytes = 64;  // what the library may write, whatever the algorithm
 
+// The first digest of a process would load the configuration that OPENSSL_CONF or the library's own folder names, and
+// the modules that it asks for. So no context is made before the library has been told to load none.
+platform::DigestContext NewContext(platform::Digest& digest) {
+    return digest.InitCrypto(kInitWithoutConfiguration) ? digest.MdCtxNew() : platform::kNoDigestContext;
+}
+
 class Context {
 public:
-    explicit Context(platform::Digest& digest) : digest_(digest), context_(digest.MdCtxNew()) {}
+    explicit Context(platform::Digest& digest) : digest_(digest), context_(NewContext(digest)) {}
     ~Context() {
         if (context_ != platform::kNoDigestContext) {
             digest_.MdCtxFree(context_);

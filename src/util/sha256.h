@@ -1,6 +1,7 @@
-// The name of a user's database folder: the digest of the user id. Called on the IPC thread.
+// The name of a user's database folder: the digest of the user id. Any thread; called on the IPC thread.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -8,7 +9,11 @@
 
 namespace tavi::util {
 
-// SHA-256 over the text's UTF-8 bytes, as 64 lower-case hexadecimal digits; empty on any failure, which is logged.
+// OPENSSL_INIT_NO_LOAD_CONFIG, which the digest library is told before anything else.
+inline constexpr std::uint64_t kInitWithoutConfiguration = 0x80;
+
+// SHA-256 over the text's UTF-8 bytes, as 64 lower-case hexadecimal digits; empty on any failure, which is logged
+// except when memory for the texts runs out.
 std::u16string ShA256Encode(platform::Platform& platform, std::u16string_view text);
 
 }  // namespace tavi::util

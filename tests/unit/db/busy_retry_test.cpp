@@ -1,9 +1,6 @@
-#include "db/busy_retry.h"
-
 #include <stdexcept>
 
 #include "db/sqlite_constants.h"
-#include "db/sqlite_library.h"
 #include "unit/db/database_test.h"
 
 namespace tavi::db {
@@ -68,7 +65,7 @@ TEST_F(BusyRetry, LockedDatabaseIsWaitedForAHundredTimes) {
 }
 
 TEST_F(BusyRetry, LibraryIsToldNotToCountItsMemory) {
-    ConfigureSqliteLibrary(sqlite_);
+    SqLite3Operator::ConfigureLibrary(sqlite_);
     EXPECT_EQ(sqlite_.calls(), std::vector<std::string>{"Config 9 0"});
 }
 

@@ -1,6 +1,5 @@
 #include <stdexcept>
 
-#include "db/busy_retry.h"
 #include "db/sqlite_constants.h"
 #include "unit/db/database_test.h"
 
@@ -237,6 +236,39 @@ TEST_F(Execution, AnyOtherResultEndsTheRetries) {
               Lines{"SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 13"});
 }
 
+TEST_F(Execution, OutsideATransactionWhatRanBeforeTheFailingStatementStays) {
+    EXPECT_FALSE(database_.ExecuteSQLThatIsNotQuery(handle_,
+                                                    "INSERT INTO user VALUES('a','b',1);INSERT INTO nothing VALUES(1);"
+                                                    "INSERT INTO user VALUES('c','d',2);"));
+    EXPECT_EQ(Rows("SELECT userId FROM user;"), Lines{"a"});
+}
+
+TEST_F(Execution, BeganTransactionLocksNothingUntilItsFirstStatement) {
+    ASSERT_TRUE(database_.BeginDbTransaction(handle_));
+    RunSql("INSERT INTO user VALUES('somebody','else',1);");
+    EXPECT_TRUE(Execute());
+    OtherConnection other(HostPath());
+    EXPECT_EQ(sqlite3_exec(other.handle(), "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr), SQLITE_BUSY);
+    EXPECT_TRUE(database_.RollbackDbTransaction(handle_));
+    EXPECT_EQ(Rows("SELECT userId FROM user;"), Lines{"somebody"});
+}
+
+TEST_F(Execution, AfterAFailedCommitTheTransactionCanBeCommittedAgain) {
+    ASSERT_TRUE(database_.BeginDbTransaction(handle_));
+    ASSERT_TRUE(database_.ExecuteSQLThatIsNotQuery(handle_, "INSERT INTO user VALUES('a','b',1);"));
+    sqlite_.Answer("Exec commit", SQLITE_BUSY, 1);
+    EXPECT_FALSE(database_.CommitDbTransaction(handle_));
+    EXPECT_EQ(platform_.sqlite.GetAutocommit(handle_), 0);
+    EXPECT_TRUE(database_.CommitDbTransaction(handle_));
+    EXPECT_EQ(Rows("SELECT userId FROM user;"), Lines{"a"});
+}
+
+TEST_F(Execution, RollbackWithoutATransactionIsAFailure) {
+    EXPECT_FALSE(database_.RollbackDbTransaction(handle_));
+    EXPECT_EQ(Errors(),
+              Lines{"SqLite3Operator/RollbackDbTransaction/Failed to roll back the transaction,error reason:1"});
+}
+
 TEST_F(Execution, RunsSeveralStatements) {
     EXPECT_TRUE(database_.ExecuteSQLThatIsNotQuery(
         handle_, "INSERT INTO user VALUES('a','b',1);INSERT INTO user VALUES('c','d',2);"));
@@ -253,6 +285,20 @@ TEST_F(Hardening, EveryConnectionGetsTheDefensiveSettings) {
          {"DbConfig 1010 1", "DbConfig 1017 0", "DbConfig 1003 0", "DbConfig 1015 0", "DbConfig 1005 0"}) {
         EXPECT_EQ(sqlite_.Count(setting), opened) << setting;
     }
+}
+
+TEST_F(Hardening, NoConnectionIsOpenedWhileSuperJournalsCannotBeRefused) {
+    Init();
+    sqlite_.Answer("RegisterVfsRefusing 0x4000", SQLITE_ERROR);
+    sqlite3* handle = nullptr;
+    EXPECT_FALSE(database_.OpenDb(handle));
+    EXPECT_FALSE(database_.OpenDbReadOnly(handle));
+    EXPECT_FALSE(database_.CreateDb());
+    EXPECT_EQ(handle, nullptr);
+    EXPECT_EQ(sqlite_.Count("OpenV2"), 0);
+    EXPECT_EQ(Errors(), (Lines{"SqLite3Operator/OpenDb/Failed to open the database,error reason:1",
+                               "SqLite3Operator/OpenDbReadOnly/Failed to open the read-only database,error reason:1",
+                               "SqLite3Operator/CreateDb/Failed to create the database,errorReason is 1"}));
 }
 
 TEST_F(Hardening, TriggerInTheFileDoesNotRun) {

@@ -1,7 +1,10 @@
 // Links in the place of the folder or the files, which somebody else may have put there, and reparse points that are
 // none.
+#include "db/database_folder.h"
+
 #include <optional>
 
+#include "imports/type_convert.h"
 #include "platform/constants.h"
 #include "sim/forwarding_files.h"
 #include "unit/db/database_test.h"
@@ -190,6 +193,13 @@ TEST_F(DatabaseFolderTest, CanBeTheRootOfADrive) {
     EXPECT_TRUE(operator_.InitSqLiteDb(u"D:\\ListenService.dat")) << log().Dump();
     ASSERT_EQ(files_.opened().size(), 1U);
     EXPECT_EQ(files_.opened()[0].path, u"D:\\");
+}
+
+TEST(DatabasePath, IsOnADriveOrAShare) {
+    for (const char16_t* path : {u"C:\\x.dat", u"z:\\a\\b\\x.dat", u"\\\\?\\C:\\x.dat", u"\\\\server\\share\\x.dat",
+                                 u"\\\\server\\c$\\a\\x.dat", u"\\\\.server\\share\\x.dat"}) {
+        EXPECT_TRUE(IsOnDriveOrShare(path)) << TypeConvert::UnicodeToUTF8(path);
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 // in the file, and nothing stays open.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <array>
 #include <functional>
 
@@ -121,9 +122,26 @@ std::string SaveLine(const SqliteFault& fault) {
     return CommonLine(fault);
 }
 
+// Comes before every open, whichever it is, and fails like it.
+bool ForbidsTheOpen(const SqliteFault& fault) {
+    return fault.Is("RegisterVfsRefusing");
+}
+
+bool SaysThatAnOpenFailed(const std::string& line) {
+    const std::string code = kCodeText;
+    return line == "SqLite3Operator/OpenDb/Failed to open the database,error reason:" + code ||
+           line == "SqLite3Operator/OpenDbReadOnly/Failed to open the read-only database,error reason:" + code ||
+           line == "SqLite3Operator/CreateDb/Failed to create the database,errorReason is " + code;
+}
+
 // What the operation is expected to say first after the fault; empty: nothing, when it is the only one.
-void ExpectFirstLine(DatabaseRig& rig, const std::string& line, Lasts lasts) {
+void ExpectFirstLine(DatabaseRig& rig, const SqliteFault& fault, const std::string& line, Lasts lasts) {
     const Lines errors = rig.Errors();
+    if (ForbidsTheOpen(fault)) {
+        ASSERT_FALSE(errors.empty()) << "expected that an open failed";
+        EXPECT_TRUE(SaysThatAnOpenFailed(errors.front())) << errors.front();
+        return;
+    }
     if (!line.empty()) {
         ASSERT_FALSE(errors.empty()) << "expected " << line;
         EXPECT_EQ(errors.front(), line);
@@ -160,7 +178,7 @@ TEST(FaultLoop, SaveHoldsAllOfABatchWithItsPositionOrNothing) {
                 EXPECT_TRUE(saved);
                 continue;
             }
-            ExpectFirstLine(rig, SaveLine(fault), lasts);
+            ExpectFirstLine(rig, fault, SaveLine(fault), lasts);
             const bool worksWithout = fault.IsHarmless() || fault.Is("BusyHandler") || fault.Is("CloseV2");
             if (lasts == Lasts::kOnce) {
                 EXPECT_EQ(saved, worksWithout);
@@ -209,6 +227,10 @@ std::string InitEnd(const SqliteFault& fault) {
     return {};
 }
 
+bool Has(const Lines& lines, const std::string& line) {
+    return std::ranges::find(lines, line) != lines.end();
+}
+
 void ExpectPreparedAgain(DatabaseRig& rig) {
     rig.Forget();
     EXPECT_TRUE(rig.database_.InitSqLiteDb(kPath)) << rig.log().Dump();
@@ -228,14 +250,15 @@ TEST(FaultLoop, PreparationSaysWhatFailedAndWorksTheNextTime) {
             fired = fault.fired();
             EXPECT_EQ(rig.sqlite_.OpenThings(), 0U);
             if (fired && fault.call() != "BusyHandler" && fault.call() != "CloseV2" && fault.call() != "Step") {
-                ExpectFirstLine(rig, InitLine(fault), lasts);
+                ExpectFirstLine(rig, fault, InitLine(fault), lasts);
             }
             if (lasts == Lasts::kOnce && fired && !InitEnd(fault).empty()) {
                 EXPECT_FALSE(prepared);
                 EXPECT_EQ(rig.Errors().back(), InitEnd(fault));
-            } else if (lasts == Lasts::kOnce && !fault.Is("OpenV2 0x8001")) {
-                EXPECT_TRUE(prepared);
+            } else if (lasts == Lasts::kOnce) {
+                EXPECT_EQ(prepared, !fault.Is("OpenV2 0x8001") && !ForbidsTheOpen(fault));
             }
+            EXPECT_EQ(rig.database_.databasePath(), prepared ? kPath : u"");
             EXPECT_TRUE(rig.machine_.leaks().empty()) << rig.machine_.leaks().front();
             ExpectPreparedAgain(rig);
         }
@@ -243,28 +266,36 @@ TEST(FaultLoop, PreparationSaysWhatFailedAndWorksTheNextTime) {
     }
 }
 
-TEST(FaultLoop, MigrationThatFailedIsMadeUpTheNextTime) {
-    for (int n = 1;; ++n) {
-        FastRig rig;
-        rig.MakeFile(
-            "CREATE TABLE user (userId VARCHAR(60) PRIMARY KEY NOT NULL,listenPath VARCHAR(300) NOT NULL,"
-            "usnLocation INTEGER NOT NULL);"
-            "CREATE TABLE delayRecord (id INTEGER PRIMARY "
-            "KEY,filePath,originalFilePath,fileAttributes,isTempFile,reason,"
-            "delayCount,time_stamp);"
-            "CREATE TABLE fileChangeRecord (id INTEGER PRIMARY KEY,recordTimestamp,relativePath,originalRelativePath,"
-            "fileAttributes,reason,UNIQUE (relativePath,originalRelativePath,reason));");
-        SqliteFault fault(rig, n, Lasts::kOnce);
-        rig.database_.InitSqLiteDb(kPath);
-        SCOPED_TRACE(fault.call());
-        EXPECT_EQ(rig.sqlite_.OpenThings(), 0U);
-        ExpectPreparedAgain(rig);
-        EXPECT_THAT(rig.Columns("fileChangeRecord"), testing::IsSupersetOf({"frn", "oldfrn"}));
-        EXPECT_THAT(rig.Columns("delayRecord"), testing::Contains("frn"));
-        if (!fault.fired()) {
-            EXPECT_GT(n, 20);
-            break;
+constexpr const char* kFirstVersion =
+    "CREATE TABLE user (userId VARCHAR(60) PRIMARY KEY NOT NULL,listenPath VARCHAR(300) NOT NULL,"
+    "usnLocation INTEGER NOT NULL);"
+    "CREATE TABLE delayRecord (id INTEGER PRIMARY KEY,filePath,originalFilePath,fileAttributes,isTempFile,reason,"
+    "delayCount,time_stamp);"
+    "CREATE TABLE fileChangeRecord (id INTEGER PRIMARY KEY,recordTimestamp,relativePath,originalRelativePath,"
+    "fileAttributes,reason,UNIQUE (relativePath,originalRelativePath,reason));";
+
+// It comes without write-ahead log, too, so that the switch to it is among the calls that fail.
+TEST(FaultLoop, MigrationIsWholeOrNotBegunAndIsMadeUpTheNextTime) {
+    for (const Lasts lasts : kBoth) {
+        int n = 1;
+        for (bool fired = true; fired; ++n) {
+            FastRig rig;
+            rig.MakeFile(kFirstVersion);
+            SqliteFault fault(rig, n, lasts);
+            rig.database_.InitSqLiteDb(kPath);
+            SCOPED_TRACE(std::to_string(n) + (lasts == Lasts::kOnce ? " once " : " for ever ") + fault.call());
+            fired = fault.fired();
+            EXPECT_EQ(rig.sqlite_.OpenThings(), 0U);
+            rig.sqlite_.MakeEverything();
+            const bool delay = Has(rig.Columns("delayRecord"), "frn");
+            EXPECT_EQ(delay, Has(rig.Columns("fileChangeRecord"), "frn"));
+            EXPECT_TRUE(delay || fired);
+            ExpectPreparedAgain(rig);
+            EXPECT_THAT(rig.Columns("fileChangeRecord"), testing::IsSupersetOf({"frn", "oldfrn"}));
+            EXPECT_THAT(rig.Columns("delayRecord"), testing::Contains("frn"));
+            EXPECT_EQ(rig.Rows("PRAGMA journal_mode;"), Lines{"wal"});
         }
+        EXPECT_GT(n, 40);
     }
 }
 
@@ -284,6 +315,7 @@ TEST(FaultLoop, PreparationWithAFailingFileCallSaysSoAndWorksTheNextTime) {
                 fired = rig.machine_.faults().fired() != before;
                 SCOPED_TRACE(std::to_string(n) + " " + rig.machine_.faults().lastFired());
                 EXPECT_EQ(prepared, rig.Errors().empty());
+                EXPECT_EQ(rig.database_.databasePath(), prepared ? kPath : u"");
                 if (!prepared) {
                     EXPECT_EQ(rig.Errors().size(), 1U);
                     EXPECT_TRUE(rig.Errors()[0] == "SqLite3Operator/InitSqLiteDb/The database directory is incorrect" ||
@@ -312,7 +344,7 @@ TEST(FaultLoop, RemovalAlwaysSucceedsAndTheFileGoesUnlessTheSystemKeepsIt) {
             EXPECT_EQ(rig.sqlite_.OpenThings(), 0U);
             EXPECT_FALSE(rig.platform_.files.PathFileExistsW(kPath));
             if (fired && fault.Is("Exec DROP")) {
-                ExpectFirstLine(rig, CommonLine(fault), lasts);
+                ExpectFirstLine(rig, fault, CommonLine(fault), lasts);
             }
         }
         EXPECT_GT(n, 20);
@@ -336,6 +368,35 @@ TEST(FaultLoop, RemovalWithAFailingFileCallSucceedsToo) {
         }
         EXPECT_GT(n, 6U);
     }
+}
+
+// A text that there is no memory for: an empty user, another folder or a record without its name would be invented.
+TEST(FaultLoop, ReadWithAMissingTextIsAFailureAndGivesNothingOfThatRow) {
+    FastRig rig;
+    rig.Init();
+    rig.RunSql(
+        "INSERT INTO user VALUES('user-1','p',1);"
+        "INSERT INTO delayRecord VALUES(1,'a','o',0,0,1,0,1,1);"
+        "INSERT INTO pathMapping VALUES(1,'a',2,0);");
+    std::vector<records::DelayRecord> delayed;
+    std::vector<PathMappingEntry> directories;
+    for (const char* column : {"ColumnText16 0", "ColumnText16 1", "ColumnText16 3"}) {
+        SCOPED_TRACE(column);
+        const bool inDelayed = column[13] != '3';
+        rig.Forget();
+        rig.sqlite_.Answer(column, SQLITE_NOMEM);
+        if (inDelayed) {
+            const UserQueryResult user = rig.database_.SelectUserTableByUserId(kUser);
+            EXPECT_FALSE(user.ok);
+            EXPECT_EQ(user.record.userId + user.record.listenPath, u"");
+        }
+        EXPECT_EQ(rig.database_.SelectAllDataFromDelayRecordTable(delayed), !inDelayed);
+        EXPECT_EQ(rig.database_.SelectPathMappingTable(directories), inDelayed);
+        EXPECT_EQ(rig.Errors(), Lines{});
+        EXPECT_EQ(rig.sqlite_.OpenThings(), 0U);
+    }
+    EXPECT_EQ(delayed.size(), 1U);      // of the round that touched another column
+    EXPECT_EQ(directories.size(), 2U);  // the same
 }
 
 }  // namespace

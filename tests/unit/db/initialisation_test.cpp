@@ -1,7 +1,11 @@
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 
+#include "imports/type_convert.h"
+#include "sim/forwarding_files.h"
 #include "unit/db/database_test.h"
+#include "unit/records/cycle/failing_allocation.h"
 
 namespace tavi::db {
 namespace {
@@ -26,12 +30,40 @@ constexpr const char* kDelayTable =
     "originalFilePath VARCHAR(500),fileAttributes INTEGER NOT NULL,isTempFile INTEGER NOT NULL,reason INTEGER NOT NULL,"
     "delayCount INTEGER NOT NULL,time_stamp INTEGER NOT NULL,frn INTEGER NOT NULL);";
 
+// The database with what belongs to it, as a kill leaves it. The index of the log dies with its users.
+void CopyDatabase(const std::string& from, const std::string& to) {
+    namespace fs = std::filesystem;
+    for (const char* companion : {"", "-wal", "-shm", "-journal"}) {
+        fs::remove(to + companion);
+        if (companion != std::string("-shm") && fs::exists(from + companion)) {
+            fs::copy_file(from + companion, to + companion);
+        }
+    }
+}
+
 TEST_F(Initialisation, PathWithoutBackslashIsRejectedBeforeAnythingIsCreated) {
     EXPECT_FALSE(database_.InitSqLiteDb(u"ListenService.dat"));
     EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/The database directory is incorrect"});
     EXPECT_TRUE(sqlite_.calls().empty());
     EXPECT_EQ(machine_.faults().calls("Files.SHCreateDirectoryExW"), 0U);
     EXPECT_EQ(machine_.faults().calls("Files.CreateFileW"), 0U);
+}
+
+// A device answers to being opened, and a relative path leads to wherever the process is.
+TEST_F(Initialisation, PathThatIsOnNoDriveAndNoShareIsRejectedBeforeAnythingIsOpened) {
+    for (const char16_t* path :
+         {u"\\\\.\\C:\\x.dat", u"\\\\.\\pipe\\x\\x.dat", u"//./C:/x.dat", u"\\\\?\\GLOBALROOT\\Device\\x\\x.dat",
+          u"\\\\?\\Volume{0}\\x.dat", u"\\\\?\\UNC\\server\\share\\x.dat", u"\\\\?\\C:x\\x.dat", u"\\\\?\\x.dat",
+          u"\\??\\C:\\x.dat", u"Data\\x.dat", u"\\Data\\x.dat", u"C:Data\\x.dat", u"1:\\x.dat", u"\\\\server\\x.dat",
+          u"\\\\\\share\\x.dat", u"\\\\server\\\\x.dat", u""}) {
+        Forget();
+        EXPECT_FALSE(database_.InitSqLiteDb(path)) << TypeConvert::UnicodeToUTF8(path);
+        EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/The database directory is incorrect"});
+        EXPECT_EQ(database_.databasePath(), u"");
+        EXPECT_TRUE(SqLite3Operator::DropTablesAndDb(platform_, path));
+        EXPECT_TRUE(sqlite_.calls().empty());
+    }
+    EXPECT_EQ(machine_.faults().calls("Files."), 0U);
 }
 
 TEST_F(Initialisation, MakesDirectoriesFileAndTables) {
@@ -242,6 +274,136 @@ TEST_F(Initialisation, FailedMigrationIsLoggedAndNotAFailure) {
     EXPECT_EQ(Errors(), (Lines{line, line}));
 }
 
+TEST_F(Initialisation, MigrationsAreTransactionsOnOneConnection) {
+    MakeFile(std::string(kUserTable) + kOldDelayTable + kOldChangeTable);
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    const Lines calls = sqlite_.Calls({"OpenV2 0x8002", "Exec", "CloseV2"});
+    const auto alter = std::ranges::find_if(calls, [](const auto& call) { return call.starts_with("Exec ALTER"); });
+    ASSERT_GE(alter - calls.begin(), 2);
+    ASSERT_GE(calls.end() - alter, 3);
+    EXPECT_EQ(*(alter - 2), "OpenV2 0x8002");
+    EXPECT_EQ(*(alter - 1), "Exec begin transaction;");
+    EXPECT_EQ(*(alter + 1), "Exec commit transaction;");
+    EXPECT_EQ(*(alter + 2), "CloseV2");
+}
+
+TEST_F(Initialisation, MigrationThatFailsHalfWayIsTakenBack) {
+    MakeFile(std::string(kUserTable) + kOldDelayTable);
+    // The second statement fails: a view cannot get a column.
+    RunSql("CREATE VIEW fileChangeRecord AS SELECT 1 relativePath;");
+    database_.InitSqLiteDb(kPath);
+    EXPECT_EQ(Columns("delayRecord").back(), "time_stamp");
+}
+
+// The files as they are on the disk before every call are what a kill at that moment would leave.
+TEST_F(Initialisation, KilledAtAnyCallAnOldDatabaseIsPreparedByTheNextStart) {
+    MakeFile(std::string(kUserTable) + kOldDelayTable + kOldChangeTable +
+             "INSERT INTO fileChangeRecord VALUES(7,1,'a','',32,1);INSERT INTO user VALUES('u','p',1);");
+    const std::u16string copy = u"D:\\Data\\copy\\ListenService.dat";
+    ASSERT_EQ(platform_.files.SHCreateDirectoryExW(u"D:\\Data\\copy\\"), 0);
+    const std::string copyOnHost = machine_.files().HostPath(copy).string();
+    std::size_t migrated = 0;
+    std::size_t inWal = 0;
+    std::size_t moments = 0;
+    sqlite_.OnCall([&](const std::string& call) -> std::optional<int> {
+        SCOPED_TRACE("killed before " + call);
+        CopyDatabase(HostPath(), copyOnHost);
+        ++moments;
+        {
+            OtherConnection died(copyOnHost);
+            const auto has = [&](const char* table) {
+                return died.Rows(std::string("SELECT count(*) FROM pragma_table_info('") + table +
+                                 "') WHERE name='frn';") == Lines{"1"};
+            };
+            EXPECT_EQ(has("delayRecord"), has("fileChangeRecord"));
+            migrated += has("delayRecord") ? 1U : 0U;
+            inWal += died.Rows("PRAGMA journal_mode;") == Lines{"wal"} ? 1U : 0U;
+        }
+        SqLite3Operator restarted(real_);
+        EXPECT_TRUE(restarted.InitSqLiteDb(copy)) << log().Dump();
+        EXPECT_TRUE(restarted.SaveCycleResults({Change(u"d")}, {Change(u"b")}, {}, 2, u"u")) << log().Dump();
+        OtherConnection after(copyOnHost);
+        EXPECT_EQ(after.Rows("SELECT relativePath, usnLocation FROM fileChangeRecord, user ORDER BY id;"),
+                  (Lines{"a|2", "b|2"}));
+        EXPECT_EQ(after.Rows("PRAGMA journal_mode;"), Lines{"wal"});
+        return std::nullopt;
+    });
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    sqlite_.MakeEverything();
+    for (const std::size_t count : {migrated, inWal}) {
+        EXPECT_GT(count, 0U);
+        EXPECT_LT(count, moments);
+    }
+}
+
+TEST_F(Initialisation, DatabaseThatDiedBeforeItsSwitchToWalIsSwitched) {
+    MakeFile("CREATE TABLE somebody (x);");
+    ASSERT_EQ(Rows("PRAGMA journal_mode;"), Lines{"delete"});
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(sqlite_.Count("Exec PRAGMA journal_mode=WAL;"), 1);
+    EXPECT_EQ(Rows("PRAGMA journal_mode;"), Lines{"wal"});
+    EXPECT_EQ(Errors(), Lines{});
+}
+
+TEST_F(Initialisation, FileThatDiedEmptyIsSwitched) {
+    machine_.files().WriteText(kPath, "");
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Rows("PRAGMA journal_mode;"), Lines{"wal"});
+    EXPECT_EQ(Errors(), Lines{});
+}
+
+TEST_F(Initialisation, DatabaseInWalModeIsNotSwitchedAgain) {
+    Init();
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(sqlite_.Count("Exec PRAGMA"), 0);
+}
+
+TEST_F(Initialisation, SwitchThatFailsIsLoggedAsAStatementAndInitialisationGoesOn) {
+    MakeFile("CREATE TABLE somebody (x);");
+    sqlite_.Answer("Exec PRAGMA journal_mode", SQLITE_FULL);
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Errors(),
+              Lines{"SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 13"});
+    EXPECT_EQ(Rows("PRAGMA journal_mode;"), Lines{"delete"});
+    Forget();
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath));
+    EXPECT_EQ(Rows("PRAGMA journal_mode;"), Lines{"wal"});
+}
+
+TEST_F(Initialisation, SwitchThatAReaderHoldsUpIsLoggedAndInitialisationGoesOn) {
+    MakeFile("CREATE TABLE somebody (x);INSERT INTO somebody VALUES(1);");
+    ASSERT_TRUE(database_.InitSqLiteDb(u"D:\\Data\\other\\x.dat"));
+    OtherConnection reader(HostPath());
+    reader.Run("BEGIN;");
+    ASSERT_EQ(reader.Rows("SELECT * FROM somebody;"), Lines{"1"});
+    Forget();
+    const platform::Handle thread = platform_.threads.StartThread([&] {
+        platform_.threads.Sleep(60'000);
+        reader.Run("COMMIT;");
+    });
+    EXPECT_TRUE(database_.InitSqLiteDb(kPath)) << log().Dump();
+    EXPECT_EQ(Errors().front(),
+              "SQLite3Operator/ExecuteSQLThatIsNotQuery/ExecuteSQLThatIsNotQuery failed,error code is 5");
+    EXPECT_TRUE(platform_.threads.WaitForThread(thread, platform::kInfinite));
+    platform_.threads.CloseThread(thread);
+}
+
+TEST_F(Initialisation, CreatingWhatIsThereKeepsIt) {
+    Init();
+    RunSql("INSERT INTO user VALUES('u','p',1);DROP TABLE pathMapping;");
+    EXPECT_TRUE(database_.CreateDb());
+    EXPECT_TRUE(database_.CreateTables());
+    EXPECT_EQ(Everything(), Lines{"user: u|p|1"});
+}
+
+TEST_F(Initialisation, DroppingStopsAtTheFirstTableThatIsMissing) {
+    Init();
+    RunSql("DROP TABLE temporaryFile;");
+    EXPECT_FALSE(database_.DropTables());
+    EXPECT_EQ(Rows("SELECT name FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite%' ORDER BY name;"),
+              (Lines{"delayRecord", "pathMapping", "user"}));
+}
+
 TEST_F(Initialisation, FileThatIsNoDatabaseIsReportedAndLeftAlone) {
     machine_.files().WriteText(kPath, std::string(5000, 'x'));
     EXPECT_FALSE(database_.InitSqLiteDb(kPath));
@@ -278,6 +440,42 @@ TEST_F(Initialisation, BeforeItNoOperationFindsADatabase) {
     EXPECT_FALSE(database_.SaveCycleResults({}, {Change(u"a")}, {}, 1, kUser));
     std::vector<records::DelayRecord> list;
     EXPECT_FALSE(database_.SelectAllDataFromDelayRecordTable(list));
+}
+
+// Lets the allocation fail only until the first file call: the simulated machine's own need memory.
+class FilesThatEndTheFailure final : public sim::ForwardingFiles {
+public:
+    using ForwardingFiles::ForwardingFiles;
+
+    int Waccess(const std::u16string& path, int mode) override {
+        failing.reset();
+        return ForwardingFiles::Waccess(path, mode);
+    }
+
+    std::optional<records::testing::FailingAllocation> failing;
+};
+
+// Another user's database is not taken for the one that was asked for.
+TEST_F(Initialisation, WithoutMemoryForThePathNoDatabaseIsLeftLeastOfAllTheOneBefore) {
+    const std::u16string another = u"D:\\Data\\0a1b\\ListenService.dat";
+    FilesThatEndTheFailure files(real_.files);
+    platform::Platform platform{platform_.errors, platform_.services, platform_.modules, files,
+                                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
+                                platform_.trust,  platform_.sqlite,   platform_.digest};
+    SqLite3Operator database(platform);
+    Init();
+    RunSql("INSERT INTO fileChangeRecord VALUES(1,1,'unread','',0,1,1,1);");
+    std::uint64_t failures = 0;
+    for (bool prepared = false; !prepared; ++failures) {
+        ASSERT_TRUE(database.InitSqLiteDb(kPath));
+        files.failing.emplace(failures + 1);
+        prepared = database.InitSqLiteDb(another);
+        files.failing.reset();
+        EXPECT_EQ(database.databasePath(), prepared ? another : u"");
+        database.ClearRecordTables();
+        ASSERT_EQ(Rows("SELECT relativePath FROM fileChangeRecord;"), Lines{"unread"}) << failures;
+    }
+    EXPECT_GT(failures, 3U);
 }
 
 class Dropping : public DatabaseTest {

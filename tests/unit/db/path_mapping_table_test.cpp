@@ -112,5 +112,15 @@ TEST_F(PathMappingTable, RowsAreAppended) {
     EXPECT_EQ(list.size(), 2U);
 }
 
+TEST_F(PathMappingTable, NullInPlaceOfTheNameIsAFailureAndTheRowIsNotGiven) {
+    MakeFile("CREATE TABLE pathMapping (fileReferenceNumber, fileName, parentFileReferenceNumber, deleted);");
+    ASSERT_TRUE(database_.InitSqLiteDb(kPath)) << log().Dump();
+    RunSql("INSERT INTO pathMapping VALUES(1,'a',2,0);INSERT INTO pathMapping VALUES(2,'b',2,NULL);");
+    std::vector<PathMappingEntry> list;
+    EXPECT_FALSE(database_.SelectPathMappingTable(list));
+    EXPECT_EQ(list.size(), 1U);
+    EXPECT_EQ(Errors(), Lines{});
+}
+
 }  // namespace
 }  // namespace tavi::db

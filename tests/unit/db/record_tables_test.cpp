@@ -209,5 +209,40 @@ TEST_F(RecordTables, UnusedTextsAreValidToo) {
     }
 }
 
+TEST_F(RecordTables, WhatWasWrittenBeforeTheFailingElementIsTheCallersToTakeBack) {
+    ASSERT_TRUE(database_.BeginDbTransaction(handle_));
+    sqlite_.OnCall([steps = 0](const std::string& call) mutable -> std::optional<int> {
+        return call == "Step" && ++steps == 2 ? std::optional<int>(SQLITE_FULL) : std::nullopt;
+    });
+    EXPECT_FALSE(database_.InsertFileChangeRecordTable(handle_, {Change(u"1"), Change(u"2"), Change(u"3")}));
+    Forget();
+    EXPECT_TRUE(database_.CommitDbTransaction(handle_));
+    EXPECT_EQ(Rows("SELECT relativePath FROM fileChangeRecord;"), Lines{"1"});
+}
+
+TEST_F(RecordTables, NullAsTheNameOfADelayRecordIsAFailureAndTheRowIsNotGiven) {
+    RunSql(
+        "DROP TABLE delayRecord; CREATE TABLE delayRecord (id INTEGER PRIMARY KEY, filePath, originalFilePath,"
+        "fileAttributes, isTempFile, reason, delayCount, time_stamp, frn);"
+        "INSERT INTO delayRecord VALUES(1,'a','',1,0,1,0,5,6);"
+        "INSERT INTO delayRecord VALUES(2,NULL,'',1,0,1,0,5,6);");
+    std::vector<records::DelayRecord> list;
+    EXPECT_FALSE(database_.SelectAllDataFromDelayRecordTable(list));
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list[0].fileName, u"a");
+}
+
+TEST_F(RecordTables, ClearingThatFailsHalfWayHasEmptiedTheTablesBefore) {
+    RunSql(
+        "INSERT INTO fileChangeRecord VALUES(1,1,'a','',0,1,1,1);"
+        "INSERT INTO delayRecord VALUES(1,'a','',0,0,1,0,1,1);"
+        "INSERT INTO pathMapping VALUES(1,'a',2,0);"
+        "DROP TABLE temporaryFile;");
+    EXPECT_FALSE(database_.ClearRecordTables());
+    EXPECT_EQ(Rows("SELECT (SELECT count(*) FROM fileChangeRecord), (SELECT count(*) FROM delayRecord),"
+                   "(SELECT count(*) FROM pathMapping);"),
+              Lines{"0|0|1"});
+}
+
 }  // namespace
 }  // namespace tavi::db

@@ -71,6 +71,12 @@ int ScriptedSqlite::Config(int option, int value) {
     return answer ? *answer : 0;  // process-wide: not for a test to change
 }
 
+// Comes with every open, so it is not written down.
+int ScriptedSqlite::RegisterVfsRefusing(int openFlags) {
+    answered_ = script_ ? script_("RegisterVfsRefusing " + Hexadecimal(openFlags)) : std::nullopt;
+    return answered_ ? *answered_ : real_.RegisterVfsRefusing(openFlags);
+}
+
 int ScriptedSqlite::OpenV2(const std::string& utf8Path, sqlite3** database, int flags) {
     const auto answer = Note("OpenV2 " + Hexadecimal(flags));
     // SQLite hands out a handle even when it fails, except when it is out of memory.
@@ -177,8 +183,8 @@ int ScriptedSqlite::Finalize(sqlite3_stmt* statement) {
 }
 
 const char16_t* ScriptedSqlite::ColumnText16(sqlite3_stmt* statement, int column) {
-    Note("ColumnText16 " + std::to_string(column));
-    return real_.ColumnText16(statement, column);
+    const auto answer = Note("ColumnText16 " + std::to_string(column));
+    return answer ? nullptr : real_.ColumnText16(statement, column);
 }
 
 std::int32_t ScriptedSqlite::ColumnInt(sqlite3_stmt* statement, int column) {

@@ -43,6 +43,7 @@ public:
     void* busyContext() const { return busyContext_; }
 
     int Config(int option, int value) override;
+    int RegisterVfsRefusing(int openFlags) override;
     int OpenV2(const std::string& utf8Path, sqlite3** database, int flags) override;
     int CloseV2(sqlite3* database) override;
     int Errcode(sqlite3* database) override;

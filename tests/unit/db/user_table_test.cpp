@@ -135,5 +135,58 @@ TEST_F(UserTable, ReadWhoseParameterCannotBeBoundIsAFailureNotAnUnknownUser) {
               Lines{"SqLite3Operator/SelectUserTableByUserId/Failed to create the stmt object,error reason:7"});
 }
 
+// Tables that somebody else made need not keep what the schema promises.
+TEST_F(UserTable, NullWhereNoneMayBeIsAFailureNotAnEmptyText) {
+    MakeFile("CREATE TABLE user (userId, listenPath, usnLocation);");
+    ASSERT_TRUE(database_.InitSqLiteDb(kPath)) << log().Dump();
+    RunSql("INSERT INTO user VALUES('user-1',NULL,7);");
+    const UserQueryResult result = database_.SelectUserTableByUserId(kUser);
+    EXPECT_FALSE(result.ok);
+    EXPECT_EQ(result.record.userId, u"");
+    EXPECT_EQ(result.record.usnLocation, 0);
+    RunSql("UPDATE user SET listenPath='';");
+    EXPECT_TRUE(database_.SelectUserTableByUserId(kUser).ok);
+}
+
+TEST_F(UserTable, UpdatesOfAnUnknownUserSucceedAndStoreNothing) {
+    Init();
+    EXPECT_TRUE(database_.UpdateUserTable(kRecord));
+    sqlite3* handle = nullptr;
+    ASSERT_TRUE(database_.OpenDb(handle));
+    EXPECT_TRUE(database_.UpdateUSNOfUserTableSql(handle, 99, kUser));
+    database_.CloseDb(handle);
+    EXPECT_EQ(Rows("SELECT * FROM user;"), Lines{});
+    EXPECT_EQ(Errors(), Lines{});
+}
+
+TEST_F(UserTable, SecondInsertionLeavesTheFirstRowAsItIs) {
+    Init();
+    EXPECT_TRUE(database_.InsertUserTable({.userId = kUser, .listenPath = u"D:\\Old", .usnLocation = 1}));
+    EXPECT_FALSE(database_.InsertUserTable(kRecord));
+    EXPECT_EQ(Rows("SELECT * FROM user;"), Lines{"user-1|D:\\Old|1"});
+}
+
+// The operator has no state but its path: what runs side by side meets only in the file.
+TEST_F(UserTable, OperationsOnTwoThreadsBothSucceed) {
+    Init();
+    bool other = false;
+    const platform::Handle thread = platform_.threads.StartThread([&] {
+        for (int i = 0; i < 20; ++i) {
+            other = database_.UpdateUserTable(kRecord);
+            platform_.threads.Sleep(1);
+        }
+    });
+    ASSERT_NE(thread, platform::kNullHandle);
+    EXPECT_TRUE(database_.InsertUserTable(kRecord));
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(database_.SelectUserTableByUserId(kUser).record.userId, kUser);
+        platform_.threads.Sleep(1);
+    }
+    EXPECT_TRUE(platform_.threads.WaitForThread(thread, platform::kInfinite));
+    platform_.threads.CloseThread(thread);
+    EXPECT_TRUE(other);
+    EXPECT_EQ(Errors(), Lines{});
+}
+
 }  // namespace
 }  // namespace tavi::db

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "listen/listen_worker.h"
-#include "unit/records/cycle/cycle_rig.h"
 #include "unit/listen/log_matching.h"
+#include "unit/records/cycle/cycle_rig.h"
 
 namespace tavi::listen {
 namespace {

@@ -391,8 +391,8 @@ TEST_F(StartHandlerTest, DatabaseThatCannotBeReadFails) {
 TEST_F(StartHandlerTest, UserWhoseRowCannotBeReadIsNotTakenForANewOne) {
     LogInBefore(NextUsn());
     const std::string position = View().Ask("SELECT usnLocation FROM user");
-    // The two before it are the preparation's, which looks for columns.
-    machine_.faults().Fail({.call = "Sqlite.Step", .nth = 3, .code = SQLITE_CORRUPT});
+    // The three before it are the preparation's, which looks for the journal mode and for columns.
+    machine_.faults().Fail({.call = "Sqlite.Step", .nth = 4, .code = SQLITE_CORRUPT});
     EXPECT_EQ(Handle(Request()), 5U);
     EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(kStart, "Failed to query user information")));
     EXPECT_EQ(View().RowCounts(), "1 1 1 1");
@@ -402,7 +402,7 @@ TEST_F(StartHandlerTest, UserWhoseRowCannotBeReadIsNotTakenForANewOne) {
 
 TEST_F(StartHandlerTest, UserWhoseRowStaysBusyIsTakenForANewOne) {
     LogInBefore(NextUsn());
-    constexpr std::uint64_t kFirstLook = 3;
+    constexpr std::uint64_t kFirstLook = 4;  // after the preparation's
     constexpr std::uint64_t kLooks = 6;
     for (std::uint64_t look = 0; look < kLooks; ++look) {
         machine_.faults().Fail({.call = "Sqlite.Step", .nth = kFirstLook + look, .code = SQLITE_BUSY});

@@ -1,6 +1,7 @@
 #include "platform/native_digest.h"
 
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 
 #include <array>
 #include <cstdio>
@@ -14,7 +15,9 @@ namespace tavi::platform {
 namespace {
 
 std::string Sha256(std::string_view first, std::string_view second) {
+    constexpr std::uint64_t kNoLoadConfig = OPENSSL_INIT_NO_LOAD_CONFIG;
     NativeDigest digest;
+    EXPECT_TRUE(digest.InitCrypto(kNoLoadConfig));
     const DigestContext context = digest.MdCtxNew();
     EXPECT_NE(context, kNoDigestContext);
     std::array<std::byte, 64> output{};

@@ -59,6 +59,7 @@ TEST_F(Sha256, IsAlways64LowerCaseDigits) {
 }
 
 TEST_F(Sha256, EachFailingStepIsLoggedAndGivesAnEmptyText) {
+    ExpectFailure("Digest.InitCrypto", "Message digest new failed");
     ExpectFailure("Digest.MdCtxNew", "Message digest new failed");
     ExpectFailure("Digest.DigestInitSha256", "Message digest initialization failed");
     ExpectFailure("Digest.DigestUpdate", "Message digest update failed");
@@ -70,7 +71,12 @@ class ToldDigest final : public platform::Digest {
 public:
     explicit ToldDigest(std::uint32_t length) : length_(length) {}
 
+    bool InitCrypto(std::uint64_t options) override {
+        told = options;
+        return true;
+    }
     platform::DigestContext MdCtxNew() override {
+        EXPECT_EQ(told, kInitWithoutConfiguration) << "a context before the library was told to load nothing";
         ++open;
         return platform::DigestContext{1};
     }
@@ -88,6 +94,7 @@ public:
     }
     void MdCtxFree(platform::DigestContext) override { --open; }
 
+    std::uint64_t told = 0;
     int open = 0;
 
 private:
