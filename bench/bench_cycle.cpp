@@ -12,6 +12,7 @@
 #include "ratio_table.h"
 #include "records/cycle/file_change_record.h"
 #include "sim/machine.h"
+#include "support/platform_with.h"
 
 namespace {
 
@@ -112,8 +113,7 @@ std::pair<double, double> RunCycle() {
     sim::Machine machine;
     platform::Platform real = machine.platform();
     TimedSqlite sqlite((folder / "ListenService.dat").string());
-    platform::Platform platform{real.errors, real.services, real.modules, real.files, real.pipes, real.threads,
-                                real.clock,  real.heap,     real.trust,   sqlite,     real.digest};
+    platform::Platform platform = test::PlatformWith(real, sqlite);
     machine.volume().MakeDirectory(u"C:\\Sync");
     db::SqLite3Operator database(platform);
     database.InitSqLiteDb(u"D:\\Data\\ListenService.dat");

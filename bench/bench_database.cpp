@@ -13,6 +13,7 @@
 #include "platform/native_sqlite.h"
 #include "ratio_table.h"
 #include "sim/machine.h"
+#include "support/platform_with.h"
 
 namespace tavi::bench {
 namespace {
@@ -56,10 +57,7 @@ private:
     platform::NativeSqlite sqlite_;
     sim::Machine machine_;
     platform::Platform simulated_ = machine_.platform();
-    platform::Platform platform_{simulated_.errors, simulated_.services, simulated_.modules,
-                                 simulated_.files,  simulated_.pipes,    simulated_.threads,
-                                 simulated_.clock,  simulated_.heap,     simulated_.trust,
-                                 sqlite_,           simulated_.digest};
+    platform::Platform platform_ = test::PlatformWith(simulated_, sqlite_);
     db::SqLite3Operator operator_{platform_};
 };
 

@@ -10,8 +10,12 @@ bool Matches(const std::string& wanted, std::string_view name, bool canFail) {
     if (wanted == name) {
         return true;
     }
-    const bool group = wanted.empty() || wanted.back() == '.';
-    return group && canFail && name.substr(0, wanted.size()) == wanted;
+    if (wanted.empty()) {
+        return canFail;
+    }
+    const std::string_view role = name.substr(0, name.find('.') + 1);
+    return canFail && wanted.back() == '.' &&
+           (' ' + wanted + ' ').find(' ' + std::string(role) + ' ') != std::string::npos;
 }
 
 }  // namespace
@@ -47,10 +51,13 @@ std::uint64_t Faults::calls() const {
     return calls_;
 }
 
-std::uint64_t Faults::calls(std::string_view name) const {
+std::uint64_t Faults::calls(const std::string& wanted) const {
     const std::lock_guard lock(mutex_);
-    const auto found = counts_.find(name);
-    return found == counts_.end() ? 0 : found->second;
+    std::uint64_t calls = 0;
+    for (const auto& [name, count] : counts_) {
+        calls += Matches(wanted, name, true) ? count : 0;
+    }
+    return calls;
 }
 
 std::vector<std::string> Faults::history() const {

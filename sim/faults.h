@@ -1,9 +1,9 @@
 // Which platform calls fail, and a record of the calls that were made. Every call has a name, that of its interface and
 // operation: "Files.CreateFileW", "Sqlite.Step". All methods lock for themselves; any thread.
 //
-//     machine.faults().Fail({.nth = 3});                                    // the third call from now, of whatever
-//     kind machine.faults().Fail({.call = "Sqlite.Step", .forEver = true, .code = 5}); machine.faults().Fail({.call =
-//     "Files.", .nth = 2});                  // a name that ends with a point: all of them
+//     machine.faults().Fail({.nth = 3});                              // the third call from now, of whatever kind
+//     machine.faults().Fail({.call = "Sqlite.Step", .forEver = true, .code = 5});
+//     machine.faults().Fail({.call = "Files. Paths.", .nth = 2});     // roles, each with its dot: all their calls
 //
 // A call that cannot fail (GetLastError, Sleep, freeing something) is recorded but neither counted nor failed, unless
 // it is named in full. One that releases something reports the failure and releases nonetheless.
@@ -20,7 +20,7 @@
 namespace tavi::sim {
 
 struct Fault {
-    std::string call = {};   // empty: any
+    std::string call = {};   // a call, or roles as above; empty: any
     std::uint64_t nth = 1;   // of the calls that match, from now
     bool forEver = false;    // this one and all that match after it
     std::uint32_t code = 0;  // 0: the call's usual code (a Windows error, an SQLite result, a status, an HRESULT)
@@ -35,8 +35,8 @@ public:
 
     std::uint64_t fired() const;  // how many calls were failed since the machine started
     std::string lastFired() const;
-    std::uint64_t calls() const;  // calls made, all kinds
-    std::uint64_t calls(std::string_view name) const;
+    std::uint64_t calls() const;                           // calls made, all kinds
+    std::uint64_t calls(const std::string& wanted) const;  // of one call or of roles, as Fault::call
     // The most recent calls, oldest first; at most kKeptCalls.
     std::vector<std::string> history() const;
     void ClearHistory();

@@ -35,7 +35,22 @@ Machine::~Machine() {
 }
 
 platform::Platform Machine::platform() {
-    return {errors_, services_, modules_, files_, pipes_, threads_, clock_, heap_, trust_, sqlite_, digest_};
+    return {.errors = errors_,
+            .services = services_,
+            .modules = modules_,
+            .files = files_,
+            .paths = files_,
+            .volumes = files_,
+            .nativeCalls = files_,
+            .cloudFiles = files_,
+            .codePage = files_,
+            .pipes = pipes_,
+            .threads = threads_,
+            .clock = clock_,
+            .heap = heap_,
+            .trust = trust_,
+            .sqlite = sqlite_,
+            .digest = digest_};
 }
 
 Machine::ThreadId Machine::StartThread(std::string name, Side side, std::function<void()> body) {

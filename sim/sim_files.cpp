@@ -410,7 +410,7 @@ bool SimFiles::GetFileInformationByHandle(Handle handle, FileInformation& inform
 }
 
 int SimFiles::Waccess(const std::u16string& path, int mode) {
-    const Call call(core_, "Files.Waccess", ENOENT);
+    const Call call(core_, "Paths.Waccess", ENOENT);
     const std::uint32_t attributes = call.failed() ? kInvalidFileAttributes : AttributesOf(Normalise(path));
     if (attributes == kInvalidFileAttributes) {
         errno = call.failed() ? static_cast<int>(call.code()) : ENOENT;
@@ -425,7 +425,7 @@ int SimFiles::Waccess(const std::u16string& path, int mode) {
 }
 
 bool SimFiles::PathFileExistsW(const std::u16string& path) {
-    Call call(core_, "Files.PathFileExistsW", kErrorPathNotFound);
+    Call call(core_, "Paths.PathFileExistsW", kErrorPathNotFound);
     if (call.failed()) {
         return call.Fail(false);
     }
@@ -433,7 +433,7 @@ bool SimFiles::PathFileExistsW(const std::u16string& path) {
 }
 
 std::uint32_t SimFiles::GetFileAttributesW(const std::u16string& path) {
-    Call call(core_, "Files.GetFileAttributesW", kErrorAccessDenied);
+    Call call(core_, "Paths.GetFileAttributesW", kErrorAccessDenied);
     if (call.failed()) {
         return call.Fail(kInvalidFileAttributes);
     }
@@ -443,7 +443,7 @@ std::uint32_t SimFiles::GetFileAttributesW(const std::u16string& path) {
 }
 
 bool SimFiles::DeleteFileW(const std::u16string& path) {
-    Call call(core_, "Files.DeleteFileW", kErrorAccessDenied);
+    Call call(core_, "Paths.DeleteFileW", kErrorAccessDenied);
     if (call.failed()) {
         return call.Fail(false);
     }
@@ -470,7 +470,7 @@ bool SimFiles::DeleteFileW(const std::u16string& path) {
 }
 
 FindHandle SimFiles::FindFirstFileW(const std::u16string& pattern, FindData& data) {
-    Call call(core_, "Files.FindFirstFileW", kErrorAccessDenied);
+    Call call(core_, "Paths.FindFirstFileW", kErrorAccessDenied);
     if (call.failed()) {
         return call.Fail(kInvalidFindHandle);
     }
@@ -505,7 +505,7 @@ FindHandle SimFiles::FindFirstFileW(const std::u16string& pattern, FindData& dat
 }
 
 bool SimFiles::FindNextFileW(FindHandle handle, FindData& data) {
-    Call call(core_, "Files.FindNextFileW", kErrorNoMoreFiles);
+    Call call(core_, "Paths.FindNextFileW", kErrorNoMoreFiles);
     if (call.failed()) {
         return call.Fail(false);
     }
@@ -521,13 +521,13 @@ bool SimFiles::FindNextFileW(FindHandle handle, FindData& data) {
 }
 
 bool SimFiles::FindClose(FindHandle handle) {
-    Call call(core_, "Files.FindClose", kErrorInvalidHandle, CallKind::kReleases);
+    Call call(core_, "Paths.FindClose", kErrorInvalidHandle, CallKind::kReleases);
     const bool closed = !call.dead() && core_.Close("find handle", static_cast<std::uintptr_t>(handle));
     return (closed && !call.failed()) || call.Fail(false);
 }
 
 int SimFiles::SHCreateDirectoryExW(const std::u16string& path) {
-    Call call(core_, "Files.SHCreateDirectoryExW", kErrorAccessDenied);
+    Call call(core_, "Paths.SHCreateDirectoryExW", kErrorAccessDenied);
     if (call.failed()) {
         return static_cast<int>(call.Fail(call.code()));
     }
@@ -548,7 +548,7 @@ int SimFiles::SHCreateDirectoryExW(const std::u16string& path) {
 }
 
 std::int32_t SimFiles::SHGetFolderPathW(std::int32_t folder, std::u16string& path) {
-    Call call(core_, "Files.SHGetFolderPathW", 0x80004005);
+    Call call(core_, "Paths.SHGetFolderPathW", 0x80004005);
     const auto found = folders_.find(folder);
     if (call.failed() || found == folders_.end()) {
         return static_cast<std::int32_t>(call.Fail(call.code()));
@@ -559,7 +559,7 @@ std::int32_t SimFiles::SHGetFolderPathW(std::int32_t folder, std::u16string& pat
 
 bool SimFiles::GetVolumeInformationW(const std::u16string& root, std::uint32_t& maximumComponentLength,
                                      std::u16string& fileSystemName) {
-    Call call(core_, "Files.GetVolumeInformationW", kErrorNotReady);
+    Call call(core_, "Volumes.GetVolumeInformationW", kErrorNotReady);
     if (call.failed()) {
         return call.Fail(false);
     }
@@ -573,7 +573,7 @@ bool SimFiles::GetVolumeInformationW(const std::u16string& root, std::uint32_t& 
 }
 
 std::string SimFiles::WideCharToMultiByteAcp(const std::u16string& text) {
-    Call call(core_, "Files.WideCharToMultiByteAcp", kErrorInvalidParameter);
+    Call call(core_, "CodePage.WideCharToMultiByteAcp", kErrorInvalidParameter);
     if (call.failed()) {
         return call.Fail(std::string());
     }
@@ -586,7 +586,7 @@ std::string SimFiles::WideCharToMultiByteAcp(const std::u16string& text) {
 
 bool SimFiles::DeviceIoControl(Handle handle, std::uint32_t controlCode, std::span<const std::byte> input,
                                std::span<std::byte> output, std::uint32_t& bytesReturned) {
-    Call call(core_, "Files.DeviceIoControl", kErrorNotReady);
+    Call call(core_, "Volumes.DeviceIoControl", kErrorNotReady);
     bytesReturned = 0;
     if (call.failed()) {
         return call.Fail(false);
@@ -601,7 +601,7 @@ bool SimFiles::DeviceIoControl(Handle handle, std::uint32_t controlCode, std::sp
 }
 
 std::int32_t SimFiles::NtCreateFile(ProcAddress, const NtOpenById& request, Handle& opened) {
-    const Call call(core_, "Files.NtCreateFile", 0xC0000022);
+    const Call call(core_, "NativeCalls.NtCreateFile", 0xC0000022);
     if (call.failed()) {
         return static_cast<std::int32_t>(call.code());
     }
@@ -627,7 +627,7 @@ std::int32_t SimFiles::NtCreateFile(ProcAddress, const NtOpenById& request, Hand
 
 std::int32_t SimFiles::NtQueryInformationFile(ProcAddress, Handle handle, std::span<std::byte> buffer,
                                               std::uint32_t informationClass) {
-    const Call call(core_, "Files.NtQueryInformationFile", 0xC0000022);
+    const Call call(core_, "NativeCalls.NtQueryInformationFile", 0xC0000022);
     if (call.failed()) {
         return static_cast<std::int32_t>(call.code());
     }
@@ -649,7 +649,7 @@ std::int32_t SimFiles::NtQueryInformationFile(ProcAddress, Handle handle, std::s
 
 std::int32_t SimFiles::CfGetPlaceholderInfo(ProcAddress, Handle handle, std::uint32_t informationClass,
                                             std::span<std::byte> buffer) {
-    const Call call(core_, "Files.CfGetPlaceholderInfo", static_cast<std::uint32_t>(kNotACloudFile));
+    const Call call(core_, "CloudFiles.CfGetPlaceholderInfo", static_cast<std::uint32_t>(kNotACloudFile));
     if (call.failed()) {
         return static_cast<std::int32_t>(call.code());
     }

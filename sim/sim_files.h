@@ -16,7 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/cloud_files.h"
+#include "platform/code_page.h"
 #include "platform/files.h"
+#include "platform/native_calls.h"
+#include "platform/paths.h"
+#include "platform/volumes.h"
 #include "sim/core.h"
 #include "sim/ntfs_volume.h"
 
@@ -41,7 +46,12 @@ public:
     virtual bool Information(Call& call, platform::FileInformation& information);
 };
 
-class SimFiles final : public platform::Files {
+class SimFiles final : public platform::Files,
+                       public platform::Paths,
+                       public platform::Volumes,
+                       public platform::NativeCalls,
+                       public platform::CloudFiles,
+                       public platform::CodePage {
 public:
     SimFiles(Core& core, SimClock& clock, std::uint64_t seed);
     ~SimFiles() override;

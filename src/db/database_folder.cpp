@@ -7,16 +7,16 @@ namespace {
 
 // Whether it leads elsewhere. Other reparse points stand for themselves: a deduplicated file, a synchronised folder.
 // The tag that tells them apart is in the directory's listing; without it the worst is taken for true.
-bool IsLink(platform::Files& files, const std::u16string& path, std::uint32_t attributes) {
+bool IsLink(platform::Paths& paths, const std::u16string& path, std::uint32_t attributes) {
     if ((attributes & platform::kFileAttributeReparsePoint) == 0) {
         return false;
     }
     platform::FindData data;
-    const platform::FindHandle handle = files.FindFirstFileW(path, data);
+    const platform::FindHandle handle = paths.FindFirstFileW(path, data);
     if (handle == platform::kInvalidFindHandle) {
         return true;
     }
-    files.FindClose(handle);
+    paths.FindClose(handle);
     return (data.fileAttributes & platform::kFileAttributeReparsePoint) == 0 ||
            (data.reparseTag & platform::kReparseTagNameSurrogate) != 0;
 }
@@ -73,7 +73,7 @@ bool DatabaseFolder::Hold(const std::u16string& directory) {
         return Refuse();
     }
     if (!platform::IsDirectory(information.fileAttributes) ||
-        IsLink(platform_.files, path, information.fileAttributes)) {
+        IsLink(platform_.paths, path, information.fileAttributes)) {
         return Refuse();
     }
     return true;
@@ -82,9 +82,9 @@ bool DatabaseFolder::Hold(const std::u16string& directory) {
 bool DatabaseFolder::HasOnlyPlainFiles(const std::u16string& databasePath) {
     for (const char16_t* companion : {u"", u"-wal", u"-shm", u"-journal"}) {
         const std::u16string path = databasePath + companion;
-        const std::uint32_t attributes = platform_.files.GetFileAttributesW(path);
+        const std::uint32_t attributes = platform_.paths.GetFileAttributesW(path);
         if (attributes != platform::kInvalidFileAttributes &&
-            (platform::IsDirectory(attributes) || IsLink(platform_.files, path, attributes))) {
+            (platform::IsDirectory(attributes) || IsLink(platform_.paths, path, attributes))) {
             return Refuse();
         }
     }

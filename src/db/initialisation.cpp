@@ -67,7 +67,7 @@ bool SqLite3Operator::Prepare(const std::u16string& path, DatabaseFolder& folder
         }
         databasePath_ = FileHepler::FormatLongFileName(path);
         const std::u16string directory = databasePath_.substr(0, databasePath_.rfind(u'\\') + 1);
-        if (platform_.files.Waccess(directory, kExists) != 0 && platform_.files.SHCreateDirectoryExW(directory) != 0) {
+        if (platform_.paths.Waccess(directory, kExists) != 0 && platform_.paths.SHCreateDirectoryExW(directory) != 0) {
             LogError(kFunction, "Failed to create the database directory");
             return false;
         }
@@ -81,7 +81,7 @@ bool SqLite3Operator::Prepare(const std::u16string& path, DatabaseFolder& folder
 
 bool SqLite3Operator::PrepareFile() {
     constexpr const char* kFunction = "InitSqLiteDb";
-    if (platform_.files.Waccess(databasePath_, kExists) == 0) {
+    if (platform_.paths.Waccess(databasePath_, kExists) == 0) {
         SwitchToWal();
     } else if (!CreateDb()) {
         LogError(kFunction, "Failed to create the database");
@@ -218,7 +218,7 @@ void SqLite3Operator::DeleteFiles() {
     const bool deleted = util::TryWithRetries(
         kDeleteRetries,
         [&] {
-            const bool done = platform_.files.DeleteFileW(databasePath_);
+            const bool done = platform_.paths.DeleteFileW(databasePath_);
             reason = done ? platform::kErrorSuccess : platform_.errors.GetLastError();
             return done;
         },
@@ -226,8 +226,8 @@ void SqLite3Operator::DeleteFiles() {
     if (!deleted) {
         LogError("DropTablesAndDb", "Failed to delete the database file, error code is " + std::to_string(reason));
     }
-    platform_.files.DeleteFileW(databasePath_ + u"-wal");
-    platform_.files.DeleteFileW(databasePath_ + u"-shm");
+    platform_.paths.DeleteFileW(databasePath_ + u"-wal");
+    platform_.paths.DeleteFileW(databasePath_ + u"-shm");
 }
 
 }  // namespace tavi::db

@@ -106,7 +106,7 @@ bool HasNoLinks(Platform& platform, std::string& refusal, const std::u16string& 
     for (std::size_t end = root; end != std::u16string::npos;) {
         end = path.find(u'\\', end + 1);
         const std::u16string part = path.substr(0, end);
-        const std::uint32_t attributes = platform.files.GetFileAttributesW(FileHepler::FormatLongFileName(part));
+        const std::uint32_t attributes = platform.paths.GetFileAttributesW(FileHepler::FormatLongFileName(part));
         if (attributes == platform::kInvalidFileAttributes) {
             const std::uint32_t code = platform.errors.GetLastError();
             return Refuse(refusal, WithCode(platform, "failed to read attributes on the way to its executable", code));

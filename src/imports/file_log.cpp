@@ -173,12 +173,12 @@ std::u16string FileLog::GetLogPath() {
 std::u16string ServiceLogFolder(tavi::platform::Platform& platform) {
     namespace system = tavi::platform;
     std::u16string folder;
-    if (platform.files.SHGetFolderPathW(system::kCsidlCommonAppData, folder) != system::kSOk) {
+    if (platform.paths.SHGetFolderPathW(system::kCsidlCommonAppData, folder) != system::kSOk) {
         return {};
     }
     for (const std::u16string_view name : {u"\\ZenloTavi", u"\\Log"}) {
         folder.append(name);
-        const std::uint32_t attributes = platform.files.GetFileAttributesW(folder);
+        const std::uint32_t attributes = platform.paths.GetFileAttributesW(folder);
         if (attributes != system::kInvalidFileAttributes && (attributes & system::kFileAttributeReparsePoint) != 0) {
             return {};
         }

@@ -76,14 +76,14 @@ platform::Handle DirectoryPaths::Open(platform::FileReferenceNumber number, cons
     request.createDisposition = platform::kNtFileOpen;
     request.createOptions = platform::kFileOpenByFileId;
     platform::Handle opened = platform::kInvalidHandle;
-    const std::int32_t status = platform_.files.NtCreateFile(ntCreateFile_, request, opened);
+    const std::int32_t status = platform_.nativeCalls.NtCreateFile(ntCreateFile_, request, opened);
     return Succeeded(status) ? opened : platform::kInvalidHandle;
 }
 
 bool DirectoryPaths::AskForName(platform::Handle directory, std::u16string& path) const {
     std::array<std::byte, kAnswerBytes> answer{};
-    const std::int32_t status = platform_.files.NtQueryInformationFile(ntQueryInformationFile_, directory, answer,
-                                                                       platform::kFileNameInformation);
+    const std::int32_t status = platform_.nativeCalls.NtQueryInformationFile(ntQueryInformationFile_, directory, answer,
+                                                                             platform::kFileNameInformation);
     if (!Succeeded(status)) {
         const std::uint32_t code = platform_.errors.GetLastError();
         Drive::kFileChangeRecordLog.Error("GetFullPathByFileReferenceNumber",

@@ -141,19 +141,20 @@ platform::Usn VolumeJournal::RejectedRead(platform::Usn startUsn) {
 
 JournalRead VolumeJournal::ReadUsnRecords(platform::Usn startUsn, PathMapping* mapping) {
     JournalRead result{{}, startUsn};
-    Drive::EndStandardExceptions(
-        Drive::kFileChangeRecordLog, "ReadUsnRecords", {.standard = "Failed to decode the USN records: exception "},
-        [&] {
-            platform_.clock.WsetlocaleAll(u"chs");
-            const RawRead read = FsctlReadUsnJournal(startUsn);
-            const std::span<const std::byte> buffer = ReadBuffer();
-            const auto returned = buffer.first(std::min<std::size_t>(read.bytesReturned, buffer.size()));
-            if (returned.size() >= kNextUsnBytes) {
-                result.records = Decode(returned.subspan(kNextUsnBytes), mapping);
-            }
-            // The position moves on only when the records that it leaves behind are in the caller's hands.
-            result.nextUsn = read.nextUsn;
-        });
+    Drive::EndStandardExceptions(Drive::kFileChangeRecordLog, "ReadUsnRecords",
+                                 {.standard = "Failed to decode the USN records: exception "}, [&] {
+                                     platform_.clock.WsetlocaleAll(u"chs");
+                                     const RawRead read = FsctlReadUsnJournal(startUsn);
+                                     const std::span<const std::byte> buffer = ReadBuffer();
+                                     const auto returned =
+                                         buffer.first(std::min<std::size_t>(read.bytesReturned, buffer.size()));
+                                     if (returned.size() >= kNextUsnBytes) {
+                                         result.records = Decode(returned.subspan(kNextUsnBytes), mapping);
+                                     }
+                                     // The position moves on only when the records that it leaves behind are in the
+                                     // caller's hands.
+                                     result.nextUsn = read.nextUsn;
+                                 });
     return result;
 }
 
@@ -179,7 +180,7 @@ void VolumeJournal::RemoveTrailingBackslashes() {
 
 bool VolumeJournal::Control(std::uint32_t code, std::span<const std::byte> input, std::span<std::byte> output,
                             std::uint32_t& bytesReturned) {
-    const bool succeeded = platform_.files.DeviceIoControl(volume_.Get(), code, input, output, bytesReturned);
+    const bool succeeded = platform_.volumes.DeviceIoControl(volume_.Get(), code, input, output, bytesReturned);
     if (!succeeded) {
         lastError_ = platform_.errors.GetLastError();
     }

@@ -4,11 +4,15 @@
 #pragma once
 
 #include "platform/clock.h"
+#include "platform/cloud_files.h"
+#include "platform/code_page.h"
 #include "platform/constants.h"
 #include "platform/digest.h"
 #include "platform/files.h"
 #include "platform/heap.h"
 #include "platform/modules.h"
+#include "platform/native_calls.h"
+#include "platform/paths.h"
 #include "platform/pipes.h"
 #include "platform/services.h"
 #include "platform/sqlite.h"
@@ -16,6 +20,7 @@
 #include "platform/threads.h"
 #include "platform/trust.h"
 #include "platform/types.h"
+#include "platform/volumes.h"
 
 namespace tavi::platform {
 
@@ -24,6 +29,11 @@ struct Platform {
     Services& services;
     Modules& modules;
     Files& files;
+    Paths& paths;
+    Volumes& volumes;
+    NativeCalls& nativeCalls;
+    CloudFiles& cloudFiles;
+    CodePage& codePage;
     Pipes& pipes;
     Threads& threads;
     Clock& clock;

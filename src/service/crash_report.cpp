@@ -31,7 +31,7 @@ std::u16string DumpBaseFolder(platform::Platform& platform) {
 std::uint32_t RegisterDumpHandler(platform::Platform& platform, DumpHandleHolder& holder, std::u16string_view version,
                                   std::u16string_view productTag) {
     const std::u16string baseFolder = DumpBaseFolder(platform);
-    if (!platform.files.PathFileExistsW(baseFolder + u"DumpReport.exe")) {
+    if (!platform.paths.PathFileExistsW(baseFolder + u"DumpReport.exe")) {
         return kNoDumpReporter;
     }
     if (!holder.library) {

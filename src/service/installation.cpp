@@ -86,7 +86,7 @@ bool IsUserFolder(const platform::FindData& entry) {
 
 void DropDatabase(platform::Platform& platform, const std::u16string& userFolder) {
     const std::u16string path = userFolder + u"\\ListenService.dat";
-    if (platform.files.Waccess(FileHepler::FormatLongFileName(path), kExists) == 0) {
+    if (platform.paths.Waccess(FileHepler::FormatLongFileName(path), kExists) == 0) {
         db::SqLite3Operator::DropTablesAndDb(platform, path);
     }
 }
@@ -169,15 +169,15 @@ void UninstallSyncFileListenService(platform::Platform& platform, const std::u16
 void DeleteListenServiceDatabase(platform::Platform& platform) {
     constexpr const char* kFunction = "DeleteListenServiceDatabase";
     std::u16string roaming;
-    if (platform.files.SHGetFolderPathW(platform::kCsidlRoamingAppData, roaming) != platform::kSOk) {
+    if (platform.paths.SHGetFolderPathW(platform::kCsidlRoamingAppData, roaming) != platform::kSOk) {
         LogFailure(kFunction, "Failed to obtain the Roaming, error code is ", platform.errors.GetLastError());
         return;
     }
     const std::u16string dataFolder = roaming + u"\\ZenloTavi";
     platform::FindData entry;
     const OwnedSearch search(
-        platform.files.FindFirstFileW(FileHepler::FormatLongFileName(dataFolder + u"\\*.*"), entry),
-        [&platform](platform::FindHandle handle) { platform.files.FindClose(handle); });
+        platform.paths.FindFirstFileW(FileHepler::FormatLongFileName(dataFolder + u"\\*.*"), entry),
+        [&platform](platform::FindHandle handle) { platform.paths.FindClose(handle); });
     if (!search) {
         LogFailure(kFunction, "FindFirstFile function failed, error code is ", platform.errors.GetLastError());
         return;
@@ -186,7 +186,7 @@ void DeleteListenServiceDatabase(platform::Platform& platform) {
         if (IsUserFolder(entry)) {
             DropDatabase(platform, dataFolder + u"\\" + entry.fileName);
         }
-    } while (platform.files.FindNextFileW(search.get(), entry));
+    } while (platform.paths.FindNextFileW(search.get(), entry));
     Drive::SyncPanelLog::WriteTraceLog("Database file deleted successfully");
 }
 

@@ -50,7 +50,7 @@ void WriteLine(platform::Platform& platform, std::u16string_view message) {
     if (time.empty()) {
         return;
     }
-    const std::string line = platform.files.WideCharToMultiByteAcp(time + std::u16string(message));
+    const std::string line = platform.codePage.WideCharToMultiByteAcp(time + std::u16string(message));
     const platform::OwnedHandle file = OpenWithinLimit(platform.files, folder + u"\\read_usn_journal_err");
     std::uint32_t written = 0;
     if (file.IsValid() && platform.files.SetFilePointerEx(file.Get(), 0, platform::kFileEnd)) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kFunction = "IsNtfsFileSystemBasedOnPath:";
 
-bool HasNtfs(platform::Files& files, std::u16string_view path) {
+bool HasNtfs(platform::Volumes& volumes, std::u16string_view path) {
     const std::size_t colon = path.find(u':');
     if (colon == std::u16string_view::npos) {
         Drive::kUtilLog.Error(kFunction, "not find the colon");
@@ -19,7 +19,7 @@ bool HasNtfs(platform::Files& files, std::u16string_view path) {
     const std::u16string root = std::u16string(path.substr(0, colon + 1)) + u'\\';
     std::uint32_t maximumComponentLength = 0;
     std::u16string fileSystemName;
-    if (!files.GetVolumeInformationW(root, maximumComponentLength, fileSystemName)) {
+    if (!volumes.GetVolumeInformationW(root, maximumComponentLength, fileSystemName)) {
         Drive::kUtilLog.Error(kFunction, "get disk info error");
         return false;
     }
@@ -35,7 +35,7 @@ bool HasNtfs(platform::Files& files, std::u16string_view path) {
 
 bool IsNtfsFileSystemBasedOnPath(platform::Platform& platform, std::u16string_view path) {
     bool ntfs = false;  // without memory nothing is known about the volume
-    Drive::EndExceptions([&] { ntfs = HasNtfs(platform.files, path); });
+    Drive::EndExceptions([&] { ntfs = HasNtfs(platform.volumes, path); });
     return ntfs;
 }
 

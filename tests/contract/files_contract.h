@@ -1,4 +1,4 @@
-// What Files promises of files and directories.
+// What Files, Paths, Volumes, NativeCalls and CodePage promise of files and directories.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -18,6 +18,10 @@ protected:
     World world;
     platform::Platform parts = world.Parts();
     platform::Files& files = parts.files;
+    platform::Paths& paths = parts.paths;
+    platform::Volumes& volumes = parts.volumes;
+    platform::NativeCalls& nativeCalls = parts.nativeCalls;
+    platform::CodePage& codePage = parts.codePage;
     std::u16string folder = world.Folder();
 
     platform::OwnedHandle Open(const std::u16string& path, std::uint32_t access, std::uint32_t share,
@@ -35,13 +39,13 @@ protected:
     std::set<std::u16string> List(const std::u16string& pattern) {
         std::set<std::u16string> names;
         platform::FindData data;
-        const platform::FindHandle find = files.FindFirstFileW(pattern, data);
+        const platform::FindHandle find = paths.FindFirstFileW(pattern, data);
         EXPECT_NE(find, platform::kInvalidFindHandle);
         do {
             names.insert(data.fileName);
-        } while (files.FindNextFileW(find, data));
+        } while (paths.FindNextFileW(find, data));
         EXPECT_EQ(parts.errors.GetLastError(), platform::kErrorNoMoreFiles);
-        EXPECT_TRUE(files.FindClose(find));
+        EXPECT_TRUE(paths.FindClose(find));
         return names;
     }
 };
@@ -101,25 +105,25 @@ TYPED_TEST_P(FilesContract, SharingIsKept) {
     EXPECT_EQ(this->FailureOf(path, platform::kGenericRead, 0), platform::kErrorSharingViolation)
         << "the second must share what the first has";
     EXPECT_TRUE(this->Open(path, platform::kFileReadAttributes, 0).IsValid()) << "attributes are no sharing matter";
-    EXPECT_FALSE(this->files.DeleteFileW(path));
+    EXPECT_FALSE(this->paths.DeleteFileW(path));
     EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorSharingViolation);
 }
 
 TYPED_TEST_P(FilesContract, ExistenceAndAttributesAgree) {
     const std::u16string path = this->folder + u"\\file.txt";
-    EXPECT_FALSE(this->files.PathFileExistsW(path));
-    EXPECT_EQ(this->files.Waccess(path, 0), -1);
-    EXPECT_EQ(this->files.GetFileAttributesW(path), platform::kInvalidFileAttributes);
+    EXPECT_FALSE(this->paths.PathFileExistsW(path));
+    EXPECT_EQ(this->paths.Waccess(path, 0), -1);
+    EXPECT_EQ(this->paths.GetFileAttributesW(path), platform::kInvalidFileAttributes);
     EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorFileNotFound);
     ASSERT_TRUE(MakeFile(this->files, path, "x"));
-    EXPECT_TRUE(this->files.PathFileExistsW(path));
-    EXPECT_EQ(this->files.Waccess(path, 0), 0);
-    EXPECT_EQ(this->files.GetFileAttributesW(path) & platform::kFileAttributeDirectory, 0u);
-    EXPECT_EQ(this->files.GetFileAttributesW(this->folder) & platform::kFileAttributeDirectory,
+    EXPECT_TRUE(this->paths.PathFileExistsW(path));
+    EXPECT_EQ(this->paths.Waccess(path, 0), 0);
+    EXPECT_EQ(this->paths.GetFileAttributesW(path) & platform::kFileAttributeDirectory, 0u);
+    EXPECT_EQ(this->paths.GetFileAttributesW(this->folder) & platform::kFileAttributeDirectory,
               platform::kFileAttributeDirectory);
-    EXPECT_TRUE(this->files.DeleteFileW(path));
-    EXPECT_FALSE(this->files.PathFileExistsW(path));
-    EXPECT_FALSE(this->files.DeleteFileW(path));
+    EXPECT_TRUE(this->paths.DeleteFileW(path));
+    EXPECT_FALSE(this->paths.PathFileExistsW(path));
+    EXPECT_FALSE(this->paths.DeleteFileW(path));
     EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorFileNotFound);
 }
 
@@ -128,7 +132,7 @@ TYPED_TEST_P(FilesContract, ADirectoryListsItselfItsParentAndEveryEntry) {
     for (const std::u16string& name : names) {
         ASSERT_TRUE(MakeFile(this->files, this->folder + u"\\" + name, ""));
     }
-    ASSERT_EQ(this->files.SHCreateDirectoryExW(this->folder + u"\\sub"), 0);
+    ASSERT_EQ(this->paths.SHCreateDirectoryExW(this->folder + u"\\sub"), 0);
     std::set<std::u16string> expected(names.begin(), names.end());
     expected.merge(std::set<std::u16string>{u".", u"..", u"sub"});
     EXPECT_TRUE(this->List(this->folder + u"\\*") == expected);
@@ -136,11 +140,11 @@ TYPED_TEST_P(FilesContract, ADirectoryListsItselfItsParentAndEveryEntry) {
 }
 
 TYPED_TEST_P(FilesContract, AListedEntryHasItsAttributesAndNoTag) {
-    ASSERT_EQ(this->files.SHCreateDirectoryExW(this->folder + u"\\sub"), 0);
+    ASSERT_EQ(this->paths.SHCreateDirectoryExW(this->folder + u"\\sub"), 0);
     platform::FindData data;
-    const platform::FindHandle find = this->files.FindFirstFileW(this->folder + u"\\sub", data);
+    const platform::FindHandle find = this->paths.FindFirstFileW(this->folder + u"\\sub", data);
     ASSERT_NE(find, platform::kInvalidFindHandle);
-    EXPECT_TRUE(this->files.FindClose(find));
+    EXPECT_TRUE(this->paths.FindClose(find));
     EXPECT_TRUE(data.fileName == u"sub");
     EXPECT_NE(data.fileAttributes & platform::kFileAttributeDirectory, 0u);
     EXPECT_EQ(data.reparseTag, 0u);
@@ -148,19 +152,19 @@ TYPED_TEST_P(FilesContract, AListedEntryHasItsAttributesAndNoTag) {
 
 TYPED_TEST_P(FilesContract, ListingWhatIsNotThereFails) {
     platform::FindData data;
-    EXPECT_EQ(this->files.FindFirstFileW(this->folder + u"\\nothing like this", data), platform::kInvalidFindHandle);
+    EXPECT_EQ(this->paths.FindFirstFileW(this->folder + u"\\nothing like this", data), platform::kInvalidFindHandle);
     EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorFileNotFound);
-    EXPECT_EQ(this->files.FindFirstFileW(this->folder + u"\\missing\\*", data), platform::kInvalidFindHandle);
+    EXPECT_EQ(this->paths.FindFirstFileW(this->folder + u"\\missing\\*", data), platform::kInvalidFindHandle);
     EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorPathNotFound);
 }
 
 TYPED_TEST_P(FilesContract, DirectoriesAreMadeWithTheirParents) {
-    EXPECT_EQ(this->files.SHCreateDirectoryExW(this->folder + u"\\one\\two\\three"), 0);
-    EXPECT_TRUE(this->files.PathFileExistsW(this->folder + u"\\one\\two\\three"));
-    EXPECT_EQ(this->files.SHCreateDirectoryExW(this->folder + u"\\one\\two"),
+    EXPECT_EQ(this->paths.SHCreateDirectoryExW(this->folder + u"\\one\\two\\three"), 0);
+    EXPECT_TRUE(this->paths.PathFileExistsW(this->folder + u"\\one\\two\\three"));
+    EXPECT_EQ(this->paths.SHCreateDirectoryExW(this->folder + u"\\one\\two"),
               static_cast<int>(platform::kErrorAlreadyExists));
     ASSERT_TRUE(MakeFile(this->files, this->folder + u"\\file", ""));
-    EXPECT_NE(this->files.SHCreateDirectoryExW(this->folder + u"\\file\\below"), 0);
+    EXPECT_NE(this->paths.SHCreateDirectoryExW(this->folder + u"\\file\\below"), 0);
 }
 
 TYPED_TEST_P(FilesContract, TheReferenceNumberIsTheObjectsNotItsPaths) {
@@ -184,24 +188,24 @@ TYPED_TEST_P(FilesContract, PathsBeyondTheOldLimitWorkWithThePrefix) {
     const std::u16string path = u"\\\\?\\" + this->world.LongFolder();
     ASSERT_GT(path.size(), 400u);
     EXPECT_TRUE(MakeFile(this->files, path + u"\\file.txt", "deep"));
-    EXPECT_EQ(this->files.Waccess(path + u"\\file.txt", 0), 0);
-    EXPECT_NE(this->files.GetFileAttributesW(path + u"\\file.txt"), platform::kInvalidFileAttributes);
+    EXPECT_EQ(this->paths.Waccess(path + u"\\file.txt", 0), 0);
+    EXPECT_NE(this->paths.GetFileAttributesW(path + u"\\file.txt"), platform::kInvalidFileAttributes);
     EXPECT_TRUE(this->List(path + u"\\*").contains(u"file.txt"));
-    EXPECT_TRUE(this->files.DeleteFileW(path + u"\\file.txt"));
+    EXPECT_TRUE(this->paths.DeleteFileW(path + u"\\file.txt"));
 }
 
 TYPED_TEST_P(FilesContract, TheVolumeSaysThatItIsNtfs) {
     std::uint32_t componentLength = 0;
     std::u16string fileSystem;
-    EXPECT_TRUE(this->files.GetVolumeInformationW(this->folder.substr(0, 3), componentLength, fileSystem));
+    EXPECT_TRUE(this->volumes.GetVolumeInformationW(this->folder.substr(0, 3), componentLength, fileSystem));
     EXPECT_EQ(componentLength, 255u);
     EXPECT_TRUE(fileSystem == u"NTFS");
-    EXPECT_FALSE(this->files.GetVolumeInformationW(u"no root", componentLength, fileSystem));
+    EXPECT_FALSE(this->volumes.GetVolumeInformationW(u"no root", componentLength, fileSystem));
 }
 
 TYPED_TEST_P(FilesContract, ADirectoryOpenedByItsNumberTellsItsPathWithoutTheDrive) {
     const std::u16string path = this->folder + u"\\\u540C\u6B65 folder";
-    ASSERT_EQ(this->files.SHCreateDirectoryExW(path), 0);
+    ASSERT_EQ(this->paths.SHCreateDirectoryExW(path), 0);
     const platform::ModuleHandle ntdll = this->parts.modules.GetModuleHandleW(u"ntdll.dll");
     const platform::ProcAddress create = this->parts.modules.GetProcAddress(ntdll, "NtCreateFile");
     const platform::ProcAddress query = this->parts.modules.GetProcAddress(ntdll, "NtQueryInformationFile");
@@ -226,12 +230,13 @@ TYPED_TEST_P(FilesContract, ADirectoryOpenedByItsNumberTellsItsPathWithoutTheDri
     request.createDisposition = platform::kNtFileOpen;
     request.createOptions = platform::kFileOpenByFileId;
     platform::Handle opened = platform::kInvalidHandle;
-    ASSERT_GE(this->files.NtCreateFile(create, request, opened), 0);
+    ASSERT_GE(this->nativeCalls.NtCreateFile(create, request, opened), 0);
     const platform::OwnedHandle directory(this->files, opened);
 
     // FILE_NAME_INFORMATION: the name's length in bytes, then the name, not terminated.
     std::vector<std::byte> buffer(1056);
-    ASSERT_GE(this->files.NtQueryInformationFile(query, directory.Get(), buffer, platform::kFileNameInformation), 0);
+    ASSERT_GE(this->nativeCalls.NtQueryInformationFile(query, directory.Get(), buffer, platform::kFileNameInformation),
+              0);
     std::u16string name;
     for (std::size_t at = 4; at + 1 < buffer.size(); at += 2) {
         const unsigned unit = std::to_integer<unsigned>(buffer[at]) | (std::to_integer<unsigned>(buffer[at + 1]) << 8);
@@ -243,12 +248,12 @@ TYPED_TEST_P(FilesContract, ADirectoryOpenedByItsNumberTellsItsPathWithoutTheDri
     EXPECT_TRUE(name == path.substr(2)) << testing::PrintToString(name);
 
     request.fileReferenceNumber = 0x7FFF00007FFF0000;
-    EXPECT_LT(this->files.NtCreateFile(create, request, opened), 0) << "a number that no object has";
+    EXPECT_LT(this->nativeCalls.NtCreateFile(create, request, opened), 0) << "a number that no object has";
 }
 
 TYPED_TEST_P(FilesContract, NarrowTextIsInTheSystemsCodePage) {
-    EXPECT_EQ(this->files.WideCharToMultiByteAcp(u"plain text"), "plain text");
-    EXPECT_EQ(this->files.WideCharToMultiByteAcp(u""), "");
+    EXPECT_EQ(this->codePage.WideCharToMultiByteAcp(u"plain text"), "plain text");
+    EXPECT_EQ(this->codePage.WideCharToMultiByteAcp(u""), "");
 }
 
 REGISTER_TYPED_TEST_SUITE_P(FilesContract, WhatIsWrittenIsReadBackFromAnyPosition,

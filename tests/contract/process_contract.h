@@ -67,15 +67,15 @@ TYPED_TEST_P(ProcessContract, CancellingAThreadThatIsInNoCallFails) {
 }
 
 TYPED_TEST_P(ProcessContract, TheLastErrorIsTheThreadsOwn) {
-    this->parts.files.GetFileAttributesW(u"C:\\no such file here");
+    this->parts.paths.GetFileAttributesW(u"C:\\no such file here");
     std::uint32_t other = 99;
     const platform::Handle thread = this->parts.threads.StartThread([this, &other] {
-        this->parts.files.GetFileAttributesW(u"C:\\no such folder here\\file");
+        this->parts.paths.GetFileAttributesW(u"C:\\no such folder here\\file");
         other = this->parts.errors.GetLastError();
     });
     EXPECT_TRUE(this->parts.threads.WaitForThread(thread, 30000));
     EXPECT_EQ(other, platform::kErrorPathNotFound);
-    this->parts.files.GetFileAttributesW(u"C:\\no such file here");
+    this->parts.paths.GetFileAttributesW(u"C:\\no such file here");
     EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorFileNotFound);
     this->parts.threads.CloseThread(thread);
 }
@@ -174,10 +174,10 @@ TYPED_TEST_P(ProcessContract, KnownErrorsHaveATextAndUnknownOnesNone) {
 
 TYPED_TEST_P(ProcessContract, TheCommonApplicationDataFolderExists) {
     std::u16string path;
-    ASSERT_EQ(this->parts.files.SHGetFolderPathW(platform::kCsidlCommonAppData, path), platform::kSOk);
-    EXPECT_TRUE(this->parts.files.PathFileExistsW(path)) << testing::PrintToString(path);
-    EXPECT_EQ(this->parts.files.SHGetFolderPathW(platform::kCsidlRoamingAppData, path), platform::kSOk);
-    EXPECT_LT(this->parts.files.SHGetFolderPathW(0x77, path), 0);
+    ASSERT_EQ(this->parts.paths.SHGetFolderPathW(platform::kCsidlCommonAppData, path), platform::kSOk);
+    EXPECT_TRUE(this->parts.paths.PathFileExistsW(path)) << testing::PrintToString(path);
+    EXPECT_EQ(this->parts.paths.SHGetFolderPathW(platform::kCsidlRoamingAppData, path), platform::kSOk);
+    EXPECT_LT(this->parts.paths.SHGetFolderPathW(0x77, path), 0);
 }
 
 REGISTER_TYPED_TEST_SUITE_P(ProcessContract, AThreadRunsItsEntryAndEnds, AWaitEndsWithItsTime,

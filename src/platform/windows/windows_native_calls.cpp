@@ -1,4 +1,5 @@
-// The calls of WindowsFiles that go through a looked-up address: ntdll's and cldapi's exports.
+#include "platform/windows/windows_native_calls.h"
+
 #include <windows.h>
 
 #include <winternl.h>
@@ -7,11 +8,10 @@
 #include <bit>
 
 #include "platform/windows/native_handle.h"
-#include "platform/windows/windows_files.h"
 
 namespace tavi::platform {
 
-std::int32_t WindowsFiles::NtCreateFile(ProcAddress function, const NtOpenById& request, Handle& opened) {
+std::int32_t WindowsNativeCalls::NtCreateFile(ProcAddress function, const NtOpenById& request, Handle& opened) {
     // With FILE_OPEN_BY_FILE_ID the object's name is the eight bytes of the file reference number.
     auto id = std::bit_cast<std::array<wchar_t, 4>>(request.fileReferenceNumber);
     UNICODE_STRING name{sizeof id, sizeof id, id.data()};
@@ -29,22 +29,13 @@ std::int32_t WindowsFiles::NtCreateFile(ProcAddress function, const NtOpenById& 
     return result;
 }
 
-std::int32_t WindowsFiles::NtQueryInformationFile(ProcAddress function, Handle handle, std::span<std::byte> buffer,
-                                                  std::uint32_t informationClass) {
+std::int32_t WindowsNativeCalls::NtQueryInformationFile(ProcAddress function, Handle handle,
+                                                        std::span<std::byte> buffer, std::uint32_t informationClass) {
     // Declared here: not every edition of the headers has the function.
     using Function = NTSTATUS(NTAPI*)(HANDLE, PIO_STATUS_BLOCK, PVOID, ULONG, FILE_INFORMATION_CLASS);
     IO_STATUS_BLOCK status{};
     return ToNative<Function>(function)(ToNative<HANDLE>(handle), &status, buffer.data(), ByteCount(buffer.size()),
                                         static_cast<FILE_INFORMATION_CLASS>(informationClass));
-}
-
-std::int32_t WindowsFiles::CfGetPlaceholderInfo(ProcAddress function, Handle handle, std::uint32_t informationClass,
-                                                std::span<std::byte> buffer) {
-    // Declared here: not every edition of the headers has cfapi.h. The class is an enumeration, an int in C.
-    using Function = HRESULT(WINAPI*)(HANDLE, int, PVOID, DWORD, PDWORD);
-    DWORD returned = 0;
-    return ToNative<Function>(function)(ToNative<HANDLE>(handle), static_cast<int>(informationClass), buffer.data(),
-                                        ByteCount(buffer.size()), &returned);
 }
 
 }  // namespace tavi::platform

@@ -7,21 +7,41 @@
 #include "platform/native_sqlite.h"
 #include "platform/platform.h"
 #include "platform/windows/windows_clock.h"
+#include "platform/windows/windows_cloud_files.h"
+#include "platform/windows/windows_code_page.h"
 #include "platform/windows/windows_errors.h"
 #include "platform/windows/windows_files.h"
 #include "platform/windows/windows_heap.h"
 #include "platform/windows/windows_modules.h"
+#include "platform/windows/windows_native_calls.h"
+#include "platform/windows/windows_paths.h"
 #include "platform/windows/windows_pipes.h"
 #include "platform/windows/windows_services.h"
 #include "platform/windows/windows_threads.h"
 #include "platform/windows/windows_trust.h"
+#include "platform/windows/windows_volumes.h"
 
 namespace tavi::platform {
 
 class WindowsPlatform {
 public:
     Platform Parts() {
-        return {errors_, services_, modules_, files_, pipes_, threads_, clock_, heap_, trust_, sqlite_, digest_};
+        return {.errors = errors_,
+                .services = services_,
+                .modules = modules_,
+                .files = files_,
+                .paths = paths_,
+                .volumes = volumes_,
+                .nativeCalls = nativeCalls_,
+                .cloudFiles = cloudFiles_,
+                .codePage = codePage_,
+                .pipes = pipes_,
+                .threads = threads_,
+                .clock = clock_,
+                .heap = heap_,
+                .trust = trust_,
+                .sqlite = sqlite_,
+                .digest = digest_};
     }
 
 private:
@@ -29,6 +49,11 @@ private:
     WindowsServices services_;
     WindowsModules modules_;
     WindowsFiles files_;
+    WindowsPaths paths_;
+    WindowsVolumes volumes_;
+    WindowsNativeCalls nativeCalls_;
+    WindowsCloudFiles cloudFiles_;
+    WindowsCodePage codePage_;
     WindowsPipes pipes_;
     WindowsThreads threads_;
     WindowsClock clock_;

@@ -12,27 +12,27 @@ namespace {
 // while those below it run; an explicit stack, because a path may be thousands of directories deep.
 class Enumeration {
 public:
-    Enumeration(platform::Files& files, std::u16string directory) : files_(files), directory_(std::move(directory)) {}
+    Enumeration(platform::Paths& paths, std::u16string directory) : paths_(paths), directory_(std::move(directory)) {}
     Enumeration(Enumeration&& other) noexcept
-        : files_(other.files_),
+        : paths_(other.paths_),
           directory_(std::move(other.directory_)),
           handle_(std::exchange(other.handle_, platform::kInvalidFindHandle)) {}
     Enumeration& operator=(Enumeration&&) = delete;
     ~Enumeration() {
         if (handle_ != platform::kInvalidFindHandle) {
-            files_.FindClose(handle_);
+            paths_.FindClose(handle_);
         }
     }
 
     bool Next(platform::FindData& data) {
         if (handle_ != platform::kInvalidFindHandle) {
-            return files_.FindNextFileW(handle_, data);
+            return paths_.FindNextFileW(handle_, data);
         }
         const std::u16string path = FileHepler::FormatLongFileName(directory_);
-        if (files_.Waccess(path, 0) != 0) {
+        if (paths_.Waccess(path, 0) != 0) {
             return false;
         }
-        handle_ = files_.FindFirstFileW(path + u"\\*.*", data);
+        handle_ = paths_.FindFirstFileW(path + u"\\*.*", data);
         return handle_ != platform::kInvalidFindHandle;
     }
 
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    platform::Files& files_;
+    platform::Paths& paths_;
     std::u16string directory_;
     platform::FindHandle handle_ = platform::kInvalidFindHandle;
 };
@@ -55,10 +55,10 @@ bool HasContentsOfItsOwn(const platform::FindData& data) {
 
 }  // namespace
 
-std::vector<std::u16string> ListAllEntries(platform::Files& files, const std::u16string& directory) {
+std::vector<std::u16string> ListAllEntries(platform::Paths& paths, const std::u16string& directory) {
     std::vector<std::u16string> entries;
     std::vector<Enumeration> open;
-    open.emplace_back(files, directory);
+    open.emplace_back(paths, directory);
     platform::FindData data;
     while (!open.empty()) {
         if (!open.back().Next(data)) {
@@ -70,7 +70,7 @@ std::vector<std::u16string> ListAllEntries(platform::Files& files, const std::u1
         }
         entries.push_back(open.back().PathOf(data.fileName));
         if (HasContentsOfItsOwn(data)) {
-            open.emplace_back(files, entries.back());
+            open.emplace_back(paths, entries.back());
         }
     }
     return entries;

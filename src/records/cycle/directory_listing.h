@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/files.h"
+#include "platform/paths.h"
 
 namespace tavi::records {
 
 // Each directory is followed by its own contents. Full paths that begin with `directory` as it is given. What a link or
 // junction leads to is not below it.
-std::vector<std::u16string> ListAllEntries(platform::Files& files, const std::u16string& directory);
+std::vector<std::u16string> ListAllEntries(platform::Paths& paths, const std::u16string& directory);
 
 }  // namespace tavi::records

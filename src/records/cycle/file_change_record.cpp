@@ -93,10 +93,10 @@ void FileChangeRecord::LoadFromDatabase() {
 
 void FileChangeRecord::EnsureListenPathExists() {
     const std::u16string path = FileHepler::FormatLongFileName(journal_.listenPath());
-    if (platform_.files.Waccess(path, kExists) == 0) {
+    if (platform_.paths.Waccess(path, kExists) == 0) {
         return;
     }
-    if (platform_.files.SHCreateDirectoryExW(path) != 0) {
+    if (platform_.paths.SHCreateDirectoryExW(path) != 0) {
         const std::uint32_t code = platform_.errors.GetLastError();
         const std::u16string reason = u"Failed to generate the listening path, error code is ";
         SyncPanelLog::WriteNetLog("Init err:" + TypeConvert::UnicodeToUTF8(reason) + std::to_string(code));

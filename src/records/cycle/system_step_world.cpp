@@ -24,7 +24,7 @@ SystemStepWorld::~SystemStepWorld() {
 
 bool SystemStepWorld::IsPlaceholder(const std::u16string& relativePath) {
     const std::u16string path = FileHepler::FormatLongFileName(ListenPath() + u'\\' + relativePath);
-    if (!platform_.files.PathFileExistsW(path)) {
+    if (!platform_.paths.PathFileExistsW(path)) {
         return false;
     }
     constexpr std::uint32_t kShareAll =
@@ -43,7 +43,7 @@ bool SystemStepWorld::AskForPlaceholder(platform::Handle file) {
     bool isPlaceholder = false;
     if (LookUpPlaceholderQuery()) {
         const std::span<std::byte> information(static_cast<std::byte*>(memory), kInformationLength);
-        const std::int32_t result = platform_.files.CfGetPlaceholderInfo(
+        const std::int32_t result = platform_.cloudFiles.CfGetPlaceholderInfo(
             cfGetPlaceholderInfo_, file, platform::kCfPlaceholderInfoStandard, information);
         isPlaceholder = result >= platform::kSOk;
     }
@@ -62,7 +62,7 @@ bool SystemStepWorld::LookUpPlaceholderQuery() {
 }
 
 std::vector<std::u16string> SystemStepWorld::ListAllEntries(const std::u16string& fullDirectoryPath) {
-    return records::ListAllEntries(platform_.files, fullDirectoryPath);
+    return records::ListAllEntries(platform_.paths, fullDirectoryPath);
 }
 
 std::uint64_t SystemStepWorld::GetFrnByPath(const std::u16string& fullPath) {
@@ -70,7 +70,7 @@ std::uint64_t SystemStepWorld::GetFrnByPath(const std::u16string& fullPath) {
 }
 
 std::uint32_t SystemStepWorld::AttributesOrAllOnes(const std::u16string& fullPath) {
-    return platform_.files.GetFileAttributesW(FileHepler::FormatLongFileName(fullPath));
+    return platform_.paths.GetFileAttributesW(FileHepler::FormatLongFileName(fullPath));
 }
 
 }  // namespace tavi::records

@@ -119,7 +119,7 @@ TEST_F(DoctorTest, FolderNotOnNtfs) {
 TEST_F(DoctorTest, FolderMissingOrVolumeGone) {
     rig.machine().volume().RemoveTree(u"C:\\Sync");
     EXPECT_THAT(Examine().out, HasSubstr("note    The folder does not exist; its volume is NTFS.\n"));
-    rig.machine().faults().Fail({.call = "Files.GetVolumeInformationW", .code = 21});
+    rig.machine().faults().Fail({.call = "Volumes.GetVolumeInformationW", .code = 21});
     ExpectProblem(Examine(), "The volume C: cannot be asked for its file system (error 21).", "Check that the drive");
     ExpectProblem(rig.Run({"doctor", "--folder", "Sync"}, Replying(2)), "The path Sync does not begin with a drive.",
                   "Listen to a folder on a local NTFS drive");
@@ -132,9 +132,9 @@ TEST_F(DoctorTest, JournalMissing) {
 }
 
 TEST_F(DoctorTest, JournalBeingDeletedOrNotQueried) {
-    rig.machine().faults().Fail({.call = "Files.DeviceIoControl", .code = 1178});
+    rig.machine().faults().Fail({.call = "Volumes.DeviceIoControl", .code = 1178});
     ExpectProblem(Examine(), "The change journal of C: is being deleted (error 1178).", "Wait until it is gone");
-    rig.machine().faults().Fail({.call = "Files.DeviceIoControl", .code = 50});
+    rig.machine().faults().Fail({.call = "Volumes.DeviceIoControl", .code = 50});
     ExpectProblem(Examine(), "The change journal of C: cannot be queried (error 50).", "Check the volume");
 }
 

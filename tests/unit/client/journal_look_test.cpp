@@ -35,9 +35,9 @@ TEST(JournalLook, SaysWhyItSawNone) {
     };
     const Row rows[] = {{"Files.CreateFileW", 5, State::kDenied},
                         {"Files.CreateFileW", 2, State::kNotOpened},
-                        {"Files.DeviceIoControl", 1179, State::kNoJournal},
-                        {"Files.DeviceIoControl", 1178, State::kBeingDeleted},
-                        {"Files.DeviceIoControl", 50, State::kNotQueried}};
+                        {"Volumes.DeviceIoControl", 1179, State::kNoJournal},
+                        {"Volumes.DeviceIoControl", 1178, State::kBeingDeleted},
+                        {"Volumes.DeviceIoControl", 50, State::kNotQueried}};
     for (const Row& row : rows) {
         sim::Machine machine;
         platform::Platform platform = machine.platform();
@@ -53,7 +53,7 @@ TEST(JournalLook, AnUnreadableFirstRecordHasNoAge) {
     sim::Machine machine;
     platform::Platform platform = machine.platform();
     machine.volume().MakeDirectory(u"C:\\Sync");
-    machine.faults().Fail({.call = "Files.DeviceIoControl", .nth = 2, .code = 1181});
+    machine.faults().Fail({.call = "Volumes.DeviceIoControl", .nth = 2, .code = 1181});
     const JournalLook look = LookAtJournal(platform, u"C:\\Sync");
     EXPECT_EQ(look.state, State::kSeen);
     EXPECT_FALSE(look.age.has_value());

@@ -1,6 +1,7 @@
 #include <stdexcept>
 
 #include "db/sqlite_constants.h"
+#include "support/platform_with.h"
 #include "unit/db/database_test.h"
 
 namespace tavi::db {
@@ -37,17 +38,7 @@ public:
 
 TEST_F(BusyRetry, GivesUpWhenTheWaitFails) {
     BrokenClock clock;
-    platform::Platform broken{platform_.errors,
-                              platform_.services,
-                              platform_.modules,
-                              platform_.files,
-                              platform_.pipes,
-                              platform_.threads,
-                              clock,
-                              platform_.heap,
-                              platform_.trust,
-                              platform_.sqlite,
-                              platform_.digest};
+    platform::Platform broken = test::PlatformWith(platform_, clock);
     EXPECT_EQ(BusyRetryHandler(&broken, 0), 0);
 }
 

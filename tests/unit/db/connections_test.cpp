@@ -30,7 +30,7 @@ TEST_F(Connections, ReadOnlyOpensWithItsFlagsAndTheBusyHandler) {
 }
 
 TEST_F(Connections, CreatingOpensWithItsFlagsAndSwitchesToWal) {
-    ASSERT_EQ(platform_.files.SHCreateDirectoryExW(kFolder), 0);
+    ASSERT_EQ(platform_.paths.SHCreateDirectoryExW(kFolder), 0);
     database_.InitSqLiteDb(kPath);
     EXPECT_EQ(sqlite_.Calls({"OpenV2 0x8006", "Exec PRAGMA", "Free"}),
               (Lines{"OpenV2 0x8006", "Exec PRAGMA journal_mode=WAL;", "Free"}));

@@ -6,7 +6,8 @@
 
 #include "imports/type_convert.h"
 #include "platform/constants.h"
-#include "sim/forwarding_files.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 #include "unit/db/database_test.h"
 
 namespace tavi::db {
@@ -21,9 +22,10 @@ constexpr std::uint32_t kDeduplicated = 0x80000013;
 constexpr std::uint32_t kCloudFile = 0x9000001A;
 
 // The machine's files, with a reparse point that a test adds to a path.
-class FilesWithLinks final : public sim::ForwardingFiles {
+class FilesWithLinks final : public test::ForwardingFiles, public test::ForwardingPaths {
 public:
-    using ForwardingFiles::ForwardingFiles;
+    explicit FilesWithLinks(const platform::Platform& real)
+        : ForwardingFiles(real.files), ForwardingPaths(real.paths) {}
 
     void Link(const std::u16string& path, std::optional<std::uint32_t> tag = kSymbolicLink) {
         link_ = path;
@@ -31,7 +33,7 @@ public:
     }
 
     std::uint32_t GetFileAttributesW(const std::u16string& path) override {
-        const std::uint32_t attributes = ForwardingFiles::GetFileAttributesW(path);
+        const std::uint32_t attributes = ForwardingPaths::GetFileAttributesW(path);
         return path == link_ ? platform::kFileAttributeReparsePoint : attributes;
     }
     // What the directory says of the path; nothing when its tag is not to be had.
@@ -84,12 +86,10 @@ private:
 class DatabaseFolderTest : public DatabaseTest {
 protected:
     bool Init() { return operator_.InitSqLiteDb(kPath); }
-    bool Exists(const std::u16string& path) { return platform_.files.PathFileExistsW(path); }
+    bool Exists(const std::u16string& path) { return platform_.paths.PathFileExistsW(path); }
 
-    FilesWithLinks files_{real_.files};
-    platform::Platform linked_{platform_.errors, platform_.services, platform_.modules, files_,
-                               platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
-                               platform_.trust,  platform_.sqlite,   platform_.digest};
+    FilesWithLinks files_{real_};
+    platform::Platform linked_ = test::PlatformWith(platform_, files_);
     SqLite3Operator operator_{linked_};
     const std::u16string folderItself_ = kFolder.substr(0, kFolder.size() - 1);
     const Lines refusal_{"SqLite3Operator/InitSqLiteDb/The database directory is incorrect"};

@@ -1,11 +1,12 @@
 #include "unit/db/database_test.h"
 
+#include "support/platform_with.h"
+
 namespace tavi::db {
 namespace {
 
 platform::Platform WithSqlite(platform::Platform& real, platform::Sqlite& sqlite) {
-    return {real.errors, real.services, real.modules, real.files, real.pipes, real.threads,
-            real.clock,  real.heap,     real.trust,   sqlite,     real.digest};
+    return test::PlatformWith(real, sqlite);
 }
 
 }  // namespace
@@ -72,7 +73,7 @@ void DatabaseRig::Forget() {
 }
 
 void DatabaseRig::MakeFile(const std::string& sql) {
-    ASSERT_EQ(platform_.files.SHCreateDirectoryExW(kFolder), 0);
+    ASSERT_EQ(platform_.paths.SHCreateDirectoryExW(kFolder), 0);
     RunSql(sql);
 }
 

@@ -309,7 +309,7 @@ TEST(FaultLoop, PreparationWithAFailingFileCallSaysSoAndWorksTheNextTime) {
                     rig.Init();
                 }
                 const std::uint64_t before = rig.machine_.faults().fired();
-                rig.machine_.faults().Fail({.call = "Files.", .nth = n, .forEver = lasts == Lasts::kForEver});
+                rig.machine_.faults().Fail({.call = "Files. Paths.", .nth = n, .forEver = lasts == Lasts::kForEver});
                 const bool prepared = rig.database_.InitSqLiteDb(kPath);
                 rig.machine_.faults().Clear();
                 fired = rig.machine_.faults().fired() != before;
@@ -342,7 +342,7 @@ TEST(FaultLoop, RemovalAlwaysSucceedsAndTheFileGoesUnlessTheSystemKeepsIt) {
             SCOPED_TRACE(fault.call());
             fired = fault.fired();
             EXPECT_EQ(rig.sqlite_.OpenThings(), 0U);
-            EXPECT_FALSE(rig.platform_.files.PathFileExistsW(kPath));
+            EXPECT_FALSE(rig.platform_.paths.PathFileExistsW(kPath));
             if (fired && fault.Is("Exec DROP")) {
                 ExpectFirstLine(rig, fault, CommonLine(fault), lasts);
             }
@@ -358,12 +358,12 @@ TEST(FaultLoop, RemovalWithAFailingFileCallSucceedsToo) {
             FastRig rig;
             rig.Init();
             const std::uint64_t before = rig.machine_.faults().fired();
-            rig.machine_.faults().Fail({.call = "Files.", .nth = n, .forEver = lasts == Lasts::kForEver});
+            rig.machine_.faults().Fail({.call = "Files. Paths.", .nth = n, .forEver = lasts == Lasts::kForEver});
             EXPECT_TRUE(SqLite3Operator::DropTablesAndDb(rig.platform_, kPath));
             rig.machine_.faults().Clear();
             fired = rig.machine_.faults().fired() != before;
             SCOPED_TRACE(std::to_string(n) + " " + rig.machine_.faults().lastFired());
-            EXPECT_TRUE(!rig.platform_.files.PathFileExistsW(kPath) || !rig.Errors().empty());
+            EXPECT_TRUE(!rig.platform_.paths.PathFileExistsW(kPath) || !rig.Errors().empty());
             EXPECT_TRUE(rig.machine_.leaks().empty()) << rig.machine_.leaks().front();
         }
         EXPECT_GT(n, 6U);

@@ -3,7 +3,8 @@
 #include <optional>
 
 #include "imports/type_convert.h"
-#include "sim/forwarding_files.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 #include "unit/db/database_test.h"
 #include "unit/records/cycle/failing_allocation.h"
 
@@ -45,7 +46,7 @@ TEST_F(Initialisation, PathWithoutBackslashIsRejectedBeforeAnythingIsCreated) {
     EXPECT_FALSE(database_.InitSqLiteDb(u"ListenService.dat"));
     EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/The database directory is incorrect"});
     EXPECT_TRUE(sqlite_.calls().empty());
-    EXPECT_EQ(machine_.faults().calls("Files.SHCreateDirectoryExW"), 0U);
+    EXPECT_EQ(machine_.faults().calls("Paths.SHCreateDirectoryExW"), 0U);
     EXPECT_EQ(machine_.faults().calls("Files.CreateFileW"), 0U);
 }
 
@@ -63,7 +64,7 @@ TEST_F(Initialisation, PathThatIsOnNoDriveAndNoShareIsRejectedBeforeAnythingIsOp
         EXPECT_TRUE(SqLite3Operator::DropTablesAndDb(platform_, path));
         EXPECT_TRUE(sqlite_.calls().empty());
     }
-    EXPECT_EQ(machine_.faults().calls("Files."), 0U);
+    EXPECT_EQ(machine_.faults().calls("Files. Paths."), 0U);
 }
 
 TEST_F(Initialisation, MakesDirectoriesFileAndTables) {
@@ -112,7 +113,7 @@ TEST_F(Initialisation, ExistingDatabaseIsNotCreatedAgainAndKeepsItsRows) {
 }
 
 TEST_F(Initialisation, DirectoryThatCannotBeMadeIsReported) {
-    machine_.faults().Fail({.call = "Files.SHCreateDirectoryExW", .code = platform::kErrorAccessDenied});
+    machine_.faults().Fail({.call = "Paths.SHCreateDirectoryExW", .code = platform::kErrorAccessDenied});
     EXPECT_FALSE(database_.InitSqLiteDb(kPath));
     EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/Failed to create the database directory"});
 }
@@ -300,7 +301,7 @@ TEST_F(Initialisation, KilledAtAnyCallAnOldDatabaseIsPreparedByTheNextStart) {
     MakeFile(std::string(kUserTable) + kOldDelayTable + kOldChangeTable +
              "INSERT INTO fileChangeRecord VALUES(7,1,'a','',32,1);INSERT INTO user VALUES('u','p',1);");
     const std::u16string copy = u"D:\\Data\\copy\\ListenService.dat";
-    ASSERT_EQ(platform_.files.SHCreateDirectoryExW(u"D:\\Data\\copy\\"), 0);
+    ASSERT_EQ(platform_.paths.SHCreateDirectoryExW(u"D:\\Data\\copy\\"), 0);
     const std::string copyOnHost = machine_.files().HostPath(copy).string();
     std::size_t migrated = 0;
     std::size_t inWal = 0;
@@ -414,7 +415,7 @@ TEST_F(Initialisation, FileThatIsNoDatabaseIsReportedAndLeftAlone) {
 }
 
 TEST_F(Initialisation, FolderWhereTheFileWouldBeIsReported) {
-    ASSERT_EQ(platform_.files.SHCreateDirectoryExW(kPath), 0);
+    ASSERT_EQ(platform_.paths.SHCreateDirectoryExW(kPath), 0);
     EXPECT_FALSE(database_.InitSqLiteDb(kPath));
     EXPECT_EQ(Errors(), Lines{"SqLite3Operator/InitSqLiteDb/The database directory is incorrect"});
     EXPECT_TRUE(sqlite_.calls().empty());
@@ -422,7 +423,7 @@ TEST_F(Initialisation, FolderWhereTheFileWouldBeIsReported) {
 
 TEST_F(Initialisation, OperationsOnADatabaseThatIsGoneFailWithTheirLogLine) {
     Init();
-    ASSERT_TRUE(platform_.files.DeleteFileW(kPath));
+    ASSERT_TRUE(platform_.paths.DeleteFileW(kPath));
     EXPECT_FALSE(database_.CreateTables());
     EXPECT_FALSE(database_.CheckColumnExists());
     EXPECT_FALSE(database_.SelectUserTableByUserId(kUser).ok);
@@ -430,7 +431,7 @@ TEST_F(Initialisation, OperationsOnADatabaseThatIsGoneFailWithTheirLogLine) {
     const std::string write = "SqLite3Operator/OpenDb/Failed to open the database,error reason:14";
     const std::string read = "SqLite3Operator/OpenDbReadOnly/Failed to open the read-only database,error reason:14";
     EXPECT_EQ(Errors(), (Lines{write, read, read, write}));
-    EXPECT_FALSE(platform_.files.PathFileExistsW(kPath));
+    EXPECT_FALSE(platform_.paths.PathFileExistsW(kPath));
 }
 
 // Nobody's database may be taken for the one that could not be prepared, least of all the one before.
@@ -443,13 +444,13 @@ TEST_F(Initialisation, BeforeItNoOperationFindsADatabase) {
 }
 
 // Lets the allocation fail only until the first file call: the simulated machine's own need memory.
-class FilesThatEndTheFailure final : public sim::ForwardingFiles {
+class PathsThatEndTheFailure final : public test::ForwardingPaths {
 public:
-    using ForwardingFiles::ForwardingFiles;
+    using ForwardingPaths::ForwardingPaths;
 
     int Waccess(const std::u16string& path, int mode) override {
         failing.reset();
-        return ForwardingFiles::Waccess(path, mode);
+        return ForwardingPaths::Waccess(path, mode);
     }
 
     std::optional<records::testing::FailingAllocation> failing;
@@ -458,19 +459,17 @@ public:
 // Another user's database is not taken for the one that was asked for.
 TEST_F(Initialisation, WithoutMemoryForThePathNoDatabaseIsLeftLeastOfAllTheOneBefore) {
     const std::u16string another = u"D:\\Data\\0a1b\\ListenService.dat";
-    FilesThatEndTheFailure files(real_.files);
-    platform::Platform platform{platform_.errors, platform_.services, platform_.modules, files,
-                                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
-                                platform_.trust,  platform_.sqlite,   platform_.digest};
+    PathsThatEndTheFailure paths(real_.paths);
+    platform::Platform platform = test::PlatformWith(platform_, paths);
     SqLite3Operator database(platform);
     Init();
     RunSql("INSERT INTO fileChangeRecord VALUES(1,1,'unread','',0,1,1,1);");
     std::uint64_t failures = 0;
     for (bool prepared = false; !prepared; ++failures) {
         ASSERT_TRUE(database.InitSqLiteDb(kPath));
-        files.failing.emplace(failures + 1);
+        paths.failing.emplace(failures + 1);
         prepared = database.InitSqLiteDb(another);
-        files.failing.reset();
+        paths.failing.reset();
         EXPECT_EQ(database.databasePath(), prepared ? another : u"");
         database.ClearRecordTables();
         ASSERT_EQ(Rows("SELECT relativePath FROM fileChangeRecord;"), Lines{"unread"}) << failures;
@@ -480,7 +479,7 @@ TEST_F(Initialisation, WithoutMemoryForThePathNoDatabaseIsLeftLeastOfAllTheOneBe
 
 class Dropping : public DatabaseTest {
 protected:
-    bool Exists(const std::u16string& path) { return platform_.files.PathFileExistsW(path); }
+    bool Exists(const std::u16string& path) { return platform_.paths.PathFileExistsW(path); }
     bool Drop() { return SqLite3Operator::DropTablesAndDb(platform_, kPath); }
 };
 
@@ -508,10 +507,10 @@ TEST_F(Dropping, MissingFileIsFirstCreated) {
 
 TEST_F(Dropping, FileThatCannotBeDeletedIsTriedFourTimesAndLogged) {
     Init();
-    machine_.faults().Fail({.call = "Files.DeleteFileW", .forEver = true, .code = platform::kErrorSharingViolation});
+    machine_.faults().Fail({.call = "Paths.DeleteFileW", .forEver = true, .code = platform::kErrorSharingViolation});
     const std::int64_t start = Now();
     EXPECT_TRUE(Drop());
-    EXPECT_EQ(machine_.faults().calls("Files.DeleteFileW"), 6U);  // four times the database, once each companion
+    EXPECT_EQ(machine_.faults().calls("Paths.DeleteFileW"), 6U);  // four times the database, once each companion
     EXPECT_EQ(Now() - start, 3000);
     EXPECT_EQ(Errors(), Lines{"SqLite3Operator/DropTablesAndDb/Failed to delete the database file, error code is 32"});
 }
@@ -519,7 +518,7 @@ TEST_F(Dropping, FileThatCannotBeDeletedIsTriedFourTimesAndLogged) {
 TEST_F(Dropping, FileThatIsReleasedInTimeIsDeleted) {
     Init();
     for (std::uint64_t n = 1; n <= 3; ++n) {
-        machine_.faults().Fail({.call = "Files.DeleteFileW", .nth = n, .code = platform::kErrorSharingViolation});
+        machine_.faults().Fail({.call = "Paths.DeleteFileW", .nth = n, .code = platform::kErrorSharingViolation});
     }
     EXPECT_TRUE(Drop());
     EXPECT_EQ(Errors(), Lines{});

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "sim/machine.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 
 namespace tavi::DigitalSignature {
 namespace {
@@ -20,16 +22,16 @@ constexpr char16_t kImage[] = u"C:\\Apps\\Client\\client.exe";
 constexpr char16_t kPublisher[] = u"The Publisher";
 
 // Hands every call on; a test looks on while the signature is verified, or lets the image's path change.
-class WatchedTrust final : public platform::Trust {
+class WatchedTrust final : public test::ForwardingTrust {
 public:
-    explicit WatchedTrust(platform::Trust& trust) : trust_(trust) {}
+    using ForwardingTrust::ForwardingTrust;
 
     platform::Handle OpenProcess(std::uint32_t access, std::uint32_t processId) override {
         askedAccess = access;
-        return trust_.OpenProcess(access, processId);
+        return ForwardingTrust::OpenProcess(access, processId);
     }
     bool QueryFullProcessImageNameW(platform::Handle process, std::u16string& path) override {
-        const bool done = trust_.QueryFullProcessImageNameW(process, path);
+        const bool done = ForwardingTrust::QueryFullProcessImageNameW(process, path);
         if (!alwaysPath.empty()) {
             path = alwaysPath;
         }
@@ -43,21 +45,13 @@ public:
         if (whileVerifying) {
             whileVerifying(file);
         }
-        return trust_.WinVerifyTrust(path, file, state);
+        return ForwardingTrust::WinVerifyTrust(path, file, state);
     }
-    bool SignerCommonName(platform::TrustState state, std::u16string& commonName) override {
-        return trust_.SignerCommonName(state, commonName);
-    }
-    void CloseTrustState(platform::TrustState state) override { trust_.CloseTrustState(state); }
-
     std::function<void(platform::Handle)> whileVerifying;
     std::u16string alwaysPath;
     std::u16string laterPath;
     int queries = 0;
     std::uint32_t askedAccess = 0;
-
-private:
-    platform::Trust& trust_;
 };
 
 // A machine with one client process, whose executable is signed by the publisher.
@@ -71,8 +65,7 @@ struct ClientMachine {
 
     platform::Platform Platform() {
         platform::Platform parts = machine.platform();
-        return {parts.errors, parts.services, parts.modules, parts.files,  parts.pipes, parts.threads,
-                parts.clock,  parts.heap,     trust,         parts.sqlite, parts.digest};
+        return test::PlatformWith(parts, trust);
     }
     bool Check(std::u16string_view publisher = kPublisher) {
         platform::Platform platform = Platform();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sim/machine.h"
+#include "support/platform_with.h"
 #include "unit/platform/unused_files.h"
 
 namespace FileHepler {
@@ -131,9 +132,7 @@ TEST(GetFrnByPath, OpensTheObjectItselfForItsAttributesAndSharesEverything) {
     Machine machine;
     NotingFiles files;
     tavi::platform::Platform parts = machine.platform();
-    tavi::platform::Platform platform{parts.errors, parts.services, parts.modules, files,
-                                      parts.pipes,  parts.threads,  parts.clock,   parts.heap,
-                                      parts.trust,  parts.sqlite,   parts.digest};
+    tavi::platform::Platform platform = tavi::test::PlatformWith(parts, files);
     EXPECT_EQ(GetFrnByPath(platform, u"C:/folder."), 0u);
     EXPECT_TRUE(files.asked == std::tuple(std::u16string(u"\\\\?\\C:\\folder."), 0x80u, 7u, 3u, 0x02200000u));
 }

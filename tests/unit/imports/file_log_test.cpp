@@ -375,14 +375,14 @@ TEST(ServiceLogFolder, IsBelowTheCommonApplicationData) {
     tavi::sim::Machine machine;
     tavi::platform::Platform platform = machine.platform();
     EXPECT_TRUE(ServiceLogFolder(platform) == u"C:\\ProgramData\\ZenloTavi\\Log");
-    platform.files.SHCreateDirectoryExW(u"C:\\ProgramData\\ZenloTavi\\Log");
+    platform.paths.SHCreateDirectoryExW(u"C:\\ProgramData\\ZenloTavi\\Log");
     EXPECT_TRUE(ServiceLogFolder(platform) == u"C:\\ProgramData\\ZenloTavi\\Log");
 }
 
 TEST(ServiceLogFolder, IsEmptyWhenTheSystemDoesNotNameThatFolder) {
     tavi::sim::Machine machine;
     tavi::platform::Platform platform = machine.platform();
-    machine.faults().Fail({.call = "Files.SHGetFolderPathW"});
+    machine.faults().Fail({.call = "Paths.SHGetFolderPathW"});
     EXPECT_TRUE(ServiceLogFolder(platform).empty());
 }
 

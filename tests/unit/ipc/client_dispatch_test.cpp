@@ -2,7 +2,8 @@
 
 #include <new>
 
-#include "sim/forwarding_files.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 #include "unit/ipc/pipe_bench.h"
 
 namespace tavi::ipc {
@@ -97,15 +98,13 @@ TEST_F(ClientDispatch, FinishingFlagIsClearedAfterTheReplyOnly) {
 }
 
 TEST_F(ClientDispatch, ReplyThatThrowsLeavesTheFinishingFlagClear) {
-    struct ThrowingFiles final : sim::ForwardingFiles {
+    struct ThrowingFiles final : test::ForwardingFiles {
         using ForwardingFiles::ForwardingFiles;
         bool WriteFile(platform::Handle, std::span<const std::byte>, std::uint32_t&) override {
             throw std::bad_alloc();
         }
     } files(platform_.files);
-    platform::Platform platform{platform_.errors, platform_.services, platform_.modules, files,
-                                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
-                                platform_.trust,  platform_.sqlite,   platform_.digest};
+    platform::Platform platform = test::PlatformWith(platform_, files);
     ListenServiceNamedPipe pipe(platform);
     DispatchClientMessage(pipe, commands_, Command(protocol::kFinishListenTasks));
     EXPECT_TRUE(log_.HasError("ListenServiceImpl", "ListenServiceNamedPipe",

@@ -4,7 +4,8 @@
 #include <functional>
 #include <new>
 
-#include "sim/forwarding_files.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 #include "unit/ipc/pipe_bench.h"
 
 namespace tavi::ipc {
@@ -330,7 +331,7 @@ TEST_F(NamedPipe, ReplyOf2500BytesIsWrittenInThreePieces) {
 }
 
 // Takes fewer bytes than it is offered.
-class SlowFiles : public sim::ForwardingFiles {
+class SlowFiles : public test::ForwardingFiles {
 public:
     SlowFiles(platform::Files& real, std::size_t atMost) : ForwardingFiles(real), atMost_(atMost) {}
 
@@ -350,8 +351,7 @@ struct SlowWriting {
     SlowWriting(sim::Machine& machine, std::size_t atMost) {
         const platform::Platform own = machine.platform();
         SlowFiles files(own.files, atMost);
-        platform::Platform slow{own.errors, own.services, own.modules, files,      own.pipes, own.threads,
-                                own.clock,  own.heap,     own.trust,   own.sqlite, own.digest};
+        platform::Platform slow = test::PlatformWith(own, files);
         ListenServiceNamedPipe pipe(slow);
         EXPECT_TRUE(pipe.Create());
         machine.Spawn("client", [&machine, this] {

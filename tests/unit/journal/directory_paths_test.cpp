@@ -67,7 +67,7 @@ TEST_F(DirectoryPathsTest, NoHandleStaysOpen) {
     const std::size_t before = machine.OpenHandles();
     PathOf(frn);
     EXPECT_EQ(machine.OpenHandles(), before);
-    machine.faults().Fail({.call = "Files.NtQueryInformationFile"});
+    machine.faults().Fail({.call = "NativeCalls.NtQueryInformationFile"});
     PathOf(frn);
     EXPECT_EQ(machine.OpenHandles(), before);
 }
@@ -103,7 +103,7 @@ TEST_F(DirectoryPathsTest, DirectoryThatCannotBeOpenedIsRebuiltFromTheMapping) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
     mapping->LearnSyncFolder(1, u"\\Sync");
     mapping->Load({{frn, 1, false, u"As mapped"}});
-    machine.faults().Fail({.call = "Files.NtCreateFile"});
+    machine.faults().Fail({.call = "NativeCalls.NtCreateFile"});
     EXPECT_EQ(PathOf(frn), u"\\Sync\\As mapped");
     EXPECT_EQ(PathOf(4711), u"");
     EXPECT_THAT(Errors(), IsEmpty());
@@ -113,8 +113,8 @@ TEST_F(DirectoryPathsTest, FailedNameQueryIsLoggedAndRebuiltFromTheMapping) {
     const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
     mapping->LearnSyncFolder(1, u"\\Sync");
     mapping->Load({{frn, 1, false, u"As mapped"}});
-    machine.faults().Fail({.call = "Files.GetFileAttributesW", .code = 31});
-    EXPECT_EQ(platform.files.GetFileAttributesW(u"C:\\Sync"), platform::kInvalidFileAttributes);
+    machine.faults().Fail({.call = "Paths.GetFileAttributesW", .code = 31});
+    EXPECT_EQ(platform.paths.GetFileAttributesW(u"C:\\Sync"), platform::kInvalidFileAttributes);
     files.nameAnswer = [](std::span<std::byte>) { return static_cast<std::int32_t>(0xC0000001); };
     EXPECT_EQ(PathOf(frn), u"\\Sync\\As mapped");
     EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/GetFullPathByFileReferenceNumber/"

@@ -19,12 +19,13 @@
 #include "journal/volume_journal.h"
 #include "platform/constants.h"
 #include "sim/captured_log.h"
-#include "sim/forwarding_files.h"
 #include "sim/machine.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 
 namespace tavi::journal::testing {
 
-class SpyFiles : public sim::ForwardingFiles {
+class SpyFiles : public test::ForwardingFiles, public test::ForwardingVolumes, public test::ForwardingNativeCalls {
 public:
     struct Opening {
         std::u16string path;
@@ -43,7 +44,11 @@ public:
         std::uint32_t error = 0;
     };
 
-    explicit SpyFiles(sim::Machine& machine) : ForwardingFiles(machine.platform().files), machine_(machine) {}
+    explicit SpyFiles(sim::Machine& machine)
+        : ForwardingFiles(machine.files()),
+          ForwardingVolumes(machine.files()),
+          ForwardingNativeCalls(machine.files()),
+          machine_(machine) {}
 
     platform::Handle CreateFileW(const std::u16string& path, std::uint32_t access, std::uint32_t shareMode,
                                  std::uint32_t disposition, std::uint32_t flagsAndAttributes) override {
@@ -56,11 +61,11 @@ public:
         Refusal& refusal = refusals[controlCode];
         if (refusal.times > 0) {
             --refusal.times;
-            machine_.faults().Fail({.call = "Files.DeviceIoControl", .code = refusal.error});
+            machine_.faults().Fail({.call = "Volumes.DeviceIoControl", .code = refusal.error});
         } else if (beforeControl) {
             beforeControl(controlCode);
         }
-        const bool succeeded = ForwardingFiles::DeviceIoControl(handle, controlCode, input, output, bytesReturned);
+        const bool succeeded = ForwardingVolumes::DeviceIoControl(handle, controlCode, input, output, bytesReturned);
         if (succeeded && afterRead && controlCode == platform::kFsctlReadUsnJournal) {
             afterRead(output, bytesReturned);
         }
@@ -69,7 +74,7 @@ public:
     std::int32_t NtCreateFile(platform::ProcAddress function, const platform::NtOpenById& request,
                               platform::Handle& opened) override {
         openingsById.push_back(request);
-        return ForwardingFiles::NtCreateFile(function, request, opened);
+        return ForwardingNativeCalls::NtCreateFile(function, request, opened);
     }
     std::int32_t NtQueryInformationFile(platform::ProcAddress function, platform::Handle handle,
                                         std::span<std::byte> buffer, std::uint32_t informationClass) override {
@@ -77,7 +82,7 @@ public:
         if (nameAnswer) {
             return nameAnswer(buffer);
         }
-        return ForwardingFiles::NtQueryInformationFile(function, handle, buffer, informationClass);
+        return ForwardingNativeCalls::NtQueryInformationFile(function, handle, buffer, informationClass);
     }
 
     std::size_t CountControls(std::uint32_t code) const {
@@ -199,8 +204,7 @@ public:
     sim::CapturedLog log;
     platform::Platform real = machine.platform();
     SpyFiles files{machine};
-    platform::Platform platform{real.errors, real.services, real.modules, files,       real.pipes, real.threads,
-                                real.clock,  real.heap,     real.trust,   real.sqlite, real.digest};
+    platform::Platform platform = test::PlatformWith(real, files);
     db::SqLite3Operator database{platform};
 };
 

@@ -2,19 +2,19 @@
 // waits for somebody, or that throws. Hooks run on the thread that calls; set them before it does.
 #pragma once
 
-#include <array>
 #include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <utility>
 
-#include "sim/forwarding_files.h"
 #include "sim/machine.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 
 namespace tavi::test {
 
-class HookedFiles final : public sim::ForwardingFiles {
+class HookedFiles final : public ForwardingFiles {
 public:
     explicit HookedFiles(sim::Machine& machine) : ForwardingFiles(machine.platform().files) {}
 
@@ -45,88 +45,32 @@ public:
     std::function<void(platform::Handle)> beforeClose;
 };
 
-class HookedThreads final : public platform::Threads {
+class HookedThreads final : public ForwardingThreads {
 public:
-    explicit HookedThreads(sim::Machine& machine) : real_(machine.platform().threads) {}
+    explicit HookedThreads(sim::Machine& machine) : ForwardingThreads(machine.platform().threads) {}
 
     platform::Handle StartThread(std::function<void()> entry) override {
         if (beforeStart) {
             beforeStart();
         }
-        return real_.StartThread(std::move(entry));
+        return ForwardingThreads::StartThread(std::move(entry));
     }
-    bool WaitForThread(platform::Handle thread, std::uint32_t milliseconds) override {
-        return real_.WaitForThread(thread, milliseconds);
-    }
-    void CloseThread(platform::Handle thread) override { real_.CloseThread(thread); }
-    bool CancelSynchronousIo(platform::Handle thread) override { return real_.CancelSynchronousIo(thread); }
-    std::uint32_t GetCurrentThreadId() override { return real_.GetCurrentThreadId(); }
-    void Sleep(std::uint32_t milliseconds) override { real_.Sleep(milliseconds); }
 
     std::function<void()> beforeStart;
-
-private:
-    platform::Threads& real_;
 };
 
-class HookedPipes final : public platform::Pipes {
+class HookedPipes final : public ForwardingPipes {
 public:
-    explicit HookedPipes(sim::Machine& machine) : real_(machine.pipes()) {}
+    explicit HookedPipes(sim::Machine& machine) : ForwardingPipes(machine.pipes()) {}
 
-    bool AllocateAndInitializeSid(const std::array<std::uint8_t, 6>& authority,
-                                  std::span<const std::uint32_t> subAuthorities, platform::Sid& sid) override {
-        return real_.AllocateAndInitializeSid(authority, subAuthorities, sid);
-    }
     void FreeSid(platform::Sid sid) override {
         if (beforeFreeSid) {
             beforeFreeSid();
         }
-        real_.FreeSid(sid);
-    }
-    std::uint32_t SetEntriesInAclW(std::span<const platform::ExplicitAccess> entries, platform::Acl& acl) override {
-        return real_.SetEntriesInAclW(entries, acl);
-    }
-    void FreeAcl(platform::Acl acl) override { real_.FreeAcl(acl); }
-    platform::LocalMemory LocalAlloc(std::uint32_t flags, std::size_t bytes) override {
-        return real_.LocalAlloc(flags, bytes);
-    }
-    void LocalFree(platform::LocalMemory memory) override { real_.LocalFree(memory); }
-    bool InitializeSecurityDescriptor(platform::LocalMemory descriptor, std::uint32_t revision) override {
-        return real_.InitializeSecurityDescriptor(descriptor, revision);
-    }
-    bool SetSecurityDescriptorDacl(platform::LocalMemory descriptor, bool present, platform::Acl acl,
-                                   bool defaulted) override {
-        return real_.SetSecurityDescriptorDacl(descriptor, present, acl, defaulted);
-    }
-    platform::Handle CreateNamedPipeW(const std::u16string& name, std::uint32_t openMode, std::uint32_t pipeMode,
-                                      std::uint32_t maximumInstances, std::uint32_t outBufferSize,
-                                      std::uint32_t inBufferSize, std::uint32_t defaultTimeout,
-                                      const platform::SecurityAttributes& attributes) override {
-        return real_.CreateNamedPipeW(name, openMode, pipeMode, maximumInstances, outBufferSize, inBufferSize,
-                                      defaultTimeout, attributes);
-    }
-    bool ConnectNamedPipe(platform::Handle pipe) override { return real_.ConnectNamedPipe(pipe); }
-    bool DisconnectNamedPipe(platform::Handle pipe) override { return real_.DisconnectNamedPipe(pipe); }
-    bool GetNamedPipeClientProcessId(platform::Handle pipe, std::uint32_t& processId) override {
-        return real_.GetNamedPipeClientProcessId(pipe, processId);
+        ForwardingPipes::FreeSid(sid);
     }
 
     std::function<void()> beforeFreeSid;
-
-private:
-    platform::Pipes& real_;
 };
-
-inline platform::Platform WithPipes(sim::Machine& machine, HookedPipes& pipes) {
-    const platform::Platform real = machine.platform();
-    return {real.errors, real.services, real.modules, real.files,  pipes,      real.threads,
-            real.clock,  real.heap,     real.trust,   real.sqlite, real.digest};
-}
-
-inline platform::Platform WithHooks(sim::Machine& machine, HookedFiles& files, HookedThreads& threads) {
-    const platform::Platform real = machine.platform();
-    return {real.errors, real.services, real.modules, files,       real.pipes, threads,
-            real.clock,  real.heap,     real.trust,   real.sqlite, real.digest};
-}
 
 }  // namespace tavi::test

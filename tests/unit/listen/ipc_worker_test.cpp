@@ -83,7 +83,7 @@ protected:
     sim::Machine machine_;
     test::HookedFiles files_{machine_};
     test::HookedThreads threads_{machine_};
-    platform::Platform platform_ = test::WithHooks(machine_, files_, threads_);
+    platform::Platform platform_ = test::PlatformWith(machine_.platform(), files_, threads_);
     ListenProcess process_{platform_};
     OneAnswer commands_{machine_};
     IpcWorker worker_{platform_, process_, commands_, test::kPublisher};
@@ -244,7 +244,7 @@ TEST_F(IpcWorkerTest, PipeIsClosedBeforeTheServiceIsToldToStop) {
 
 TEST_F(IpcWorkerTest, SecurityObjectsOfAPipeThatCannotBeCreatedAreReleasedBeforeTheFlagsAreSet) {
     test::HookedPipes pipes(machine_);
-    platform::Platform hooked = test::WithPipes(machine_, pipes);
+    platform::Platform hooked = test::PlatformWith(machine_.platform(), pipes);
     int freed = 0;
     pipes.beforeFreeSid = [&] {
         ++freed;

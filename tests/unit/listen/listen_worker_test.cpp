@@ -42,7 +42,7 @@ protected:
     sim::Machine machine_;
     test::HookedFiles files_{machine_};
     test::HookedThreads threads_{machine_};
-    platform::Platform platform_ = test::WithHooks(machine_, files_, threads_);
+    platform::Platform platform_ = test::PlatformWith(machine_.platform(), files_, threads_);
     test::CycleScript script_;
     ListenProcess process_{platform_};
     ListenWorker worker_{platform_, process_, test::FakeCycles(script_)};

@@ -45,7 +45,7 @@ protected:
     sim::Machine machine_;
     HookedFiles files_{machine_};
     HookedThreads threads_{machine_};
-    platform::Platform platform_ = WithHooks(machine_, files_, threads_);
+    platform::Platform platform_ = PlatformWith(machine_.platform(), files_, threads_);
     CycleScript script_;
     service::CheckPointCounter checkPoints_;
     listen::ListenProcess process_{platform_};

@@ -96,7 +96,7 @@ TEST_F(StartHandlerTest, FirstLoginOnAVolumeWithoutAJournalCreatesIt) {
 }
 
 TEST_F(StartHandlerTest, FirstLoginThatFindsNoPositionFails) {
-    machine_.faults().Fail({.call = "Files.DeviceIoControl", .forEver = true});
+    machine_.faults().Fail({.call = "Volumes.DeviceIoControl", .forEver = true});
     EXPECT_EQ(Handle(Request()), 5U);
     EXPECT_THAT(StartErrors(), ElementsAre(ServiceError("HandleUserFirstLoginProcess", "Failed to query the USN")));
     ExpectNoListenThread();
@@ -143,7 +143,7 @@ TEST_F(StartHandlerTest, ContinuingWhoseThreadCannotBeStartedFails) {
 
 TEST_F(StartHandlerTest, JournalThatCannotBeQueriedTheSecondTimeFails) {
     LogInBefore(NextUsn());
-    machine_.faults().Fail({.call = "Files.DeviceIoControl", .nth = 2});  // the probe's is the first
+    machine_.faults().Fail({.call = "Volumes.DeviceIoControl", .nth = 2});  // the probe's is the first
     EXPECT_EQ(Handle(Request()), 5U);
     EXPECT_THAT(StartErrors(), ElementsAre(ServiceError(kStart, "Failed to query the firstUSN and nextUSN")));
     ExpectNoListenThread();
@@ -169,9 +169,9 @@ TEST_F(StartHandlerTest, PositionOneAboveTheNextTakesTheExpirationPath) {
 TEST_F(StartHandlerTest, ExpirationCreatesNoJournal) {
     LogInBefore(NextUsn() + 1);
     // Probe and query succeed, the process's own query does not.
-    machine_.faults().Fail({.call = "Files.DeviceIoControl", .nth = 3, .forEver = true});
+    machine_.faults().Fail({.call = "Volumes.DeviceIoControl", .nth = 3, .forEver = true});
     EXPECT_EQ(Handle(Request()), 5U);
-    EXPECT_EQ(machine_.faults().calls("Files.DeviceIoControl"), 3U);
+    EXPECT_EQ(machine_.faults().calls("Volumes.DeviceIoControl"), 3U);
     EXPECT_THAT(StartErrors(), ElementsAre(ServiceError("HandleUsnExpirationProcess", "Failed to query the nextUSN")));
     ExpectNoListenThread();
 }
@@ -193,7 +193,7 @@ TEST_F(StartHandlerTest, ClosureCreatesTheJournalWithoutQueryingFirst) {
     machine_.volume().WithJournal([](auto& journal) { journal.Delete(); });
     EXPECT_EQ(HandleAndRun(Request()), 1U);
     // The probe, the creation, the query of the next position.
-    EXPECT_EQ(machine_.faults().calls("Files.DeviceIoControl"), 3U);
+    EXPECT_EQ(machine_.faults().calls("Volumes.DeviceIoControl"), 3U);
 }
 
 TEST_F(StartHandlerTest, VolumeThatCannotBeOpenedIsAClosedJournal) {
@@ -209,7 +209,7 @@ TEST_F(StartHandlerTest, VolumeThatCannotBeOpenedIsAClosedJournal) {
 
 TEST_F(StartHandlerTest, JournalThatCannotBeCreatedShowsInTheQueryAfterIt) {
     LogInBefore(NextUsn());
-    machine_.faults().Fail({.call = "Files.DeviceIoControl", .forEver = true});
+    machine_.faults().Fail({.call = "Volumes.DeviceIoControl", .forEver = true});
     EXPECT_EQ(Handle(Request()), 5U);
     EXPECT_THAT(StartErrors(),
                 ElementsAre(ServiceError("HandleChangeJournalClosureProcess", "Failed to query the nextUSN")));
@@ -236,7 +236,7 @@ TEST_F(StartHandlerTest, FolderWhosePathDiffersInLetterCaseOnlyIsAnotherFolder) 
 
 TEST_F(StartHandlerTest, PathSwitchThatFindsNoPositionFails) {
     LogInBefore(NextUsn());
-    machine_.faults().Fail({.call = "Files.DeviceIoControl", .forEver = true});
+    machine_.faults().Fail({.call = "Volumes.DeviceIoControl", .forEver = true});
     EXPECT_EQ(Handle(Request(u"user", u"C:\\Other")), 5U);
     EXPECT_THAT(StartErrors(),
                 ElementsAre(ServiceError("HandleChangeListenPathProcess", "Failed to query the nextNSN")));

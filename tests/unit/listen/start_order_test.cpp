@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "listen/start_handler.h"
+#include "support/platform_with.h"
 #include "unit/db/scripted_sqlite.h"
 #include "unit/journal/journal_rig.h"
 #include "unit/listen/hooked_platform.h"
@@ -79,9 +80,7 @@ protected:
     journal::testing::SpyFiles files_{machine_};
     db::ScriptedSqlite sqlite_{machinesOwn_.sqlite};
     test::HookedThreads threads_{machine_};
-    platform::Platform platform_{
-        machinesOwn_.errors, machinesOwn_.services, machinesOwn_.modules, files_,  machinesOwn_.pipes, threads_,
-        machinesOwn_.clock,  machinesOwn_.heap,     machinesOwn_.trust,   sqlite_, machinesOwn_.digest};
+    platform::Platform platform_ = test::PlatformWith(machinesOwn_, files_, threads_, sqlite_);
     ListenProcess process_{platform_};
     ListenWorker worker_{platform_, process_, test::FakeCycles(script_)};
     StartHandler handler_{platform_, process_, worker_};
@@ -235,10 +234,10 @@ TEST_F(StartOrder, FailedStepOfAnUpdateStopsTheStepsAfterIt) {
 TEST_F(StartOrder, NoDatabaseIsMadeOrOpenedForAFolderThatIsNotOnNtfs) {
     machine_.files().SetFileSystem(u'D', u"FAT32");
     EXPECT_EQ(Handle(Request(u"user", u"D:\\Sync")), 5U);
-    EXPECT_EQ(machine_.faults().calls("Files.GetVolumeInformationW"), 1U);
+    EXPECT_EQ(machine_.faults().calls("Volumes.GetVolumeInformationW"), 1U);
     EXPECT_THAT(sqlite_.calls(), IsEmpty());
     EXPECT_THAT(files_.openings, IsEmpty());
-    EXPECT_EQ(machine_.faults().calls("Files.SHCreateDirectoryExW"), 0U);
+    EXPECT_EQ(machine_.faults().calls("Paths.SHCreateDirectoryExW"), 0U);
     EXPECT_EQ(machine_.faults().calls("Digest.MdCtxNew"), 0U) << "its path is not even made up";
 }
 
@@ -246,7 +245,7 @@ TEST_F(StartOrder, FileSystemIsNotAskedForWhenTheDatabasePathIsEmpty) {
     ipc::ListenTaskParams request = Request();
     request.databasePath.clear();
     EXPECT_EQ(Handle(request), 5U);
-    EXPECT_EQ(machine_.faults().calls("Files.GetVolumeInformationW"), 0U);
+    EXPECT_EQ(machine_.faults().calls("Volumes.GetVolumeInformationW"), 0U);
     EXPECT_THAT(sqlite_.calls(), IsEmpty());
 }
 

@@ -114,7 +114,7 @@ TEST_F(Entry, UninstallInAnyLetterCaseUninstallsAndDeletesTheDatabases) {
 TEST_F(Entry, DatabasesAreDeletedEvenWhenNothingWasInstalled) {
     EXPECT_EQ(Run({u"/uninstall"}), 0);
     EXPECT_THAT(NetLines(), Contains("UninstallSyncFileListenServiceOpenService failed, error code is 1060"));
-    EXPECT_EQ(machine_.faults().calls("Files.SHGetFolderPathW"), 1U);
+    EXPECT_EQ(machine_.faults().calls("Paths.SHGetFolderPathW"), 1U);
 }
 
 TEST_F(Entry, DescriptionIsSetWhateverTheOutcomeOfTheInstallation) {

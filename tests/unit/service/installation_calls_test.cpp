@@ -8,6 +8,8 @@
 #include "service/installation.h"
 #include "sim/captured_log.h"
 #include "sim/machine.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 
 namespace tavi::service {
 namespace {
@@ -18,49 +20,27 @@ using testing::IsEmpty;
 const std::u16string kName = u"TaviLumbraService";
 
 // Hands every call on, and keeps with what access handles are asked for, and when which kind of handle is closed.
-class NotingServices final : public platform::Services {
+class NotingServices final : public test::ForwardingServices {
 public:
-    NotingServices(platform::Services& real, std::vector<std::string>& order) : real_(real), order_(order) {}
+    NotingServices(platform::Services& real, std::vector<std::string>& order)
+        : ForwardingServices(real), order_(order) {}
 
-    bool StartServiceCtrlDispatcherW(const std::u16string& serviceName,
-                                     platform::ServiceMainFunction serviceMain) override {
-        return real_.StartServiceCtrlDispatcherW(serviceName, serviceMain);
-    }
-    platform::StatusHandle RegisterServiceCtrlHandlerW(const std::u16string& serviceName,
-                                                       platform::ControlHandlerFunction handler) override {
-        return real_.RegisterServiceCtrlHandlerW(serviceName, handler);
-    }
-    bool SetServiceStatus(platform::StatusHandle handle, const platform::ServiceStatus& status) override {
-        return real_.SetServiceStatus(handle, status);
-    }
     platform::ServiceHandle OpenSCManagerW(std::uint32_t access) override {
         managerAccess.push_back(access);
-        return Keep("manager", real_.OpenSCManagerW(access));
+        return Keep("manager", ForwardingServices::OpenSCManagerW(access));
     }
     platform::ServiceHandle CreateServiceW(platform::ServiceHandle manager,
                                            const platform::ServiceDefinition& definition) override {
-        return Keep("service", real_.CreateServiceW(manager, definition));
+        return Keep("service", ForwardingServices::CreateServiceW(manager, definition));
     }
     platform::ServiceHandle OpenServiceW(platform::ServiceHandle manager, const std::u16string& serviceName,
                                          std::uint32_t access) override {
         serviceAccess.push_back(access);
-        return Keep("service", real_.OpenServiceW(manager, serviceName, access));
-    }
-    bool ControlService(platform::ServiceHandle service, std::uint32_t control,
-                        platform::ServiceStatus& status) override {
-        return real_.ControlService(service, control, status);
-    }
-    bool QueryServiceStatus(platform::ServiceHandle service, platform::ServiceStatus& status) override {
-        return real_.QueryServiceStatus(service, status);
-    }
-    bool DeleteService(platform::ServiceHandle service) override { return real_.DeleteService(service); }
-    bool ChangeServiceConfig2W(platform::ServiceHandle service, std::uint32_t infoLevel,
-                               const std::u16string& description) override {
-        return real_.ChangeServiceConfig2W(service, infoLevel, description);
+        return Keep("service", ForwardingServices::OpenServiceW(manager, serviceName, access));
     }
     bool CloseServiceHandle(platform::ServiceHandle handle) override {
         order_.push_back("close " + kinds_[handle]);
-        return real_.CloseServiceHandle(handle);
+        return ForwardingServices::CloseServiceHandle(handle);
     }
 
     std::vector<std::uint32_t> managerAccess;
@@ -72,7 +52,6 @@ private:
         return handle;
     }
 
-    platform::Services& real_;
     std::vector<std::string>& order_;
     std::map<platform::ServiceHandle, std::string> kinds_;
 };
@@ -103,8 +82,7 @@ protected:
     sim::Machine machine_;
     platform::Platform real_ = machine_.platform();
     NotingServices services_{real_.services, order_};
-    platform::Platform platform_{real_.errors, services_,  real_.modules, real_.files,  real_.pipes, real_.threads,
-                                 real_.clock,  real_.heap, real_.trust,   real_.sqlite, real_.digest};
+    platform::Platform platform_ = test::PlatformWith(real_, services_);
 };
 
 TEST_F(InstallationCalls, InstallingConnectsToTheManagerAndCreates) {

@@ -5,8 +5,9 @@
 
 #include "db/sqlite3_operator.h"
 #include "sim/captured_log.h"
-#include "sim/forwarding_files.h"
 #include "sim/machine.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 
 namespace tavi::service {
 namespace {
@@ -52,7 +53,7 @@ protected:
 
     std::u16string RoamingFolder() {
         std::u16string folder;
-        EXPECT_EQ(platform_.files.SHGetFolderPathW(platform::kCsidlRoamingAppData, folder), 0);
+        EXPECT_EQ(platform_.paths.SHGetFolderPathW(platform::kCsidlRoamingAppData, folder), 0);
         return folder;
     }
     std::u16string MakeUser(std::u16string_view name) {
@@ -61,7 +62,7 @@ protected:
         EXPECT_TRUE(database.InitSqLiteDb(path));
         return path;
     }
-    bool Exists(const std::u16string& path) { return platform_.files.Waccess(path, 0) == 0; }
+    bool Exists(const std::u16string& path) { return platform_.paths.Waccess(path, 0) == 0; }
 
     sim::CapturedLog log_;
     sim::Machine machine_;
@@ -305,7 +306,7 @@ TEST_F(Installation, OrdinaryFilesInTheDataFolderAreIgnored) {
 }
 
 TEST_F(Installation, FolderThatCannotBeHadIsLogged) {
-    machine_.faults().Fail({.call = "Files.SHGetFolderPathW"});
+    machine_.faults().Fail({.call = "Paths.SHGetFolderPathW"});
     DeleteDatabases();
     ASSERT_EQ(NetLines().size(), 1U);
     EXPECT_THAT(NetLines().front(),
@@ -314,27 +315,25 @@ TEST_F(Installation, FolderThatCannotBeHadIsLogged) {
 }
 
 // Answers for the folder by an HRESULT, as the shell does, and leaves the thread's last error as it was.
-class FolderlessFiles : public sim::ForwardingFiles {
+class FolderlessPaths : public test::ForwardingPaths {
 public:
-    using ForwardingFiles::ForwardingFiles;
+    using ForwardingPaths::ForwardingPaths;
     std::int32_t SHGetFolderPathW(std::int32_t, std::u16string&) override {
         return static_cast<std::int32_t>(0x80070005);
     }
 };
 
 TEST_F(Installation, CodeLoggedForAMissingFolderIsTheLastError) {
-    FolderlessFiles files(platform_.files);
-    platform::Platform platform{platform_.errors, platform_.services, platform_.modules, files,
-                                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
-                                platform_.trust,  platform_.sqlite,   platform_.digest};
-    machine_.faults().Fail({.call = "Files.DeleteFileW", .code = 1717});
-    EXPECT_FALSE(platform_.files.DeleteFileW(u"C:\\any"));
+    FolderlessPaths paths(platform_.paths);
+    platform::Platform platform = test::PlatformWith(platform_, paths);
+    machine_.faults().Fail({.call = "Paths.DeleteFileW", .code = 1717});
+    EXPECT_FALSE(platform_.paths.DeleteFileW(u"C:\\any"));
     DeleteListenServiceDatabase(platform);
     EXPECT_THAT(NetLines(), ElementsAre("DeleteListenServiceDatabaseFailed to obtain the Roaming, error code is 1717"));
 }
 
 TEST_F(Installation, FolderThatCannotBeListedIsLogged) {
-    machine_.faults().Fail({.call = "Files.FindFirstFileW", .code = 1717});
+    machine_.faults().Fail({.call = "Paths.FindFirstFileW", .code = 1717});
     DeleteDatabases();
     EXPECT_THAT(NetLines(),
                 ElementsAre("DeleteListenServiceDatabaseFindFirstFile function failed, error code is 1717"));

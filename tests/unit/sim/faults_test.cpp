@@ -35,14 +35,14 @@ TEST(Faults, NthCallOfAllFailsForEverWithTheChosenCode) {
     std::vector<bool> results;
     for (int i = 0; i < 5; ++i) {
         platform.threads.Sleep(1);  // cannot fail, is not counted
-        results.push_back(platform.files.PathFileExistsW(u"C:\\Windows"));
+        results.push_back(platform.paths.PathFileExistsW(u"C:\\Windows"));
         if (!results.back()) {
             EXPECT_EQ(platform.errors.GetLastError(), 1450U);
         }
     }
     EXPECT_THAT(results, ElementsAre(true, true, false, false, false));
     machine.faults().Clear();
-    EXPECT_TRUE(platform.files.PathFileExistsW(u"C:\\Windows"));
+    EXPECT_TRUE(platform.paths.PathFileExistsW(u"C:\\Windows"));
 }
 
 TEST(Faults, GroupAndCountMatchNamesOnly) {
@@ -50,13 +50,25 @@ TEST(Faults, GroupAndCountMatchNamesOnly) {
     Platform platform = machine.platform();
     machine.faults().Fail({.call = "Modules.", .nth = 2});
     EXPECT_NE(platform.modules.GetModuleHandleW(u"ntdll.dll"), kNoModule);
-    EXPECT_TRUE(platform.files.PathFileExistsW(u"C:\\Users"));
+    EXPECT_TRUE(platform.paths.PathFileExistsW(u"C:\\Users"));
     EXPECT_EQ(platform.modules.GetModuleHandleW(u"ntdll.dll"), kNoModule);
     EXPECT_NE(platform.modules.GetModuleHandleW(u"ntdll.dll"), kNoModule);
     EXPECT_EQ(machine.faults().calls("Modules.GetModuleHandleW"), 3U);
     EXPECT_EQ(machine.faults().calls("Modules.FreeLibrary"), 0U);
-    EXPECT_THAT(machine.faults().history(), ElementsAre("Modules.GetModuleHandleW", "Files.PathFileExistsW",
+    EXPECT_THAT(machine.faults().history(), ElementsAre("Modules.GetModuleHandleW", "Paths.PathFileExistsW",
                                                         "Modules.GetModuleHandleW", "Modules.GetModuleHandleW"));
+}
+
+TEST(Faults, RolesAreMatchedTogetherAndByTheirWholeName) {
+    Machine machine;
+    Platform platform = machine.platform();
+    machine.faults().Fail({.call = "Files. Paths.", .nth = 2});
+    EXPECT_NE(platform.modules.GetModuleFileNameW(100), u"");
+    EXPECT_EQ(platform.cloudFiles.CfGetPlaceholderInfo({}, {}, 0, {}), static_cast<std::int32_t>(0x80070178));
+    EXPECT_TRUE(platform.paths.PathFileExistsW(u"C:\\"));
+    EXPECT_EQ(platform.files.CreateFileW(u"C:\\file", kGenericWrite, 0, kOpenAlways, 0), kInvalidHandle);
+    EXPECT_EQ(machine.faults().lastFired(), "Files.CreateFileW");
+    EXPECT_EQ(machine.faults().calls("Files. Paths."), 2U);
 }
 
 TEST(Faults, FailedReleaseReleasesNonetheless) {
@@ -82,8 +94,8 @@ TEST(Faults, LoopOverEveryCallOfASequenceEnds) {
             failed = failed || volume == kInvalidHandle;
             UsnJournalData data;
             std::uint32_t bytes = 0;
-            failed = !platform.files.DeviceIoControl(volume, kFsctlQueryUsnJournal, {},
-                                                     std::as_writable_bytes(std::span(&data, 1)), bytes) ||
+            failed = !platform.volumes.DeviceIoControl(volume, kFsctlQueryUsnJournal, {},
+                                                       std::as_writable_bytes(std::span(&data, 1)), bytes) ||
                      failed;
             void* memory = platform.heap.HeapAlloc(1000);
             failed = failed || memory == nullptr;

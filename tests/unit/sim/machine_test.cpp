@@ -25,7 +25,7 @@ TEST(Machine, LeaksNameWhatIsOpen) {
     machine.volume().MakeFile(u"\\f");
     platform.files.CreateFileW(u"C:\\f", kGenericRead, 7, kOpenExisting, 0);
     FindData data;
-    platform.files.FindFirstFileW(u"C:\\*.*", data);
+    platform.paths.FindFirstFileW(u"C:\\*.*", data);
     platform.services.OpenSCManagerW(1);
     platform.heap.HeapAlloc(99);
     platform.digest.MdCtxNew();
@@ -53,7 +53,7 @@ TEST(Machine, ProcessThatIsKilledEndsAtItsNextBlockingCall) {
     EXPECT_FALSE(machine.RunProcess([&] {
         for (;;) {
             ++steps;
-            platform.files.PathFileExistsW(u"C:\\Windows");
+            platform.paths.PathFileExistsW(u"C:\\Windows");
             platform.threads.Sleep(10);
         }
     }));
@@ -69,9 +69,9 @@ TEST(Machine, NothingADeadProcessDoesHasAnEffect) {
     const auto before = machine.volume().ListTree(u"\\");
     machine.RunProcess([&] {
         machine.Kill();
-        EXPECT_FALSE(platform.files.PathFileExistsW(u"C:\\d"));
-        EXPECT_NE(platform.files.SHCreateDirectoryExW(u"C:\\e"), 0);
-        EXPECT_FALSE(platform.files.DeleteFileW(u"C:\\d"));
+        EXPECT_FALSE(platform.paths.PathFileExistsW(u"C:\\d"));
+        EXPECT_NE(platform.paths.SHCreateDirectoryExW(u"C:\\e"), 0);
+        EXPECT_FALSE(platform.paths.DeleteFileW(u"C:\\d"));
         EXPECT_EQ(platform.heap.HeapAlloc(5), nullptr);
         sqlite3* database = nullptr;
         EXPECT_NE(platform.sqlite.OpenV2("C:\\Users\\x.db", &database, 6), SQLITE_OK);

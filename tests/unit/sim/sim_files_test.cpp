@@ -27,14 +27,14 @@ protected:
     std::vector<std::u16string> List(const std::u16string& pattern) {
         std::vector<std::u16string> names;
         FindData data;
-        const FindHandle handle = platform.files.FindFirstFileW(pattern, data);
+        const FindHandle handle = platform.paths.FindFirstFileW(pattern, data);
         error = handle == kInvalidFindHandle ? platform.errors.GetLastError() : 0;
         if (handle != kInvalidFindHandle) {
             do {
                 names.push_back(data.fileName);
-            } while (platform.files.FindNextFileW(handle, data));
+            } while (platform.paths.FindNextFileW(handle, data));
             EXPECT_EQ(platform.errors.GetLastError(), kErrorNoMoreFiles);
-            platform.files.FindClose(handle);
+            platform.paths.FindClose(handle);
         }
         return names;
     }
@@ -101,7 +101,7 @@ TEST_F(FilesTest, SharingIsEnforcedBothWays) {
     EXPECT_EQ(Open(u"c:\\F", kGenericWrite, 7), kInvalidHandle);
     EXPECT_EQ(error, kErrorSharingViolation);
     EXPECT_EQ(Open(u"C:\\f", kGenericRead, kFileShareWrite), kInvalidHandle) << "denies the reading that goes on";
-    EXPECT_FALSE(platform.files.DeleteFileW(u"C:\\f"));
+    EXPECT_FALSE(platform.paths.DeleteFileW(u"C:\\f"));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorSharingViolation);
     const Handle second = Open(u"\\\\?\\C:\\f", kGenericRead, kFileShareRead);
     EXPECT_NE(second, kInvalidHandle);
@@ -110,8 +110,8 @@ TEST_F(FilesTest, SharingIsEnforcedBothWays) {
     platform.files.CloseHandle(attributes);
     platform.files.CloseHandle(reader);
     platform.files.CloseHandle(second);
-    EXPECT_TRUE(platform.files.DeleteFileW(u"C:\\f"));
-    EXPECT_FALSE(platform.files.DeleteFileW(u"C:\\f"));
+    EXPECT_TRUE(platform.paths.DeleteFileW(u"C:\\f"));
+    EXPECT_FALSE(platform.paths.DeleteFileW(u"C:\\f"));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorFileNotFound);
 }
 
@@ -122,7 +122,7 @@ TEST_F(FilesTest, DirectoryThatAnotherProgramHoldsIsSharedAsThatOneSays) {
         const NtOpenById request{volume, frn,         kObjCaseInsensitive, access, kFileAttributeNormal,
                                  share,  kNtFileOpen, kFileOpenByFileId};
         Handle opened = kInvalidHandle;
-        const std::int32_t status = platform.files.NtCreateFile(ProcAddress{1}, request, opened);
+        const std::int32_t status = platform.nativeCalls.NtCreateFile(ProcAddress{1}, request, opened);
         if (status == kStatusSuccess) {
             platform.files.CloseHandle(opened);
         }
@@ -158,33 +158,33 @@ TEST_F(FilesTest, EntriesTellTheirReparseTag) {
     machine.volume().MakeDirectory(u"\\Sync\\link");
     machine.volume().SetReparseTag(u"\\Sync\\link", 0xA0000003);
     FindData data;
-    const FindHandle handle = platform.files.FindFirstFileW(u"C:\\Sync\\link", data);
+    const FindHandle handle = platform.paths.FindFirstFileW(u"C:\\Sync\\link", data);
     EXPECT_EQ(data.reparseTag, 0xA0000003U);
     EXPECT_EQ(data.fileAttributes, 0x410U);
-    platform.files.FindClose(handle);
+    platform.paths.FindClose(handle);
 }
 
 TEST_F(FilesTest, AttributesAndExistence) {
     machine.volume().MakeFile(u"\\ro", "", kFileAttributeReadOnly);
-    EXPECT_EQ(platform.files.GetFileAttributesW(u"C:\\ro"), kFileAttributeReadOnly);
-    EXPECT_EQ(platform.files.GetFileAttributesW(u"C:\\Users"), kFileAttributeDirectory);
-    EXPECT_EQ(platform.files.GetFileAttributesW(u"C:\\none"), kInvalidFileAttributes);
-    EXPECT_EQ(platform.files.Waccess(u"C:\\ro", 0), 0);
-    EXPECT_EQ(platform.files.Waccess(u"C:\\ro", 2), -1);
+    EXPECT_EQ(platform.paths.GetFileAttributesW(u"C:\\ro"), kFileAttributeReadOnly);
+    EXPECT_EQ(platform.paths.GetFileAttributesW(u"C:\\Users"), kFileAttributeDirectory);
+    EXPECT_EQ(platform.paths.GetFileAttributesW(u"C:\\none"), kInvalidFileAttributes);
+    EXPECT_EQ(platform.paths.Waccess(u"C:\\ro", 0), 0);
+    EXPECT_EQ(platform.paths.Waccess(u"C:\\ro", 2), -1);
     EXPECT_EQ(errno, EACCES);
-    EXPECT_EQ(platform.files.Waccess(u"C:\\none", 0), -1);
+    EXPECT_EQ(platform.paths.Waccess(u"C:\\none", 0), -1);
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(platform.files.DeleteFileW(u"C:\\ro"));
+    EXPECT_FALSE(platform.paths.DeleteFileW(u"C:\\ro"));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorAccessDenied);
 }
 
 TEST_F(FilesTest, CreatesDirectoriesWithTheirParents) {
     for (const std::u16string path : {u"C:\\Sync\\a\\b", u"C:\\Users\\u\\a\\b", u"\\\\?\\D:\\x\\y"}) {
-        EXPECT_EQ(platform.files.SHCreateDirectoryExW(path), 0);
-        EXPECT_TRUE(platform.files.PathFileExistsW(path));
-        EXPECT_EQ(platform.files.SHCreateDirectoryExW(path + u"\\"), 183);
+        EXPECT_EQ(platform.paths.SHCreateDirectoryExW(path), 0);
+        EXPECT_TRUE(platform.paths.PathFileExistsW(path));
+        EXPECT_EQ(platform.paths.SHCreateDirectoryExW(path + u"\\"), 183);
     }
-    EXPECT_EQ(platform.files.SHCreateDirectoryExW(u"relative"), 161);
+    EXPECT_EQ(platform.paths.SHCreateDirectoryExW(u"relative"), 161);
     EXPECT_NE(machine.volume().Find(u"\\Sync\\a\\b"), 0U);
     EXPECT_FALSE(machine.files().IsOnHost(u"C:\\Sync\\a"));
     EXPECT_TRUE(machine.files().IsOnHost(u"C:\\users\\U"));
@@ -201,13 +201,13 @@ TEST_F(FilesTest, AVolumeFolderInsideAHostFolderWins) {
 TEST_F(FilesTest, VolumeInformationIsNtfsUnlessSet) {
     std::uint32_t length = 0;
     std::u16string name;
-    EXPECT_TRUE(platform.files.GetVolumeInformationW(u"C:\\", length, name));
+    EXPECT_TRUE(platform.volumes.GetVolumeInformationW(u"C:\\", length, name));
     EXPECT_EQ(name, u"NTFS");
     EXPECT_EQ(length, 255U);
     machine.files().SetFileSystem(u'E', u"FAT32");
-    EXPECT_TRUE(platform.files.GetVolumeInformationW(u"e:\\", length, name));
+    EXPECT_TRUE(platform.volumes.GetVolumeInformationW(u"e:\\", length, name));
     EXPECT_EQ(name, u"FAT32");
-    EXPECT_FALSE(platform.files.GetVolumeInformationW(u"C:", length, name));
+    EXPECT_FALSE(platform.volumes.GetVolumeInformationW(u"C:", length, name));
 }
 
 TEST_F(FilesTest, OpensByReferenceNumberAndTellsTheName) {
@@ -216,17 +216,17 @@ TEST_F(FilesTest, OpensByReferenceNumberAndTellsTheName) {
     NtOpenById request{volume, frn,         kObjCaseInsensitive, kGenericAll, kFileAttributeNormal,
                        3,      kNtFileOpen, kFileOpenByFileId};
     Handle opened = kInvalidHandle;
-    ASSERT_EQ(platform.files.NtCreateFile(ProcAddress{1}, request, opened), kStatusSuccess);
+    ASSERT_EQ(platform.nativeCalls.NtCreateFile(ProcAddress{1}, request, opened), kStatusSuccess);
     std::array<std::byte, 64> buffer{};
-    EXPECT_EQ(platform.files.NtQueryInformationFile(ProcAddress{2}, opened, buffer, kFileNameInformation),
+    EXPECT_EQ(platform.nativeCalls.NtQueryInformationFile(ProcAddress{2}, opened, buffer, kFileNameInformation),
               kStatusSuccess);
     std::uint32_t bytes = 0;
     std::memcpy(&bytes, buffer.data(), sizeof bytes);
     std::u16string name(bytes / 2, u'\0');
     std::memcpy(name.data(), buffer.data() + 4, bytes);
     EXPECT_EQ(name, u"\\Sync\\sub");
-    EXPECT_LT(platform.files.NtQueryInformationFile(ProcAddress{2}, opened, std::span(buffer).first(10),
-                                                    kFileNameInformation),
+    EXPECT_LT(platform.nativeCalls.NtQueryInformationFile(ProcAddress{2}, opened, std::span(buffer).first(10),
+                                                          kFileNameInformation),
               0)
         << "a part of the name is a warning, which is negative";
     FileInformation information;
@@ -234,9 +234,9 @@ TEST_F(FilesTest, OpensByReferenceNumberAndTellsTheName) {
     EXPECT_EQ(information.fileIndex, frn);
     platform.files.CloseHandle(opened);
     request.fileReferenceNumber = frn + 1;
-    EXPECT_LT(platform.files.NtCreateFile(ProcAddress{1}, request, opened), 0);
+    EXPECT_LT(platform.nativeCalls.NtCreateFile(ProcAddress{1}, request, opened), 0);
     request.rootDirectory = Handle{4};
-    EXPECT_LT(platform.files.NtCreateFile(ProcAddress{1}, request, opened), 0);
+    EXPECT_LT(platform.nativeCalls.NtCreateFile(ProcAddress{1}, request, opened), 0);
     platform.files.CloseHandle(volume);
     EXPECT_THAT(machine.leaks(), IsEmpty());
 }
@@ -248,14 +248,14 @@ TEST_F(FilesTest, JournalCodesNeedAVolumeHandle) {
     UsnJournalData data;
     std::uint32_t bytes = 0;
     const auto output = std::as_writable_bytes(std::span(&data, 1));
-    EXPECT_TRUE(platform.files.DeviceIoControl(volume, kFsctlQueryUsnJournal, {}, output, bytes));
+    EXPECT_TRUE(platform.volumes.DeviceIoControl(volume, kFsctlQueryUsnJournal, {}, output, bytes));
     EXPECT_EQ(data.nextUsn, 128);
-    EXPECT_FALSE(platform.files.DeviceIoControl(file, kFsctlQueryUsnJournal, {}, output, bytes));
+    EXPECT_FALSE(platform.volumes.DeviceIoControl(file, kFsctlQueryUsnJournal, {}, output, bytes));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorInvalidFunction);
-    EXPECT_FALSE(platform.files.DeviceIoControl(Handle{4}, kFsctlQueryUsnJournal, {}, output, bytes));
+    EXPECT_FALSE(platform.volumes.DeviceIoControl(Handle{4}, kFsctlQueryUsnJournal, {}, output, bytes));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorInvalidHandle);
     machine.volume().WithJournal([](EmulatedJournal& journal) { journal.Delete(); });
-    EXPECT_FALSE(platform.files.DeviceIoControl(volume, kFsctlQueryUsnJournal, {}, output, bytes));
+    EXPECT_FALSE(platform.volumes.DeviceIoControl(volume, kFsctlQueryUsnJournal, {}, output, bytes));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorJournalNotActive);
 }
 
@@ -266,15 +266,16 @@ TEST_F(FilesTest, PlaceholdersAreRecognisedByTheirMark) {
     std::array<std::byte, 128> buffer{};
     for (const bool cloud : {true, false}) {
         const Handle file = Open(cloud ? u"C:\\cloud" : u"C:\\plain", kFileReadAttributes);
-        EXPECT_EQ(platform.files.CfGetPlaceholderInfo(ProcAddress{3}, file, kCfPlaceholderInfoStandard, buffer) == kSOk,
-                  cloud);
+        EXPECT_EQ(
+            platform.cloudFiles.CfGetPlaceholderInfo(ProcAddress{3}, file, kCfPlaceholderInfoStandard, buffer) == kSOk,
+            cloud);
         platform.files.CloseHandle(file);
     }
 }
 
 TEST_F(FilesTest, ChangesByTheProductItselfAreInTheJournalToo) {
     machine.volume().MakeFile(u"\\f");
-    EXPECT_TRUE(platform.files.DeleteFileW(u"C:\\f"));
+    EXPECT_TRUE(platform.paths.DeleteFileW(u"C:\\f"));
     machine.volume().WithJournal(
         [](EmulatedJournal& journal) { EXPECT_EQ(journal.Entries().back().reason, kReasonFileDelete | kReasonClose); });
 }

@@ -21,7 +21,7 @@ protected:
 TEST_F(ModulesTest, ExecutablePathIsCutToTheBuffer) {
     machine.modules().SetExecutablePath(u"C:\\Program Files\\Lumbra\\s.exe");
     EXPECT_EQ(platform.modules.GetModuleFileNameW(260), u"C:\\Program Files\\Lumbra\\s.exe");
-    EXPECT_TRUE(platform.files.PathFileExistsW(u"C:\\Program Files\\Lumbra\\s.exe"));
+    EXPECT_TRUE(platform.paths.PathFileExistsW(u"C:\\Program Files\\Lumbra\\s.exe"));
     EXPECT_EQ(platform.modules.GetModuleFileNameW(5), u"C:\\P");
     EXPECT_EQ(platform.errors.GetLastError(), kErrorInsufficientBuffer);
 }

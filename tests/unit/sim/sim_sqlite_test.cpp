@@ -18,7 +18,7 @@ const std::string kPath = "\\\\?\\C:\\Users\\t\\base.db";
 
 class SqliteTest : public testing::Test {
 protected:
-    SqliteTest() { platform.files.SHCreateDirectoryExW(u"C:\\Users\\t"); }
+    SqliteTest() { platform.paths.SHCreateDirectoryExW(u"C:\\Users\\t"); }
 
     sqlite3* Open(int expected = SQLITE_OK, const std::string& path = kPath) {
         sqlite3* database = nullptr;
@@ -47,7 +47,7 @@ TEST_F(SqliteTest, WritesARealFileWhereTheOtherCallsFindIt) {
     EXPECT_EQ(platform.sqlite.ColumnInt64(statement, 2), 1LL << 40);
     EXPECT_EQ(platform.sqlite.Reset(statement), SQLITE_OK);
     EXPECT_EQ(platform.sqlite.Finalize(statement), SQLITE_OK);
-    EXPECT_TRUE(platform.files.PathFileExistsW(u"c:\\users\\T\\BASE.db"));
+    EXPECT_TRUE(platform.paths.PathFileExistsW(u"c:\\users\\T\\BASE.db"));
     EXPECT_EQ(platform.sqlite.CloseV2(database), SQLITE_OK);
     EXPECT_THAT(machine.leaks(), IsEmpty());
 }
@@ -55,10 +55,10 @@ TEST_F(SqliteTest, WritesARealFileWhereTheOtherCallsFindIt) {
 TEST_F(SqliteTest, OpenDatabaseCannotBeDeleted) {
     sqlite3* database = Open();
     platform.sqlite.Exec(database, "create table t(a)", nullptr);
-    EXPECT_FALSE(platform.files.DeleteFileW(u"C:\\Users\\t\\base.db"));
+    EXPECT_FALSE(platform.paths.DeleteFileW(u"C:\\Users\\t\\base.db"));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorSharingViolation);
     platform.sqlite.CloseV2(database);
-    EXPECT_TRUE(platform.files.DeleteFileW(u"C:\\Users\\t\\base.db"));
+    EXPECT_TRUE(platform.paths.DeleteFileW(u"C:\\Users\\t\\base.db"));
 }
 
 TEST_F(SqliteTest, PathOfAVolumeInMemoryOrAMissingFolderCannotBeOpened) {

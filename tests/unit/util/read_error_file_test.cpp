@@ -10,15 +10,16 @@
 
 #include "platform/constants.h"
 #include "sim/captured_log.h"
-#include "sim/forwarding_files.h"
 #include "sim/machine.h"
+#include "support/forwarding.h"
+#include "support/platform_with.h"
 
 namespace tavi::util {
 namespace {
 
 class ReadErrorFile : public ::testing::Test {
 protected:
-    ReadErrorFile() { platform_.files.SHCreateDirectoryExW(Drive::SyncPanelLog::GetLogPath()); }
+    ReadErrorFile() { platform_.paths.SHCreateDirectoryExW(Drive::SyncPanelLog::GetLogPath()); }
 
     void Write(std::u16string_view message) { WriteReadErrorLine(platform_, message); }
     std::u16string Path() { return Drive::SyncPanelLog::GetLogPath() + u"\\read_usn_journal_err"; }
@@ -29,12 +30,6 @@ protected:
         std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d:%03d ", time.year, time.month, time.day,
                       time.hour, time.minute, time.second, time.milliseconds);
         return text;
-    }
-
-    platform::Platform With(platform::Files& files) {
-        return {platform_.errors, platform_.services, platform_.modules, files,
-                platform_.pipes,  platform_.threads,  platform_.clock,   platform_.heap,
-                platform_.trust,  platform_.sqlite,   platform_.digest};
     }
 
     sim::Machine machine_;
@@ -81,7 +76,7 @@ TEST_F(ReadErrorFile, EveryFailingCallIsSilentAndLeaksNothing) {
     for (std::uint64_t n = 1; fired; ++n) {
         for (const bool forEver : {false, true}) {
             const std::uint64_t before = machine_.faults().fired();
-            machine_.faults().Fail({.call = "Files.", .nth = n, .forEver = forEver});
+            machine_.faults().Fail({.call = "Files. Paths. CodePage.", .nth = n, .forEver = forEver});
             Write(u"line\n");
             machine_.faults().Clear();
             fired = machine_.faults().fired() != before;
@@ -91,8 +86,8 @@ TEST_F(ReadErrorFile, EveryFailingCallIsSilentAndLeaksNothing) {
     }
 }
 
-// Keeps how files are opened, and has a code page of its own: one byte for an e with an acute accent.
-class SpiedFiles : public sim::ForwardingFiles {
+// Keeps how files are opened.
+class SpiedFiles : public test::ForwardingFiles {
 public:
     struct Opening {
         std::uint32_t access = 0;
@@ -108,20 +103,12 @@ public:
         openings.push_back({access, shareMode, disposition, attributes});
         return ForwardingFiles::CreateFileW(path, access, shareMode, disposition, attributes);
     }
-    std::string WideCharToMultiByteAcp(const std::u16string& text) override {
-        std::string narrow;
-        for (const char16_t unit : text) {
-            narrow += unit == u'\u00E9' ? '\xE9' : static_cast<char>(unit);
-        }
-        return narrow;
-    }
-
     std::vector<Opening> openings;
 };
 
 TEST_F(ReadErrorFile, IsOpenedForWritingAndSharedForReading) {
     SpiedFiles files(platform_.files);
-    platform::Platform platform = With(files);
+    platform::Platform platform = test::PlatformWith(platform_, files);
     WriteReadErrorLine(platform, u"one\n");
     machine_.files().WriteText(Path(), std::string(10'485'761, 'x'));
     WriteReadErrorLine(platform, u"two\n");
@@ -132,9 +119,21 @@ TEST_F(ReadErrorFile, IsOpenedForWritingAndSharedForReading) {
                                                        SpiedFiles::Opening{0x40000000, 1, kTruncateExisting, 0x80}));
 }
 
+// One byte for an e with an acute accent.
+class FrenchCodePage final : public platform::CodePage {
+public:
+    std::string WideCharToMultiByteAcp(const std::u16string& text) override {
+        std::string narrow;
+        for (const char16_t unit : text) {
+            narrow += unit == u'\u00E9' ? '\xE9' : static_cast<char>(unit);
+        }
+        return narrow;
+    }
+};
+
 TEST_F(ReadErrorFile, LinesAreInTheSystemsCodePage) {
-    SpiedFiles files(platform_.files);
-    platform::Platform platform = With(files);
+    FrenchCodePage codePage;
+    platform::Platform platform = test::PlatformWith(platform_, codePage);
     WriteReadErrorLine(platform, u"caf\u00E9\n");
     EXPECT_EQ(Text(), TimeText() + "caf\xE9\n");
 }

@@ -10,6 +10,7 @@
 
 #include "sim/captured_log.h"
 #include "sim/machine.h"
+#include "support/platform_with.h"
 
 namespace tavi::util {
 namespace {
@@ -102,8 +103,7 @@ private:
 };
 
 platform::Platform With(platform::Platform& real, platform::Digest& digest) {
-    return {real.errors, real.services, real.modules, real.files,  real.pipes, real.threads,
-            real.clock,  real.heap,     real.trust,   real.sqlite, digest};
+    return test::PlatformWith(real, digest);
 }
 
 TEST_F(Sha256, DigestThatIsTooLongIsRefused) {

@@ -35,7 +35,7 @@ TEST_F(VolumeCheck, PathWithoutAColonIsRejected) {
         EXPECT_FALSE(Check(path));
         EXPECT_TRUE(Says("not find the colon"));
     }
-    EXPECT_EQ(machine_.faults().calls("Files.GetVolumeInformationW"), 0U);
+    EXPECT_EQ(machine_.faults().calls("Volumes.GetVolumeInformationW"), 0U);
 }
 
 TEST_F(VolumeCheck, OnlyTheExactNameMatches) {
@@ -47,7 +47,7 @@ TEST_F(VolumeCheck, OnlyTheExactNameMatches) {
 }
 
 TEST_F(VolumeCheck, VolumeThatCannotBeAskedIsRejected) {
-    machine_.faults().Fail({.call = "Files.GetVolumeInformationW"});
+    machine_.faults().Fail({.call = "Volumes.GetVolumeInformationW"});
     EXPECT_FALSE(Check(u"C:\\Sync"));
     EXPECT_TRUE(Says("get disk info error"));
 }

@@ -42,7 +42,7 @@ private:
 
 TEST_F(SystemTest, ATestsFolderIsNamedInItsLongFormWhateverTheEnvironmentSays) {
     const std::u16string folder = world.Folder() + u"\\a rather long name for a folder";
-    ASSERT_EQ(parts.files.SHCreateDirectoryExW(folder), 0);
+    ASSERT_EQ(parts.paths.SHCreateDirectoryExW(folder), 0);
     std::array<wchar_t, MAX_PATH + 1> shortForm{};
     ASSERT_NE(::GetShortPathNameW(platform::ToWide(folder).c_str(), shortForm.data(), MAX_PATH), 0u);
     if (platform::FromWide(shortForm.data()) == folder) {
@@ -58,7 +58,7 @@ TEST_F(SystemTest, NarrowTextOfOtherLettersIsInTheSystemsCodePage) {
     if (codePage != 1252 && codePage != CP_UTF8) {
         GTEST_SKIP() << "nothing is known here of code page " << codePage;
     }
-    EXPECT_EQ(parts.files.WideCharToMultiByteAcp(u"caf\u00E9"), codePage == 1252 ? "caf\xE9" : "caf\xC3\xA9");
+    EXPECT_EQ(parts.codePage.WideCharToMultiByteAcp(u"caf\u00E9"), codePage == 1252 ? "caf\xE9" : "caf\xC3\xA9");
 }
 
 TEST_F(SystemTest, AnExceptionDoesNotLeaveAThread) {
@@ -91,36 +91,36 @@ TEST_F(SystemTest, ADatabaseAtALongPathIsSharedByTwoConnections) {
     EXPECT_EQ(parts.sqlite.Finalize(statement), SQLITE_OK);
     EXPECT_EQ(parts.sqlite.CloseV2(reader), SQLITE_OK);
     EXPECT_EQ(parts.sqlite.CloseV2(writer), SQLITE_OK);
-    EXPECT_TRUE(parts.files.PathFileExistsW(path));
+    EXPECT_TRUE(parts.paths.PathFileExistsW(path));
 }
 
 // Whether the shell takes the prefix differs between systems; what it reports must be true on all.
 TEST_F(SystemTest, TheShellMakesDirectoriesInThePlainFormAndSaysTheTruthOfThePrefixedOne) {
     const std::u16string plain = world.Folder() + u"\\plain\\a\\b";
-    EXPECT_EQ(parts.files.SHCreateDirectoryExW(plain), 0);
-    EXPECT_TRUE(parts.files.PathFileExistsW(plain));
+    EXPECT_EQ(parts.paths.SHCreateDirectoryExW(plain), 0);
+    EXPECT_TRUE(parts.paths.PathFileExistsW(plain));
     const std::u16string prefixed = u"\\\\?\\" + world.Folder() + u"\\prefixed\\a\\b";
-    const int result = parts.files.SHCreateDirectoryExW(prefixed);
-    EXPECT_EQ(result == 0, parts.files.PathFileExistsW(prefixed)) << result;
+    const int result = parts.paths.SHCreateDirectoryExW(prefixed);
+    EXPECT_EQ(result == 0, parts.paths.PathFileExistsW(prefixed)) << result;
 }
 
 TEST_F(SystemTest, ALinkCarriesItsTagWhenItIsListed) {
     const std::u16string link = world.Folder() + u"\\link";
     if (!::CreateSymbolicLinkW(platform::ToWide(link).c_str(), platform::ToWide(world.Folder()).c_str(),
                                SYMBOLIC_LINK_FLAG_DIRECTORY) ||
-        !parts.files.PathFileExistsW(link)) {
+        !parts.paths.PathFileExistsW(link)) {
         GTEST_SKIP() << "this system or account makes no symbolic links";
     }
     platform::FindData data;
-    const platform::FindHandle find = parts.files.FindFirstFileW(link, data);
+    const platform::FindHandle find = parts.paths.FindFirstFileW(link, data);
     ASSERT_NE(find, platform::kInvalidFindHandle);
-    EXPECT_TRUE(parts.files.FindClose(find));
+    EXPECT_TRUE(parts.paths.FindClose(find));
     EXPECT_NE(data.fileAttributes & platform::kFileAttributeReparsePoint, 0u);
     EXPECT_NE(data.reparseTag & platform::kReparseTagNameSurrogate, 0u);
 }
 
 TEST_F(SystemTest, TextOutsideTheCodePageIsNarrowedWithAStandIn) {
-    const std::string narrow = parts.files.WideCharToMultiByteAcp(u"C:\\a\\\u540C\u6B65");
+    const std::string narrow = parts.codePage.WideCharToMultiByteAcp(u"C:\\a\\\u540C\u6B65");
     EXPECT_TRUE(narrow.starts_with("C:\\a\\")) << narrow;
     EXPECT_GT(narrow.size(), 5u);
 }

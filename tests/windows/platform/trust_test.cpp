@@ -30,7 +30,7 @@ std::u16string Probe(std::u16string_view kind) {
 class TrustTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!parts.files.PathFileExistsW(Probe(u"publisher"))) {
+        if (!parts.paths.PathFileExistsW(Probe(u"publisher"))) {
             GTEST_SKIP() << "the build found no osslsigncode, so there is no signed program";
         }
         if (Verify(u"publisher") == kUntrustedRoot) {
@@ -172,7 +172,7 @@ TEST_F(TrustTest, ALinkOnTheWayIsRefused) {
     const std::u16string link = world.Folder() + u"\\link";
     if (!::CreateSymbolicLinkW(platform::ToWide(link).c_str(), platform::ToWide(ProgramFolder() + u"\\probes").c_str(),
                                SYMBOLIC_LINK_FLAG_DIRECTORY) ||
-        !parts.files.PathFileExistsW(link)) {
+        !parts.paths.PathFileExistsW(link)) {
         GTEST_SKIP() << "this system or account makes no symbolic links";
     }
     const ChildProcess client(link + u"\\publisher_probe.exe");

@@ -27,7 +27,7 @@ WindowsWorld::WindowsWorld() {
     static int worlds = 0;
     folder_ = TemporaryFolder() + u"TaviContract" +
               platform::FromWide(std::to_wstring(::GetCurrentProcessId()) + L"_" + std::to_wstring(++worlds));
-    windows_.Parts().files.SHCreateDirectoryExW(folder_);
+    windows_.Parts().paths.SHCreateDirectoryExW(folder_);
 }
 
 WindowsWorld::~WindowsWorld() {

@@ -137,7 +137,7 @@ bool CheckFolder(const DoctorOptions& options, const Surroundings& surroundings,
     }
     std::uint32_t longestName = 0;
     std::u16string fileSystem;
-    if (!platform.files.GetVolumeInformationW(drive + u'\\', longestName, fileSystem)) {
+    if (!platform.volumes.GetVolumeInformationW(drive + u'\\', longestName, fileSystem)) {
         findings.push_back({Verdict::kProblem,
                             "The volume " + Utf8(drive) + " cannot be asked for its file system (error " +
                                 std::to_string(platform.errors.GetLastError()) + ")",
@@ -150,7 +150,7 @@ bool CheckFolder(const DoctorOptions& options, const Surroundings& surroundings,
                             "Move the folder to an NTFS volume; other file systems have no change journal"});
         return false;
     }
-    if (platform.files.PathFileExistsW(folder)) {
+    if (platform.paths.PathFileExistsW(folder)) {
         findings.push_back({Verdict::kFine, "The folder is there, on NTFS", {}});
     } else {
         findings.push_back({Verdict::kNote, "The folder does not exist; its volume is NTFS",

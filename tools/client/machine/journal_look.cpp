@@ -52,8 +52,8 @@ std::optional<platform::FileTime> TimeOfFirstRecord(platform::Platform& platform
     request.usnJournalId = data.usnJournalId;
     std::vector<std::byte> buffer(kReadBytes);
     std::uint32_t bytes = 0;
-    if (!platform.files.DeviceIoControl(volume, platform::kFsctlReadUsnJournal, std::as_bytes(std::span(&request, 1)),
-                                        buffer, bytes) ||
+    if (!platform.volumes.DeviceIoControl(volume, platform::kFsctlReadUsnJournal, std::as_bytes(std::span(&request, 1)),
+                                          buffer, bytes) ||
         bytes < kNextUsnBytes || bytes > buffer.size()) {
         return std::nullopt;
     }
@@ -96,8 +96,8 @@ JournalLook LookAtJournal(platform::Platform& platform, const std::u16string& fo
     const platform::OwnedHandle volume(platform.files, opened);
     JournalLook look;
     std::uint32_t bytes = 0;
-    if (!platform.files.DeviceIoControl(opened, platform::kFsctlQueryUsnJournal, {},
-                                        std::as_writable_bytes(std::span(&look.data, 1)), bytes)) {
+    if (!platform.volumes.DeviceIoControl(opened, platform::kFsctlQueryUsnJournal, {},
+                                          std::as_writable_bytes(std::span(&look.data, 1)), bytes)) {
         const std::uint32_t error = platform.errors.GetLastError();
         return Failed(StateOfQueryError(error), error);
     }

@@ -75,7 +75,7 @@ std::vector<std::u16string> PartsOfLog(platform::Platform& platform, const std::
             path += TypeConvert::UTF8ToUnicode("." + std::to_string(number));
         }
         path += u".log";
-        if (platform.files.PathFileExistsW(path)) {
+        if (platform.paths.PathFileExistsW(path)) {
             parts.push_back(path);
         } else if (number != 0) {  // the newest is missing for a moment whenever it becomes an older part
             break;

@@ -10,7 +10,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Paths = std::vector<std::u16string>;
+using PathList = std::vector<std::u16string>;
 
 class DirectoryListing : public ::testing::Test, protected journal::testing::JournalRig {
 protected:
@@ -22,12 +22,12 @@ protected:
         MakeFile(u"C:\\Sync\\In\\b\\deep\\deepest.txt");
         MakeFile(u"C:\\Sync\\In\\c.txt");
     }
-    Paths List(const std::u16string& directory) { return ListAllEntries(files, directory); }
+    PathList List(const std::u16string& directory) { return ListAllEntries(real.paths, directory); }
 };
 
-const Paths kEverything = {u"C:\\Sync\\In\\a.txt",        u"C:\\Sync\\In\\b",
-                           u"C:\\Sync\\In\\b\\deep",      u"C:\\Sync\\In\\b\\deep\\deepest.txt",
-                           u"C:\\Sync\\In\\b\\inner.txt", u"C:\\Sync\\In\\c.txt"};
+const PathList kEverything = {u"C:\\Sync\\In\\a.txt",        u"C:\\Sync\\In\\b",
+                              u"C:\\Sync\\In\\b\\deep",      u"C:\\Sync\\In\\b\\deep\\deepest.txt",
+                              u"C:\\Sync\\In\\b\\inner.txt", u"C:\\Sync\\In\\c.txt"};
 
 TEST_F(DirectoryListing, DirectoryIsFollowedByItsContents) {
     EXPECT_EQ(List(u"C:\\Sync\\In"), kEverything);
@@ -41,23 +41,23 @@ TEST_F(DirectoryListing, EmptyOrAbsentDirectoryGivesNothing) {
     volume().MakeDirectory(u"C:\\Sync\\Empty");
     EXPECT_THAT(List(u"C:\\Sync\\Empty"), IsEmpty());
     EXPECT_THAT(List(u"C:\\Sync\\Absent"), IsEmpty());
-    EXPECT_EQ(machine.faults().calls("Files.FindFirstFileW"), 1U) << "what is absent is not enumerated";
+    EXPECT_EQ(machine.faults().calls("Paths.FindFirstFileW"), 1U) << "what is absent is not enumerated";
 }
 
 TEST_F(DirectoryListing, EnumerationThatCannotStartGivesNothing) {
-    machine.faults().Fail({.call = "Files.FindFirstFileW"});
+    machine.faults().Fail({.call = "Paths.FindFirstFileW"});
     EXPECT_THAT(List(u"C:\\Sync\\In"), IsEmpty());
 }
 
 TEST_F(DirectoryListing, InnerDirectoryThatCannotBeListedIsStillAnEntry) {
-    machine.faults().Fail({.call = "Files.FindFirstFileW", .nth = 2});
+    machine.faults().Fail({.call = "Paths.FindFirstFileW", .nth = 2});
     EXPECT_THAT(List(u"C:\\Sync\\In"), ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
 }
 
 TEST_F(DirectoryListing, EnumerationThatBreaksOffEndsThatDirectoryOnly) {
     // ".", "..", "a.txt", "b", then the entries of "b" from ".." on.
-    machine.faults().Fail({.call = "Files.FindNextFileW", .nth = 4});
-    const Paths entries = List(u"C:\\Sync\\In");
+    machine.faults().Fail({.call = "Paths.FindNextFileW", .nth = 4});
+    const PathList entries = List(u"C:\\Sync\\In");
     EXPECT_THAT(entries, ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
 }
 
@@ -78,7 +78,7 @@ TEST_F(DirectoryListing, EveryEnumerationIsClosedWhateverFails) {
 
 TEST_F(DirectoryListing, VeryDeepTreeIsListed) {
     std::u16string path = u"C:\\Deep";
-    Paths expected;
+    PathList expected;
     for (int depth = 0; depth < 1500; ++depth) {
         path += u"\\d";
         expected.push_back(path);
@@ -88,29 +88,29 @@ TEST_F(DirectoryListing, VeryDeepTreeIsListed) {
 }
 
 // Keeps what the two calls that name a directory are given.
-class NamingFiles : public sim::ForwardingFiles {
+class NamingPaths : public test::ForwardingPaths {
 public:
-    using ForwardingFiles::ForwardingFiles;
+    using ForwardingPaths::ForwardingPaths;
 
     int Waccess(const std::u16string& path, int mode) override {
         EXPECT_EQ(mode, 0);
         accessed.push_back(path);
-        return ForwardingFiles::Waccess(path, mode);
+        return ForwardingPaths::Waccess(path, mode);
     }
     platform::FindHandle FindFirstFileW(const std::u16string& pattern, platform::FindData& data) override {
         enumerated.push_back(pattern);
-        return ForwardingFiles::FindFirstFileW(pattern, data);
+        return ForwardingPaths::FindFirstFileW(pattern, data);
     }
 
-    Paths accessed;
-    Paths enumerated;
+    PathList accessed;
+    PathList enumerated;
 };
 
 TEST_F(DirectoryListing, BothCallsAreGivenTheLongPathForm) {
     const std::u16string longPath = u"C:\\" + std::u16string(148, u'a') + u"\\" + std::u16string(148, u'b');
     ASSERT_EQ(longPath.size(), 300U);
     volume().MakeDirectory(longPath);
-    NamingFiles naming(files);
+    NamingPaths naming(real.paths);
     ListAllEntries(naming, u"C:\\Sync\\In\\b\\deep");
     ListAllEntries(naming, longPath);
     EXPECT_THAT(naming.accessed, ElementsAre(u"C:\\Sync\\In\\b\\deep", u"\\\\?\\" + longPath));
@@ -118,17 +118,17 @@ TEST_F(DirectoryListing, BothCallsAreGivenTheLongPathForm) {
 }
 
 // A link to a directory further up, answered as the system does.
-class LinkingFiles : public sim::ForwardingFiles {
+class LinkingPaths : public test::ForwardingPaths {
 public:
-    explicit LinkingFiles(platform::Files& files, std::uint32_t tag) : ForwardingFiles(files), tag_(tag) {}
+    LinkingPaths(platform::Paths& real, std::uint32_t tag) : ForwardingPaths(real), tag_(tag) {}
 
     platform::FindHandle FindFirstFileW(const std::u16string& pattern, platform::FindData& data) override {
-        const platform::FindHandle handle = ForwardingFiles::FindFirstFileW(pattern, data);
+        const platform::FindHandle handle = ForwardingPaths::FindFirstFileW(pattern, data);
         Mark(data);
         return handle;
     }
     bool FindNextFileW(platform::FindHandle handle, platform::FindData& data) override {
-        const bool found = ForwardingFiles::FindNextFileW(handle, data);
+        const bool found = ForwardingPaths::FindNextFileW(handle, data);
         Mark(data);
         return found;
     }
@@ -145,8 +145,8 @@ private:
     std::uint32_t tag_;
 };
 
-Paths ListWithTag(journal::testing::JournalRig& rig, std::uint32_t tag) {
-    LinkingFiles linking(rig.files, tag);
+PathList ListWithTag(journal::testing::JournalRig& rig, std::uint32_t tag) {
+    LinkingPaths linking(rig.real.paths, tag);
     return ListAllEntries(linking, u"C:\\Sync\\In");
 }
 

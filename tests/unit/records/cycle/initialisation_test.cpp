@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/platform_with.h"
 #include "unit/records/cycle/cycle_rig.h"
 
 namespace tavi::records {
@@ -27,7 +28,7 @@ TEST_F(Initialisation, SucceedsWhenVolumeQueryAndBufferDo) {
 }
 
 TEST_F(Initialisation, FailsWithEachOfThemAndStillDoesTheRest) {
-    for (const char* call : {"Files.CreateFileW", "Files.DeviceIoControl", "Heap.HeapAlloc"}) {
+    for (const char* call : {"Files.CreateFileW", "Volumes.DeviceIoControl", "Heap.HeapAlloc"}) {
         StoreDelayRecord();
         log.Clear();
         machine.faults().Fail({.call = call});
@@ -45,7 +46,7 @@ TEST_F(Initialisation, QueryIsNotTriedWithoutAVolumeNorABufferWithoutAJournal) {
     MakeCycle()->Init();
     EXPECT_THAT(files.controls, IsEmpty());
     const std::uint64_t before = machine.faults().calls("Heap.HeapAlloc");
-    machine.faults().Fail({.call = "Files.DeviceIoControl"});
+    machine.faults().Fail({.call = "Volumes.DeviceIoControl"});
     MakeCycle()->Init();
     EXPECT_EQ(machine.faults().calls("Heap.HeapAlloc"), before);
 }
@@ -110,17 +111,17 @@ TEST_F(Initialisation, MissingFolderIsCreatedWithItsParents) {
 }
 
 // Keeps the paths that the folder is asked for and made by.
-class FolderFiles final : public sim::ForwardingFiles {
+class FolderPaths final : public test::ForwardingPaths {
 public:
-    using ForwardingFiles::ForwardingFiles;
+    using ForwardingPaths::ForwardingPaths;
     int Waccess(const std::u16string& path, int mode) override {
         EXPECT_EQ(mode, 0);
         asked.push_back(path);
-        return ForwardingFiles::Waccess(path, mode);
+        return ForwardingPaths::Waccess(path, mode);
     }
     int SHCreateDirectoryExW(const std::u16string& path) override {
         made.push_back(path);
-        return ForwardingFiles::SHCreateDirectoryExW(path);
+        return ForwardingPaths::SHCreateDirectoryExW(path);
     }
 
     std::vector<std::u16string> asked;
@@ -132,25 +133,24 @@ TEST_F(Initialisation, LongFolderIsAskedForAndMadeByItsLongForm) {
     while (folder.size() < 400) {
         folder += u"\\" + std::u16string(90, u'd');
     }
-    FolderFiles folderFiles(real.files);
-    platform::Platform watched{real.errors, real.services, real.modules, folderFiles, real.pipes, real.threads,
-                               real.clock,  real.heap,     real.trust,   real.sqlite, real.digest};
+    FolderPaths folderPaths(real.paths);
+    platform::Platform watched = test::PlatformWith(real, folderPaths);
     FileChangeRecord cycle(watched, database, {testing::kUser, folder, Position(), 0}, abandon,
                            FileChangeRecord::CurrentService::kPresent);
     EXPECT_EQ(cycle.Init(), 1);
-    EXPECT_THAT(folderFiles.asked, ElementsAre(u"\\\\?\\" + folder));
-    EXPECT_THAT(folderFiles.made, ElementsAre(u"\\\\?\\" + folder));
+    EXPECT_THAT(folderPaths.asked, ElementsAre(u"\\\\?\\" + folder));
+    EXPECT_THAT(folderPaths.made, ElementsAre(u"\\\\?\\" + folder));
     EXPECT_NE(volume().Find(folder), 0U);
     EXPECT_EQ(cycle.journal().listenPath(), folder) << "the prefix is for the system only";
 }
 
 TEST_F(Initialisation, ExistingFolderIsNotCreated) {
     MakeCycle()->Init();
-    EXPECT_EQ(machine.faults().calls("Files.SHCreateDirectoryExW"), 1U) << "that of the database's folder";
+    EXPECT_EQ(machine.faults().calls("Paths.SHCreateDirectoryExW"), 1U) << "that of the database's folder";
 }
 
 TEST_F(Initialisation, FolderThatCannotBeMadeIsNotedAndChangesNoResult) {
-    machine.faults().Fail({.call = "Files.SHCreateDirectoryExW", .code = 5});
+    machine.faults().Fail({.call = "Paths.SHCreateDirectoryExW", .code = 5});
     EXPECT_EQ(MakeCycle(0, u"C:\\New")->Init(), 1);
     EXPECT_TRUE(log.HasNet("Init err:Failed to generate the listening path, error code is 5"));
 }

@@ -53,12 +53,13 @@ TEST_F(SystemStepWorldTest, LibraryIsLoadedByNameFromTheSystemsFolderOnly) {
 }
 
 // Keeps what the placeholder query is given.
-class QueryFiles final : public sim::ForwardingFiles {
+class QueryFiles final : public test::ForwardingFiles, public test::ForwardingPaths, public test::ForwardingCloudFiles {
 public:
-    using ForwardingFiles::ForwardingFiles;
+    explicit QueryFiles(const platform::Platform& real)
+        : ForwardingFiles(real.files), ForwardingPaths(real.paths), ForwardingCloudFiles(real.cloudFiles) {}
     bool PathFileExistsW(const std::u16string& path) override {
         paths.push_back(path);
-        return ForwardingFiles::PathFileExistsW(path);
+        return ForwardingPaths::PathFileExistsW(path);
     }
     platform::Handle CreateFileW(const std::u16string& path, std::uint32_t access, std::uint32_t shareMode,
                                  std::uint32_t disposition, std::uint32_t flagsAndAttributes) override {
@@ -69,7 +70,7 @@ public:
                                       std::uint32_t informationClass, std::span<std::byte> buffer) override {
         classes.push_back(informationClass);
         buffers.push_back(buffer);
-        return ForwardingFiles::CfGetPlaceholderInfo(function, handle, informationClass, buffer);
+        return ForwardingCloudFiles::CfGetPlaceholderInfo(function, handle, informationClass, buffer);
     }
 
     std::vector<std::u16string> paths;
@@ -77,22 +78,17 @@ public:
     std::vector<std::span<std::byte>> buffers;
 };
 
-class CountedHeap final : public platform::Heap {
+class CountedHeap final : public test::ForwardingHeap {
 public:
-    explicit CountedHeap(platform::Heap& heap) : real_(heap) {}
+    using ForwardingHeap::ForwardingHeap;
     void* HeapAlloc(std::size_t bytes) override {
         sizes.push_back(bytes);
-        memory.push_back(real_.HeapAlloc(bytes));
+        memory.push_back(ForwardingHeap::HeapAlloc(bytes));
         return memory.back();
     }
-    std::size_t HeapSize(void* block) override { return real_.HeapSize(block); }
-    void HeapFree(void* block) override { real_.HeapFree(block); }
 
     std::vector<std::size_t> sizes;
     std::vector<void*> memory;
-
-private:
-    platform::Heap& real_;
 };
 
 TEST_F(SystemStepWorldTest, PlaceholderQueryGetsTheLongFormAndAThousandBytesOfALargerBuffer) {
@@ -103,10 +99,9 @@ TEST_F(SystemStepWorldTest, PlaceholderQueryGetsTheLongFormAndAThousandBytesOfAL
     const std::u16string path = u"C:\\Sync\\" + directory + u"\\cloud.txt";
     MakeFile(path);
     volume().SetPlaceholder(path, true);
-    QueryFiles queryFiles(real.files);
+    QueryFiles queryFiles(real);
     CountedHeap heap(real.heap);
-    platform::Platform watched{real.errors, real.services, real.modules, queryFiles,  real.pipes, real.threads,
-                               real.clock,  heap,          real.trust,   real.sqlite, real.digest};
+    platform::Platform watched = test::PlatformWith(real, queryFiles, heap);
     SystemStepWorld world(watched, listenPath);
     EXPECT_TRUE(world.IsPlaceholder(directory + u"\\cloud.txt"));
     EXPECT_THAT(queryFiles.paths, ElementsAre(u"\\\\?\\" + path, u"\\\\?\\" + path));
@@ -124,8 +119,8 @@ TEST_F(SystemStepWorldTest, AbsentFileIsNotOpened) {
 }
 
 TEST_F(SystemStepWorldTest, WhateverFailsTheAnswerIsNoAndNothingLeaks) {
-    for (const char* call : {"Files.PathFileExistsW", "Files.CreateFileW", "Heap.HeapAlloc", "Modules.LoadLibraryExW",
-                             "Modules.GetProcAddress", "Files.CfGetPlaceholderInfo"}) {
+    for (const char* call : {"Paths.PathFileExistsW", "Files.CreateFileW", "Heap.HeapAlloc", "Modules.LoadLibraryExW",
+                             "Modules.GetProcAddress", "CloudFiles.CfGetPlaceholderInfo"}) {
         {
             SystemStepWorld world(platform, listenPath);
             machine.faults().Fail({.call = call});
