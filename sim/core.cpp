@@ -1,6 +1,7 @@
 #include "sim/core.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <sstream>
@@ -24,9 +25,31 @@ std::string Narrow(std::u16string_view text) {
     return narrow;
 }
 
+namespace {
+
+// As the function that was called tells it.
+std::uint32_t CodeOfCancellation(std::string_view called) {
+    constexpr std::uint32_t kStatusCancelled = 0xC0000120;
+    constexpr std::uint32_t kResultOperationAborted = 0x800703E3;
+    if (called.starts_with("Files.Nt")) {
+        return kStatusCancelled;
+    }
+    if (called == "Files.Waccess") {
+        return EINVAL;
+    }
+    const bool givesResult = called == "Files.CfGetPlaceholderInfo" || called == "Files.SHGetFolderPathW";
+    return givesResult ? kResultOperationAborted : platform::kErrorOperationAborted;
+}
+
+}  // namespace
+
 Call::Call(Core& core, const char* name, std::uint32_t usualCode, CallKind kind)
     : core_(core), lock_(core.scheduler.Enter()), thread_(core.scheduler.Current(lock_)) {
+    const std::string_view called = name;
+    thread_->inFileCall = kind == CallKind::kCanFail && called.starts_with("Files.");
     core_.scheduler.Preempt(lock_, *thread_);
+    thread_->inFileCall = false;
+    const bool cancelled = std::exchange(thread_->fileCallCancelled, false);
     const Faults::Verdict verdict = core_.faults.OnCall(name, kind == CallKind::kCanFail, usualCode);
     if (verdict.kills) {
         core_.Kill(lock_);
@@ -35,8 +58,8 @@ Call::Call(Core& core, const char* name, std::uint32_t usualCode, CallKind kind)
     if (dead_) {
         core_.scheduler.OutliveOthers(lock_, *thread_);
     }
-    failed_ = verdict.fails || dead_;
-    code_ = verdict.fails && !dead_ ? verdict.code : usualCode;
+    failed_ = verdict.fails || dead_ || cancelled;
+    code_ = verdict.fails && !dead_ ? verdict.code : cancelled && !dead_ ? CodeOfCancellation(called) : usualCode;
 }
 
 void Call::DieIfDead() {

@@ -75,8 +75,16 @@ void Faults::ClearHistory() {
     oldest_ = 0;
 }
 
+void Faults::Observe(std::function<void(std::string_view)> observer) {
+    const std::lock_guard lock(mutex_);
+    observer_ = std::move(observer);
+}
+
 Faults::Verdict Faults::OnCall(const char* name, bool canFail, std::uint32_t usualCode) {
     const std::lock_guard lock(mutex_);
+    if (observer_) {
+        observer_(name);
+    }
     ++calls_;
     const auto found = counts_.find(std::string_view(name));
     if (found != counts_.end()) {

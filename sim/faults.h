@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -43,6 +44,9 @@ public:
 
     static constexpr std::size_t kKeptCalls = 100000;
 
+    // Told of every call before it does anything, on the calling thread; it makes no platform call itself.
+    void Observe(std::function<void(std::string_view name)> observer);
+
     // For the machine: what the call that is being made has to do.
     struct Verdict {
         bool fails = false;
@@ -59,6 +63,7 @@ private:
     };
 
     mutable std::mutex mutex_;
+    std::function<void(std::string_view)> observer_;
     std::vector<Armed> armed_;
     std::uint64_t killIn_ = 0;
     std::uint64_t fired_ = 0;

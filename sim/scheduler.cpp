@@ -217,6 +217,9 @@ void Scheduler::Deadlock() {
 }
 
 bool Scheduler::Cancel(Lock&, SimThread& thread) {
+    if (thread.inFileCall) {
+        return !std::exchange(thread.fileCallCancelled, true);
+    }
     if (thread.state != SimThread::State::kWaiting || thread.cancellable != Cancellable::kYes || thread.cancelled) {
         return false;
     }

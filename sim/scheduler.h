@@ -54,6 +54,8 @@ struct SimThread {
     const std::function<bool()>* ready = nullptr;
     Cancellable cancellable = Cancellable::kNo;
     bool cancelled = false;
+    bool inFileCall = false;  // begun and not yet done: a cancellation ends it
+    bool fileCallCancelled = false;
 
     std::condition_variable turn;
     std::thread native;  // not of an adopted thread
@@ -82,7 +84,7 @@ public:
         }
     }
     std::shared_ptr<SimThread> Start(Lock& lock, std::string name, Side side, std::function<void()> entry);
-    // False when the thread is in no wait that can be cancelled.
+    // False when the thread is in no wait that can be cancelled, and in no file call.
     bool Cancel(Lock& lock, SimThread& thread);
 
     std::int64_t Now() const { return now_; }  // needs no lock

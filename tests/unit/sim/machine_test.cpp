@@ -175,5 +175,37 @@ TEST(Machine, TheTemporaryFolderGoesWithTheMachine) {
     EXPECT_FALSE(std::filesystem::exists(path.parent_path()));
 }
 
+TEST(Machine, CancellationEndsTheFileCallThatAThreadIsIn) {
+    Machine machine({.seed = 3});
+    Platform platform = machine.platform();
+    machine.volume().MakeFile(u"\\f");
+    std::uint32_t code = 0;
+    EXPECT_TRUE(machine.RunProcess([&] {
+        const Handle thread = platform.threads.StartThread([&] {
+            while (platform.files.GetFileAttributesW(u"C:\\f") != kInvalidFileAttributes) {
+            }
+            code = platform.errors.GetLastError();
+        });
+        while (!platform.threads.CancelSynchronousIo(thread)) {
+        }
+        platform.threads.WaitForThread(thread, kInfinite);
+        EXPECT_FALSE(platform.threads.CancelSynchronousIo(thread));
+        platform.threads.CloseThread(thread);
+    }));
+    EXPECT_EQ(code, kErrorOperationAborted);
+}
+
+TEST(Machine, EveryCallIsObserved) {
+    Machine machine;
+    Platform platform = machine.platform();
+    std::vector<std::string> calls;
+    machine.faults().Observe([&calls](std::string_view call) { calls.emplace_back(call); });
+    platform.files.PathFileExistsW(u"C:\\f");
+    platform.clock.RandomNumber();
+    machine.faults().Observe({});
+    platform.clock.RandomNumber();
+    EXPECT_THAT(calls, testing::ElementsAre("Files.PathFileExistsW", "Clock.RandomNumber"));
+}
+
 }  // namespace
 }  // namespace tavi::sim
