@@ -203,6 +203,32 @@ TEST_F(DoctorTest, AnotherFolderIsWorthANote) {
     EXPECT_THAT(run.out, HasSubstr("note    The service last listened to C:\\Sync for anna, not to C:\\sync.\n"));
 }
 
+TEST_F(DoctorTest, PositionExpiredUnderARunningTask) {
+    rig.machine().volume().WithJournal([](sim::EmulatedJournal& journal) {
+        for (int i = 0; i < 1000; ++i) {
+            journal.AppendRaw(99, 5, u"x", 0x20, 0x100, 1);
+        }
+        journal.TrimTo(journal.nextUsn());
+    });
+    EXPECT_THAT(Examine(Replying(2)).out, HasSubstr("If it is this task that is running, it records nothing more.\n"));
+    EXPECT_THAT(Examine(Replying(0)).out, Not(HasSubstr("records nothing more")));
+}
+
+TEST_F(DoctorTest, FolderNamedOtherwiseThanItIs) {
+    const auto examine = [this](const std::string& folder) {
+        return rig.Run({"doctor", "--folder", folder}, Replying(2)).out;
+    };
+    EXPECT_THAT(examine("C:\\SYNC"), HasSubstr("note    The folder's real name is C:\\Sync, not C:\\SYNC: "));
+    for (const char* folder : {"C:\\Sync", "c:\\Sync\\", "C:\\"}) {
+        EXPECT_THAT(examine(folder), Not(HasSubstr("real name"))) << folder;
+    }
+    rig.machine().volume().MakeDirectory(u"C:\\Link\\Inner");
+    rig.machine().volume().SetReparseTag(u"C:\\Link", 0xA0000003);
+    EXPECT_THAT(examine("C:\\Link\\Inner"), HasSubstr("goes through the link C:\\Link: "));
+    rig.machine().volume().SetReparseTag(u"C:\\Link", 0x9000001A);
+    EXPECT_THAT(examine("C:\\Link\\Inner"), Not(HasSubstr("goes through"))) << "a cloud folder is no link";
+}
+
 TEST_F(DoctorTest, SaysWhatItDidNotLookAt) {
     const RunResult run = rig.Run({"doctor"}, Replying(2));
     EXPECT_EQ(run.exitCode, 0);

@@ -143,9 +143,10 @@ bool CheckService(const Surroundings& surroundings, Findings& findings) {
     return status.currentState == platform::kServiceRunning;
 }
 
-void CheckPipe(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings) {
+bool CheckPipe(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings) {
     const Answer answer = Ask(surroundings.pipe, BuildFrame(Command::kStatus), options.timeoutSeconds * 1000);
     findings.push_back(DescribeAnswer(answer, options.timeoutSeconds));
+    return answer.outcome == Outcome::kReplied && answer.status == kReplyJournalUsable;
 }
 
 }  // namespace tavi::client

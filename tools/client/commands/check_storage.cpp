@@ -10,6 +10,7 @@
 #include "imports/type_convert.h"
 #include "machine/journal_look.h"
 #include "machine/log_files.h"
+#include "machine/real_name.h"
 #include "platform/constants.h"
 #include "platform/platform.h"
 #include "tavi_client/database_path.h"
@@ -75,7 +76,30 @@ Finding DescribeMissingJournal(const JournalLook& look, const std::u16string& fo
     }
 }
 
-void CheckPosition(const UserRow& user, const Surroundings& surroundings, Findings& findings) {
+// The journal tells a folder's changes under its real name only.
+void CheckName(const std::u16string& given, platform::Platform& platform, Findings& findings) {
+    const RealName real = LookUpRealName(platform, given);
+    if (!real.link.empty()) {
+        findings.push_back({Verdict::kNote,
+                            "The path of the folder goes through the link " + Utf8(real.link) +
+                                ": under this name no change is recorded",
+                            "Name the folder that the link leads to in the start request"});
+        return;
+    }
+    std::u16string plain = given;
+    while (plain.ends_with(u'\\')) {
+        plain.pop_back();
+    }
+    const std::size_t afterDrive = plain.find(u':') + 1;
+    if (plain.substr(afterDrive) != real.path.substr(DriveOf(real.path).size())) {
+        findings.push_back({Verdict::kNote,
+                            "The folder's real name is " + Utf8(real.path) + ", not " + Utf8(plain) +
+                                ": under the other name no change is recorded",
+                            "Name it in the start request exactly so. Letter case counts, and short names do not"});
+    }
+}
+
+void CheckPosition(const UserRow& user, bool taskRuns, const Surroundings& surroundings, Findings& findings) {
     const std::u16string folder = TypeConvert::UTF8ToUnicode(user.listenPath);
     const JournalLook look = LookAtJournal(*surroundings.platform, folder);
     if (look.state != JournalLook::State::kSeen) {
@@ -86,14 +110,15 @@ void CheckPosition(const UserRow& user, const Surroundings& surroundings, Findin
         findings.push_back({Verdict::kFine, text, {}});
         return;
     }
-    findings.push_back({Verdict::kProblem, text,
+    findings.push_back({Verdict::kProblem,
+                        taskRuns ? text + ". If it is this task that is running, it records nothing more" : text,
                         "What changed in between is lost to the service. The next start request answers 2 and goes on "
                         "from the journal's end; the client has to compare its folder. A larger journal holds more: " +
                             JournalCommand(folder)});
 }
 
-void CheckUsers(const DoctorOptions& options, const DatabaseSummary& summary, const Surroundings& surroundings,
-                Findings& findings) {
+void CheckUsers(const DoctorOptions& options, const DatabaseSummary& summary, bool taskRuns,
+                const Surroundings& surroundings, Findings& findings) {
     for (const UserRow& user : summary.users) {
         if (!options.folder.empty() && user.listenPath != options.folder) {
             findings.push_back({Verdict::kNote,
@@ -102,7 +127,7 @@ void CheckUsers(const DoctorOptions& options, const DatabaseSummary& summary, co
                                 "Letter case counts. A start request for another folder forgets the changes that are "
                                 "stored"});
         }
-        CheckPosition(user, surroundings, findings);
+        CheckPosition(user, taskRuns, surroundings, findings);
     }
 }
 
@@ -152,6 +177,7 @@ bool CheckFolder(const DoctorOptions& options, const Surroundings& surroundings,
     }
     if (platform.paths.PathFileExistsW(folder)) {
         findings.push_back({Verdict::kFine, "The folder is there, on NTFS", {}});
+        CheckName(folder, platform, findings);
     } else {
         findings.push_back({Verdict::kNote, "The folder does not exist; its volume is NTFS",
                             "The service creates it when a start request names it"});
@@ -166,7 +192,7 @@ void CheckJournal(const DoctorOptions& options, const Surroundings& surroundings
                                                                : DescribeMissingJournal(look, folder));
 }
 
-void CheckDatabase(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings) {
+void CheckDatabase(const DoctorOptions& options, bool taskRuns, const Surroundings& surroundings, Findings& findings) {
     if (!options.database.given()) {
         findings.push_back({Verdict::kNote, "The database was not looked at", "Add --user and --database"});
         return;
@@ -184,7 +210,7 @@ void CheckDatabase(const DoctorOptions& options, const Surroundings& surrounding
                             (changes == 1 ? " change, " : " changes, ") + FormatBytes(summary.databaseBytes) +
                             ", log " + FormatBytes(summary.logBytes),
                         {}});
-    CheckUsers(options, summary, surroundings, findings);
+    CheckUsers(options, summary, taskRuns, surroundings, findings);
 }
 
 void CheckLogs(const Surroundings& surroundings, Findings& findings) {

@@ -43,13 +43,11 @@ void Print(const Finding& finding, const Surroundings& surroundings) {
 
 int Doctor(const DoctorOptions& options, const Surroundings& surroundings) {
     Findings findings;
-    if (CheckService(surroundings, findings)) {
-        CheckPipe(options, surroundings, findings);
-    }
+    const bool taskRuns = CheckService(surroundings, findings) && CheckPipe(options, surroundings, findings);
     if (CheckFolder(options, surroundings, findings)) {
         CheckJournal(options, surroundings, findings);
     }
-    CheckDatabase(options, surroundings, findings);
+    CheckDatabase(options, taskRuns, surroundings, findings);
     CheckLogs(surroundings, findings);
     for (const Finding& finding : findings) {
         Print(finding, surroundings);

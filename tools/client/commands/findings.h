@@ -21,11 +21,12 @@ using Findings = std::vector<Finding>;
 
 // Each appends what it found and says whether checks that build on it make sense.
 bool CheckService(const Surroundings& surroundings, Findings& findings);
-void CheckPipe(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings);
+// Whether a task is running.
+bool CheckPipe(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings);
 bool CheckFolder(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings);
 void CheckJournal(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings);
-// Whether the stored position still lies in the journal belongs to it.
-void CheckDatabase(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings);
+// Whether the stored position still lies in the journal belongs to it; with a task that runs it matters more.
+void CheckDatabase(const DoctorOptions& options, bool taskRuns, const Surroundings& surroundings, Findings& findings);
 void CheckLogs(const Surroundings& surroundings, Findings& findings);
 
 }  // namespace tavi::client
