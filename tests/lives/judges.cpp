@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "platform/constants.h"
 #include "records/names/temporary_file_rules.h"
 
 namespace tavi::lives {
@@ -229,6 +230,28 @@ std::string Judges::LimitOfADirectoryAbove(const Stretch& stretch, const Image& 
     return {};
 }
 
+// What the volume itself did to the file explains that it was not told, or told too late.
+std::string Judges::LimitOfTheVolume(const Stretch& stretch, const std::u16string& path, const FileState& state) const {
+    const auto anyRecord = [this](const auto& matches) { return std::ranges::any_of(truth_.records(), matches); };
+    if (anyRecord([&state](const TrueRecord& record) {
+            return record.frn == state.frn && (record.reason & platform::kReasonHardLinkChange) != 0;
+        })) {
+        return "file-with-several-names";
+    }
+    // The file of that name in a directory that went there is told as deleted here.
+    const std::u16string name = LastComponent(path);
+    if (anyRecord([&name](const TrueRecord& record) {
+            return record.name == name && (record.reason & platform::kReasonFileDelete) != 0 &&
+                   record.directory.starts_with(u"\\$Recycle.Bin");
+        })) {
+        return "recycle-bin-spelt-otherwise";
+    }
+    constexpr std::size_t kNameBufferUnits = 525;  // without the end
+    const std::size_t directory = std::u16string_view(kFolders[stretch.folder]).size() - 2 + path.rfind(u'\\') + 1;
+    const bool isBelow = path.find(u'\\') != std::u16string::npos;
+    return isBelow && directory > kNameBufferUnits ? "directory-path-too-long" : "";
+}
+
 void Judges::FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FolderState& now,
                       const Reference* reference) {
     const FileState& state = now.at(path);
@@ -240,11 +263,15 @@ void Judges::FindLoss(const Stretch& stretch, const Image& image, const std::u16
         drop.knownLimit = "row-moved-behind-its-directory";
     }
     const ChangeRow* told = LastRowOf(image, image.changes.size(), path);
+    const std::string ofVolume = LimitOfTheVolume(stretch, path, state);
+    if (!ofVolume.empty()) {
+        drop.knownLimit = ofVolume;
+    }
     if (told == nullptr) {
         Find('d', Narrow(path) + " changed and has no row; dropped by: " + drop.step + drop.before, drop.knownLimit);
         return;
     }
-    const bool ofAnother = told->frn != state.frn;
+    const bool ofAnother = ofVolume.empty() && told->frn != state.frn;
     Find('d',
          Narrow(path) + " changed and is there, but its last row says that it was deleted; dropped by: " + drop.step +
              drop.before,

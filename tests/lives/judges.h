@@ -33,6 +33,7 @@ private:
                 const Reference* reference) const;
     std::string LimitOfADirectoryAbove(const Stretch& stretch, const Image& image, const std::u16string& path,
                                        const FolderState& now, const Reference* reference) const;
+    std::string LimitOfTheVolume(const Stretch& stretch, const std::u16string& path, const FileState& state) const;
     void FindLoss(const Stretch& stretch, const Image& image, const std::u16string& path, const FolderState& now,
                   const Reference* reference);
 

@@ -1,6 +1,7 @@
 #include "lives/life.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <utility>
 
@@ -30,7 +31,9 @@ private:
     void ComeUpAgain();
     void NoticeDeath();
     void StartTask();
+    std::optional<std::uint32_t> AsTheClientTakesIt(std::optional<std::uint32_t> reply);
     void JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Image>& before);
+    void JudgeContinuation(std::uint32_t taken, const std::optional<Image>& before);
     void Take();
     void Stop();
     void JournalBroken();
@@ -50,6 +53,8 @@ private:
     int eventsWhileDown_ = 0;
     int positionsGivenUp_ = 0;
     bool recreated_ = false;  // the journal, at any time
+    // Of each user's last start, as the client remembers it: it was answered with 5, or not at all.
+    std::array<bool, Stretches::kUsers> cutShort_ = {};
 };
 
 void Life::Take() {
@@ -90,43 +95,64 @@ void Life::StartTask() {
     }
 }
 
+// What a client makes of a reply: after a start that was cut short, nobody knows what that one has already used up.
+std::optional<std::uint32_t> Life::AsTheClientTakesIt(std::optional<std::uint32_t> reply) {
+    const bool wasCutShort = std::exchange(cutShort_.at(user_), !reply || *reply == protocol::kReplyStartFailed);
+    const bool saysNothing = reply && (*reply == protocol::kReplyContinues || *reply == protocol::kReplyTaskReplaced);
+    return wasCutShort && saysNothing ? protocol::kReplyPositionExpired : reply;
+}
+
 void Life::JudgeStart(std::optional<std::uint32_t> reply, const std::optional<Image>& before) {
+    if (reply) {
+        report_.replies.push_back(*reply);
+    }
+    const bool cutShort = !reply || *reply == protocol::kReplyStartFailed;
+    const std::optional<std::uint32_t> taken = AsTheClientTakesIt(reply);
     const StartWay way = world_.log().startWay();
     const bool cleared = world_.log().tablesCleared();
-    const bool continues = way == StartWay::kContinue && !cleared;
-    const bool cutShort = !reply || *reply == protocol::kReplyStartFailed;
-    const bool saysNothing = reply && (*reply == protocol::kReplyContinues || *reply == protocol::kReplyTaskReplaced);
-    const Stretch* current = stretches_.Current(user_);
+    const bool changedSomething = cleared || (way != StartWay::kNone && way != StartWay::kContinue);
+    const bool saysNothing = taken && (*taken == protocol::kReplyContinues || *taken == protocol::kReplyTaskReplaced);
+    if (cutShort) {
+        if (changedSomething || stretches_.Current(user_) == nullptr) {
+            stretches_.Interrupt(user_);
+        }
+        return;
+    }
+    if (saysNothing && stretches_.isInterrupted(user_)) {
+        judges_.Find('b',
+                     "reply " + std::to_string(*taken) + " after a start that was cut short had changed something");
+    }
     if (saysNothing && way == StartWay::kContinue) {
-        const std::string answered = "reply " + std::to_string(*reply) + " although ";
-        // A task that ran until now may have stored another position than the one that was seen before; it may also
-        // have given its position up.
-        const bool valid = !before || (world_.journalActive() && before->position >= world_.journalFirst() &&
-                                       before->position <= world_.journalNext());
-        const bool another = current != nullptr && current->journal != world_.journalId();
-        if (!valid) {
-            judges_.Find('b', answered + "the position was lost");
-        }
-        if (!another && world_.log().positionsGivenUp() > positionsGivenUp_) {
-            // Later on, too, a position from before the recreation may lie between two records of the new journal.
-            judges_.Find('b', answered + "the task had given its position up",
-                         recreated_ ? "journal-recreated-unnoticed" : "");
-        }
-        if (another) {
-            judges_.Find('b', answered + "the journal is another one", "journal-recreated-unnoticed");
-            stretches_.Begin(user_, folder_);
-            return;
+        JudgeContinuation(*taken, before);
+    }
+    if (!saysNothing || changedSomething || stretches_.Current(user_) == nullptr) {
+        const bool mayHoldOthers = stretches_.isInterrupted(user_);
+        if (Stretch* begun = stretches_.Begin(user_, folder_)) {
+            begun->cutShort = mayHoldOthers;
         }
     }
-    if ((way == StartWay::kNone && !cleared) || (continues && current != nullptr)) {
-        return;  // nothing was changed, or it goes on where it was
+}
+
+// The client hears that everything goes on where it was.
+void Life::JudgeContinuation(std::uint32_t taken, const std::optional<Image>& before) {
+    const Stretch* current = stretches_.Current(user_);
+    const std::string answered = "reply " + std::to_string(taken) + " although ";
+    // A task that ran until now may have stored another position than the one that was seen before; it may also have
+    // given its position up.
+    const bool valid = !before || (world_.journalActive() && before->position >= world_.journalFirst() &&
+                                   before->position <= world_.journalNext());
+    const bool another = current != nullptr && current->journal != world_.journalId();
+    if (!valid) {
+        judges_.Find('b', answered + "the position was lost");
     }
-    if (cutShort && cleared) {
-        judges_.Find('b', "a start for another user or folder that was cut short has emptied tables",
-                     "start-cut-short");
+    if (!another && world_.log().positionsGivenUp() > positionsGivenUp_) {
+        // Later on, too, a position from before the recreation may lie between two records of the new journal.
+        judges_.Find('b', answered + "the task had given its position up",
+                     recreated_ ? "journal-recreated-unnoticed" : "");
     }
-    if (Stretch* begun = stretches_.Begin(user_, folder_)) {
-        begun->cutShort = cutShort;
+    if (another) {
+        judges_.Find('b', answered + "the journal is another one", "journal-recreated-unnoticed");
+        stretches_.Begin(user_, folder_);
     }
 }
 
@@ -256,6 +282,8 @@ void Life::PerformMishap(const Event& event) {
             world_.truth().JournalReplaced();
             recreated_ = true;
             return JournalBroken();
+        case Act::kFlood:
+            return world_.FloodJournal();
         case Act::kClockBack: {
             auto& clock = world_.machine().clock();
             clock.SetNowUtc(clock.NowUtc() - event.number * 10000);
@@ -291,7 +319,7 @@ void Life::ComeToRest() {
     for (int round = 0; round < kRounds; ++round) {
         world_.Sleep(plan_.intervalSeconds * 1000 + 1500);
         const auto image = lives::Look(world_.DatabaseFile(user_));
-        if (image && image->position == world_.journalNext()) {
+        if (image && world_.IsAtTheEnd(*image, folder_)) {
             return;
         }
     }
@@ -321,6 +349,7 @@ void Life::End() {
         judges_.Find('e', "the database cannot be read at the end");
     }
     world_.AskFinish();
+    world_.EndOwnWrites();
     world_.Sleep(10);  // until the client is let go
     if (world_.machine().OpenHandles() != world_.handlesWithoutTask()) {
         judges_.Find('f', "handles before and after a task: " + std::to_string(world_.handlesWithoutTask()) + ", " +

@@ -35,8 +35,9 @@ struct Report {
     std::uint64_t savesGivenUp = 0;  // batches that had to be dealt with again
     std::uint64_t rows = 0;
     std::uint64_t looks = 0;
-    std::uint64_t takes = 0;     // times that the client dealt with all rows
-    std::uint64_t compared = 0;  // stretches that an undisturbed life was held against
+    std::uint64_t takes = 0;             // times that the client dealt with all rows
+    std::uint64_t compared = 0;          // stretches that an undisturbed life was held against
+    std::vector<std::uint32_t> replies;  // to the starts that were answered, in order
     std::string finalContents;
     std::string log;  // the last lines, when something was found
 

@@ -28,6 +28,7 @@ constexpr const char* kUsage =
   --no-shrink     tell a failing life as it is, without looking for its shortest story
   --until-found   end with the first life that fails
   --no-mishaps    nothing goes wrong in them
+  --plain-volume  nothing on the volume but files and directories that nobody holds
   --all-at-once   every thread runs at once; such a life does not go the same way twice
   --soak          a week of virtual time with steady work, instead
 
@@ -56,6 +57,7 @@ std::optional<Options> ReadArguments(int argc, char** argv) {
     const std::map<std::string, bool*> switches = {{"--no-shrink", &options.shrink},
                                                    {"--no-mishaps", &options.plan.mishaps},
                                                    {"--all-at-once", &options.plan.everyThreadAtOnce},
+                                                   {"--plain-volume", &options.plan.plainVolume},
                                                    {"--until-found", &options.untilFound},
                                                    {"--soak", &options.soak},
                                                    {"--help", &options.help},

@@ -46,6 +46,9 @@ constexpr std::array<Weighted, 6> kUnsteadyWork = {{{Act::kRenameDirectory, 4},
                                                     {Act::kMoveDirectoryIn, 4},
                                                     {Act::kMoveDirectoryOut, 2},
                                                     {Act::kReleaseData, 1}}};
+constexpr std::array<Weighted, 5> kRicherWork = {
+    {{Act::kWriteStream, 3}, {Act::kLink, 2}, {Act::kShellOpen, 2}, {Act::kScratch, 2}, {Act::kRemoveHeld, 4}}};
+constexpr std::array<Weighted, 2> kRicherUnsteadyWork = {{{Act::kRemoveTreeByHandle, 2}, {Act::kEmptyBin, 2}}};
 constexpr std::array<Weighted, 8> kControl = {{{Act::kStop, 3},
                                                {Act::kFinish, 3},
                                                {Act::kStart, 2},
@@ -98,7 +101,7 @@ Act Pick(Random& random, const Table& table) {
 // A life's own few files and directories, so that its events meet each other.
 class Maker {
 public:
-    Maker(std::uint64_t seed, PlanOptions options) : random_(seed), options_(options) {
+    Maker(std::uint64_t seed, PlanOptions options) : random_(seed), richer_(~seed), options_(options) {
         plan_.seed = seed;
         plan_.everyThreadAtOnce = options.everyThreadAtOnce;
     }
@@ -118,6 +121,9 @@ public:
         const std::size_t count = 3 + Any(22);
         while (plan_.events.size() < count) {
             AddEvent();
+        }
+        if (!options_.plainVolume) {
+            Enrich();
         }
         return std::move(plan_);
     }
@@ -176,6 +182,39 @@ private:
         plan_.events.push_back(std::move(event));
     }
 
+    std::size_t AnyRicher(std::size_t below) { return static_cast<std::size_t>(richer_() % below); }
+
+    // What the volume is like, and events between the others. With random numbers of its own: a seed's plan is the one
+    // that it was before, with these in it.
+    void Enrich() {
+        plan_.coarseClock = AnyRicher(4) != 0;
+        plan_.mixedCaseBin = AnyRicher(2) == 0;
+        plan_.ownWrites = AnyRicher(3) == 0;
+        plan_.journalSize = AnyRicher(8) == 0 ? std::uint64_t{32768} << AnyRicher(2) : 0;
+        for (std::size_t count = AnyRicher(6); count > 0; --count) {
+            const auto at = plan_.events.begin() + static_cast<std::ptrdiff_t>(AnyRicher(plan_.events.size() + 1));
+            plan_.events.insert(at, RicherEvent());
+        }
+        if (options_.mishaps && plan_.journalSize != 0 && AnyRicher(2) == 0) {
+            const auto at = plan_.events.begin() + static_cast<std::ptrdiff_t>(AnyRicher(plan_.events.size() + 1));
+            plan_.events.insert(at, {static_cast<std::int64_t>(AnyRicher(600)), Act::kFlood, {}, {}, 0});
+        }
+    }
+
+    Event RicherEvent() {
+        Event event;
+        event.pause = static_cast<std::int64_t>(AnyRicher(AnyRicher(3) == 0 ? 2000 : 40)) / quantum_ * quantum_;
+        const bool moves = !plan_.steady && AnyRicher(3) == 0;
+        event.act = moves ? Pick(richer_, kRicherUnsteadyWork) : Pick(richer_, kRicherWork);
+        event.path = paths_.at(AnyRicher(paths_.size()));
+        event.other = paths_.at(AnyRicher(paths_.size()));
+        if (event.act == Act::kHoldDirectory || event.act == Act::kRemoveTreeByHandle) {
+            event.path = event.path.substr(0, event.path.rfind(u'\\'));
+        }
+        event.number = AnyRicher(1000);
+        return event;
+    }
+
     // Whether a hidden file is a placeholder is asked when its record is dealt with, not when it was written: where
     // both occur, a life that was held up may see something else.
     Act Allowed(Act act) const {
@@ -218,6 +257,7 @@ private:
     }
 
     Random random_;
+    Random richer_;
     PlanOptions options_;
     Plan plan_;
     std::int64_t quantum_ = 1;
@@ -308,6 +348,18 @@ std::string Describe(const Event& event) {
                 return "the placeholder " + path + " gives its data back";
             case Act::kNoise:
                 return "a program writes outside the folder";
+            case Act::kWriteStream:
+                return "a browser marks " + path;
+            case Act::kLink:
+                return path + " gets one more name, " + other;
+            case Act::kShellOpen:
+                return "the shell opens " + path;
+            case Act::kScratch:
+                return "a program makes " + path + " and deletes it through its own handle";
+            case Act::kRemoveHeld:
+                return path + " is deleted while a program holds it open";
+            case Act::kHoldDirectory:
+                return "a program makes " + path + " its current directory";
             case Act::kRenameDirectory:
                 return "the directory " + path + " is renamed to " + other;
             case Act::kRemoveTree:
@@ -318,6 +370,10 @@ std::string Describe(const Event& event) {
                 return "a directory with files is moved into the folder as " + path;
             case Act::kMoveDirectoryOut:
                 return "the directory " + path + " is moved out of the folder";
+            case Act::kRemoveTreeByHandle:
+                return "the directory " + path + " is deleted with all that is in it, through handles";
+            case Act::kEmptyBin:
+                return "the recycle bin is emptied";
             case Act::kStop:
                 return "the service is stopped";
             case Act::kFinish:
@@ -356,6 +412,8 @@ std::string Describe(const Event& event) {
                 return "the journal is deleted and created again";
             case Act::kClockBack:
                 return "the clock is set back by " + number + " ms";
+            case Act::kFlood:
+                return "a program writes until the journal has lost all that it held";
         }
         return "?";
     };

@@ -40,12 +40,20 @@ enum class Act {
     kHydrate,        // its data arrive through the client's temporary file
     kReleaseData,    // and go again
     kNoise,          // something outside the folder
+    kWriteStream,    // a named stream, as a browser marks what it has downloaded
+    kLink,           // other becomes one more name of path
+    kShellOpen,      // the shell opens it: object ids for the file, its directory and the root
+    kScratch,        // a program's own file, deleted through the handle that made it
+    kRemoveHeld,     // deleted by one program while another one holds it open
+    kHoldDirectory,  // a program has the directory as its current one
     // Directories: these make a life unsteady (see Plan::steady).
     kRenameDirectory,
     kRemoveTree,
     kRecycleDirectory,
     kMoveDirectoryIn,   // with files in it
     kMoveDirectoryOut,  //
+    kRemoveTreeByHandle,
+    kEmptyBin,
     // The service and its client.
     kStop,          // by the service control manager
     kFinish,        // the client ends the task
@@ -67,6 +75,7 @@ enum class Act {
     kDeleteJournal,
     kRecreateJournal,
     kClockBack,  // by `number` ms
+    kFlood,      // a program outside the folder writes until everything that the journal held is gone
 };
 
 struct Event {
@@ -83,6 +92,13 @@ struct Plan {
     std::uint64_t readLimit = 0;        // bytes per read of the journal, 0: as many as fit
     bool steady = true;                 // no directory moves, vanishes or arrives with contents
     bool everyThreadAtOnce = false;     // for ThreadSanitizer; not replayed exactly
+    // How this volume is.
+    bool coarseClock = false;       // stamps move in steps of 15.6 ms
+    bool mixedCaseBin = false;      // the recycle bin is "$Recycle.Bin"
+    bool ownWrites = false;         // database and log lie on the volume: the service reads of its own writing
+    std::uint64_t journalSize = 0;  // in bytes, 0: larger than any life
+    // What the requests name instead of the first folder, for a folder named otherwise; empty: as it is.
+    std::u16string listenAs;
     std::vector<Event> events;
 };
 
@@ -91,6 +107,7 @@ inline constexpr const char16_t* kFolders[] = {u"C:\\Sync", u"C:\\Other"};
 struct PlanOptions {
     bool mishaps = true;
     bool everyThreadAtOnce = false;
+    bool plainVolume = false;  // nothing of what makes a volume richer than its files
 };
 
 Plan MakePlan(std::uint64_t seed, PlanOptions options = {});

@@ -57,6 +57,16 @@ private:
         if (std::exchange(simpler.readLimit, 0) != 0) {
             Try(std::move(simpler));
         }
+        for (bool Plan::*const what : {&Plan::coarseClock, &Plan::mixedCaseBin, &Plan::ownWrites}) {
+            simpler = plan_;
+            if (std::exchange(simpler.*what, false)) {
+                Try(std::move(simpler));
+            }
+        }
+        simpler = plan_;
+        if (std::exchange(simpler.journalSize, 0) != 0) {
+            Try(std::move(simpler));
+        }
         for (std::size_t i = 0; i < plan_.events.size(); ++i) {
             simpler = plan_;
             if (std::exchange(simpler.events[i].pause, 0) != 0) {
@@ -80,6 +90,9 @@ std::string Story(const Plan& plan, const Report& report) {
     std::string story =
         "seed " + std::to_string(plan.seed) + ", split interval " + std::to_string(plan.intervalSeconds) + " s" +
         (plan.readLimit == 0 ? "" : ", " + std::to_string(plan.readLimit) + " bytes per read") +
+        (plan.coarseClock ? ", stamps every 15.6 ms" : "") + (plan.mixedCaseBin ? ", $Recycle.Bin" : "") +
+        (plan.ownWrites ? ", with the service's own writes" : "") +
+        (plan.journalSize == 0 ? "" : ", a journal of " + std::to_string(plan.journalSize) + " bytes") +
         (plan.steady ? ", steady" : "") + (plan.everyThreadAtOnce ? ", every thread at once" : "") + "\n";
     for (const Event& event : plan.events) {
         story += "  " + Describe(event) + "\n";

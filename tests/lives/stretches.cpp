@@ -29,12 +29,13 @@ Stretch* Stretches::Begin(std::size_t user, std::size_t folder) {
     stretch.journal = world_.journalId();
     stretch.folderAtStart = StateOf(world_.volume(), kFolders[stretch.folder]);
     stretches_.at(user).push_back(std::move(stretch));
+    interrupted_.at(user) = false;
     return Current(user);
 }
 
 bool Stretches::Look(std::size_t user) {
     auto image = lives::Look(world_.DatabaseFile(user));
-    if (Current(user) == nullptr || !image) {
+    if (Current(user) == nullptr || !image || isInterrupted(user)) {
         return false;
     }
     ++report_.looks;
@@ -63,8 +64,8 @@ bool Stretches::LookPatiently(std::size_t user) {
 void Stretches::Take(std::size_t user) {
     auto image = lives::Look(world_.DatabaseFile(user));
     Stretch* ended = Current(user);
-    if (!image || ended == nullptr || image->listenPath != kFolders[ended->folder] ||
-        image->position != world_.journalNext() || !world_.DeleteRows(user)) {
+    if (!image || ended == nullptr || image->listenPath != kFolders[ended->folder] || isInterrupted(user) ||
+        !world_.IsAtTheEnd(*image, ended->folder) || !world_.DeleteRows(user)) {
         return;
     }
     ++report_.takes;

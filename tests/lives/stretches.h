@@ -23,6 +23,10 @@ public:
     // when that cannot be read; then the stretch before goes on.
     Stretch* Begin(std::size_t user, std::size_t folder);
 
+    // A start was cut short behind a change of its own: what is stored is nobody's stretch until the next one begins.
+    void Interrupt(std::size_t user) { interrupted_.at(user) = true; }
+    bool isInterrupted(std::size_t user) const { return interrupted_.at(user); }
+
     // Another reader looks. A look that cannot be had (the file is locked, or not there yet) is no look.
     void LookAtAll();
     // False when there is nothing to be had for a long time.
@@ -45,6 +49,7 @@ private:
     World& world_;
     Report& report_;
     std::array<std::vector<Stretch>, kUsers> stretches_;
+    std::array<bool, kUsers> interrupted_ = {};
     std::size_t references_ = 0;
 };
 

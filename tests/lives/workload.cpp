@@ -1,5 +1,6 @@
 #include "lives/workload.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/constants.h"
@@ -9,6 +10,8 @@ namespace tavi::lives {
 namespace {
 
 constexpr const char16_t* kElsewhere = u"C:\\Elsewhere";
+// Reads and lets others read and write; nobody may rename or delete it.
+constexpr sim::Opening kKeepsItsName = {platform::kGenericRead, platform::kFileShareRead | platform::kFileShareWrite};
 
 std::u16string Digits(std::uint64_t number, int count) {
     std::u16string digits;
@@ -332,9 +335,7 @@ void Workload::PerformFile(const Event& event) {
             return Done();
         case Act::kHold:
             Need(path);
-            if (volume_.Hold(path)) {
-                held_.push_back(volume_.Find(path));
-            }
+            HoldOpen(path, event.number % 4 == 3 ? kKeepsItsName : sim::kSharesAll);
             volume_.Write(path, NewContents());
             return Done();
         case Act::kLetGo:
@@ -355,7 +356,72 @@ void Workload::PerformFile(const Event& event) {
         case Act::kNoise:
             return Create(std::u16string(kElsewhere) + u"\\noise-" + Digits(++counter_, 5), NewContents());
         default:
+            return PerformRicher(event);
+    }
+}
+
+void Workload::HoldOpen(Path path, sim::Opening opening) {
+    if (volume_.Hold(path, opening)) {
+        held_.push_back(volume_.Find(path));
+    }
+}
+
+void Workload::OpenByShell(Path path) {
+    Need(path);
+    for (const std::u16string& opened : {path, DirectoryOf(path), std::u16string(u"C:\\")}) {
+        volume_.SetObjectId(opened);
+        Done();
+    }
+}
+
+void Workload::Scratch(Path path) {
+    NeedDirectoryOf(path);
+    if (const sim::Frn frn = volume_.MakeHeldFile(path); frn != 0) {
+        volume_.Write(path, NewContents());
+        Done();
+        Breathe();
+        volume_.ReleaseAndDelete(frn);
+        Done();
+    }
+}
+
+void Workload::PerformRicher(const Event& event) {
+    Path path = event.path;
+    switch (event.act) {
+        case Act::kWriteStream:
+            Need(path);
+            volume_.WriteStream(path, u"Zone.Identifier", "[ZoneTransfer]");
+            return Done();
+        case Act::kLink:
+            Need(path);
+            NeedDirectoryOf(event.other);
+            volume_.MakeLink(path, event.other);
+            return Done();
+        case Act::kShellOpen:
+            return OpenByShell(path);
+        case Act::kScratch:
+            return Scratch(path);
+        case Act::kRemoveHeld:
+            Need(path);
+            HoldOpen(path, sim::kSharesAll);
+            return Remove(path);
+        case Act::kHoldDirectory:
+            volume_.MakeDirectory(path);
+            HoldOpen(path, event.number % 3 == 0 ? kKeepsItsName : sim::kCurrentDirectory);
+            return Done();
+        default:
             return;
+    }
+}
+
+// One after the other, so that each is known where it was.
+void Workload::EmptyBin() {
+    const std::vector<std::u16string> recycled = volume_.ListTree(u"\\$Recycle.Bin");
+    for (auto path = recycled.rbegin(); path != recycled.rend(); ++path) {
+        const bool isUsersBin = std::count(path->begin(), path->end(), u'\\') == 2;
+        if (!isUsersBin) {
+            Remove(*path);
+        }
     }
 }
 
@@ -378,6 +444,11 @@ void Workload::PerformDirectory(const Event& event) {
         case Act::kMoveDirectoryOut:
             volume_.Rename(path, std::u16string(kElsewhere) + u"\\gone-" + Digits(++counter_, 5));
             return Done();
+        case Act::kRemoveTreeByHandle:
+            volume_.RemoveTree(path, sim::TreeRemoval::kByHandle);
+            return Done();
+        case Act::kEmptyBin:
+            return EmptyBin();
         default:
             return;
     }

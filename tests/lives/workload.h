@@ -49,6 +49,11 @@ private:
     void Hydrate(Path path);
     void ReleaseData(Path path);
     void MoveDirectoryIn(Path path);
+    void PerformRicher(const Event& event);
+    void OpenByShell(Path path);
+    void Scratch(Path path);
+    void HoldOpen(Path path, sim::Opening opening);
+    void EmptyBin();
 
     sim::NtfsVolume& volume_;
     std::function<void(std::int64_t)> sleep_;

@@ -18,6 +18,10 @@ constexpr std::uint32_t kClientProcess = 1234;
 constexpr const char16_t* kPublisher = u"Test Publisher";
 constexpr const char16_t* kClientProgram = u"C:\\Client.exe";
 constexpr std::int64_t kPatience = 900000;
+constexpr std::int64_t kCheckpointMs = 5000;
+// Where the volume shows what the service writes: its own files are on the host's disk.
+constexpr const char16_t* kOwnDatabase = u"\\ProgramData\\Base\\ListenService.dat";
+constexpr const char16_t* kOwnLog = u"\\ProgramData\\Log\\service.log";
 
 std::string AsMessage(const test::Bytes& bytes) {
     std::string message;
@@ -55,7 +59,7 @@ World::World(const Plan& plan)
     for (const char16_t* folder : kFolders) {
         volume().MakeDirectory(folder);
     }
-    volume().WithJournal([&](sim::EmulatedJournal& journal) { journal.behaviour().mostBytesPerRead = plan.readLimit; });
+    MakeVolume();
     truth_.Pull();
     // Now, while nothing fails.
     for (const std::size_t user : {0U, 1U}) {
@@ -65,7 +69,52 @@ World::World(const Plan& plan)
     }
 }
 
+void World::MakeVolume() {
+    volume().TickEvery(plan_.coarseClock ? sim::NtfsVolume::kUsualTick : 1);
+    volume().NameRecycleBin(plan_.mixedCaseBin ? u"$Recycle.Bin" : u"$RECYCLE.BIN");
+    volume().WithJournal([this](sim::EmulatedJournal& journal) {
+        journal.behaviour().mostBytesPerRead = plan_.readLimit;
+        journal.behaviour().trimsAtCheckpoints = plan_.journalSize != 0;
+        journal.Create(plan_.journalSize, plan_.journalSize / 8);
+    });
+    if (plan_.ownWrites) {
+        volume().MakeDirectory(u"\\ProgramData\\Base");
+        volume().MakeDirectory(u"\\ProgramData\\Log");
+        volume().MakeFile(kOwnLog, "first line");
+        volume().MakeFile(kOwnDatabase, "tables");
+        ownWrites_ = true;
+    }
+    machine_.faults().Observe([this](std::string_view call) {
+        if (call == "Sqlite.CloseV2" && ownWrites_) {
+            WriteAsTheService();
+        }
+    });
+}
+
+// What a save leaves in the journal: its log beside the database comes and goes, and a line goes to the log file.
+void World::WriteAsTheService() {
+    const std::u16string log = std::u16string(kOwnDatabase) + u"-wal";
+    volume().MakeFile(log, "frames");
+    volume().Write(kOwnDatabase, "pages", sim::WriteKind::kOverwrite);
+    volume().Remove(log);
+    volume().Write(kOwnLog, "line", sim::WriteKind::kOverwrite);
+}
+
+void World::FloodJournal() {
+    constexpr const char16_t* kNoise = u"C:\\Elsewhere\\flood.log";
+    volume().MakeFile(kNoise);
+    const std::int64_t target = journalNext();
+    while (plan_.journalSize != 0 && journalActive() && journalFirst() < target) {
+        for (int i = 0; i < 100; ++i) {
+            volume().Write(kNoise, "noise", sim::WriteKind::kOverwrite);
+        }
+        volume().WithJournal([](sim::EmulatedJournal& journal) { journal.Checkpoint(); });
+    }
+    truth_.Pull();
+}
+
 World::~World() {
+    machine_.faults().Observe({});
     Unlock();
     sim::SqliteDisk::SetFull(false);
     sim::SqliteDisk::TrackSynchronised(false);
@@ -92,6 +141,11 @@ void World::Sleep(std::int64_t milliseconds) {
         }
         machine_.Sleep(until - machine_.NowMilliseconds());
         RunTimers();
+        if (machine_.NowMilliseconds() >= nextCheckpoint_) {
+            nextCheckpoint_ = machine_.NowMilliseconds() + kCheckpointMs;
+            truth_.Pull();
+            volume().WithJournal([](sim::EmulatedJournal& journal) { journal.Checkpoint(); });
+        }
     }
 }
 
@@ -155,7 +209,11 @@ std::optional<std::uint32_t> World::Ask(std::uint32_t command, std::u16string_vi
 std::optional<std::uint32_t> World::AskStart(std::size_t user, std::size_t folder) {
     log_.ForgetStart();
     const std::u16string interval(1, static_cast<char16_t>(u'0' + plan_.intervalSeconds));
-    return Ask(0, test::StartJson(UserId(user), kFolders[folder], kDatabaseBase, interval));
+    return Ask(0, test::StartJson(UserId(user), FolderName(folder), kDatabaseBase, interval));
+}
+
+std::u16string World::FolderName(std::size_t folder) const {
+    return folder == 0 && !plan_.listenAs.empty() ? plan_.listenAs : kFolders[folder];
 }
 
 std::optional<std::uint32_t> World::AskFinish() {
@@ -236,6 +294,13 @@ std::int64_t World::journalFirst() {
 
 std::int64_t World::journalNext() {
     return volume().WithJournal([](sim::EmulatedJournal& journal) { return journal.nextUsn(); });
+}
+
+bool World::IsAtTheEnd(const Image& image, std::size_t folder) {
+    truth_.Pull();
+    const bool inThisJournal = image.position >= journalFirst() && image.position <= journalNext();
+    return inThisJournal && (image.position == journalNext() ||
+                             (plan_.ownWrites && truth_.Inside(kFolders[folder], image.position).empty()));
 }
 
 bool World::journalActive() {

@@ -2,6 +2,7 @@
 // thread that owns this; the service's own threads go on whenever that one sleeps or waits.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -54,6 +55,8 @@ public:
 
     std::filesystem::path DatabaseFile(std::size_t user);
     std::u16string UserId(std::size_t user) const;
+    // The folder as the requests name it.
+    std::u16string FolderName(std::size_t folder) const;
 
     // The client deletes the rows. False when it could not.
     bool DeleteRows(std::size_t user);
@@ -70,9 +73,18 @@ public:
     std::int64_t journalFirst();
     std::int64_t journalNext();
     bool journalActive();
+    // Nothing that happened inside the folder is still to be dealt with.
+    bool IsAtTheEnd(const Image& image, std::size_t folder);
+
+    // A program outside the folder writes until the journal has lost everything that it held.
+    void FloodJournal();
+    // The judges' own cycles write nothing.
+    void EndOwnWrites() { ownWrites_ = false; }
 
 private:
     std::optional<std::uint32_t> Ask(std::uint32_t command, std::u16string_view json);
+    void MakeVolume();
+    void WriteAsTheService();
     void RunTimers();
     void EndShortTroubles();
     void Unlock();
@@ -87,6 +99,8 @@ private:
     bool processStarted_ = false;
     std::size_t handlesWithoutTask_ = 0;
     bool sqliteFailing_ = false;
+    std::atomic<bool> ownWrites_ = false;
+    std::int64_t nextCheckpoint_ = 0;
     Database locker_;
     std::vector<std::pair<std::int64_t, std::function<void()>>> timers_;
     std::map<std::size_t, std::filesystem::path> files_;
