@@ -1,5 +1,6 @@
 #include "sim/core.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -27,17 +28,24 @@ std::string Narrow(std::u16string_view text) {
 
 namespace {
 
+bool WorksOnFiles(std::string_view called) {
+    constexpr std::array<std::string_view, 5> kInterfaces = {"Files.", "Paths.", "Volumes.", "NativeCalls.",
+                                                             "CloudFiles."};
+    return std::any_of(kInterfaces.begin(), kInterfaces.end(),
+                       [called](std::string_view prefix) { return called.starts_with(prefix); });
+}
+
 // As the function that was called tells it.
 std::uint32_t CodeOfCancellation(std::string_view called) {
     constexpr std::uint32_t kStatusCancelled = 0xC0000120;
     constexpr std::uint32_t kResultOperationAborted = 0x800703E3;
-    if (called.starts_with("Files.Nt")) {
+    if (called.starts_with("NativeCalls.")) {
         return kStatusCancelled;
     }
-    if (called == "Files.Waccess") {
+    if (called.ends_with(".Waccess")) {
         return EINVAL;
     }
-    const bool givesResult = called == "Files.CfGetPlaceholderInfo" || called == "Files.SHGetFolderPathW";
+    const bool givesResult = called.starts_with("CloudFiles.") || called.ends_with(".SHGetFolderPathW");
     return givesResult ? kResultOperationAborted : platform::kErrorOperationAborted;
 }
 
@@ -46,7 +54,7 @@ std::uint32_t CodeOfCancellation(std::string_view called) {
 Call::Call(Core& core, const char* name, std::uint32_t usualCode, CallKind kind)
     : core_(core), lock_(core.scheduler.Enter()), thread_(core.scheduler.Current(lock_)) {
     const std::string_view called = name;
-    thread_->inFileCall = kind == CallKind::kCanFail && called.starts_with("Files.");
+    thread_->inFileCall = kind == CallKind::kCanFail && WorksOnFiles(called);
     core_.scheduler.Preempt(lock_, *thread_);
     thread_->inFileCall = false;
     const bool cancelled = std::exchange(thread_->fileCallCancelled, false);

@@ -182,7 +182,7 @@ TEST(Machine, CancellationEndsTheFileCallThatAThreadIsIn) {
     std::uint32_t code = 0;
     EXPECT_TRUE(machine.RunProcess([&] {
         const Handle thread = platform.threads.StartThread([&] {
-            while (platform.files.GetFileAttributesW(u"C:\\f") != kInvalidFileAttributes) {
+            while (platform.paths.GetFileAttributesW(u"C:\\f") != kInvalidFileAttributes) {
             }
             code = platform.errors.GetLastError();
         });
@@ -200,11 +200,11 @@ TEST(Machine, EveryCallIsObserved) {
     Platform platform = machine.platform();
     std::vector<std::string> calls;
     machine.faults().Observe([&calls](std::string_view call) { calls.emplace_back(call); });
-    platform.files.PathFileExistsW(u"C:\\f");
+    platform.paths.PathFileExistsW(u"C:\\f");
     platform.clock.RandomNumber();
     machine.faults().Observe({});
     platform.clock.RandomNumber();
-    EXPECT_THAT(calls, testing::ElementsAre("Files.PathFileExistsW", "Clock.RandomNumber"));
+    EXPECT_THAT(calls, testing::ElementsAre("Paths.PathFileExistsW", "Clock.RandomNumber"));
 }
 
 }  // namespace

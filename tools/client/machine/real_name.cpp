@@ -15,11 +15,11 @@ constexpr std::size_t kDriveUnits = 2;
 
 std::optional<platform::FindData> LookUp(platform::Platform& platform, const std::u16string& path) {
     platform::FindData data;
-    const platform::FindHandle find = platform.files.FindFirstFileW(path, data);
+    const platform::FindHandle find = platform.paths.FindFirstFileW(path, data);
     if (find == platform::kInvalidFindHandle) {
         return std::nullopt;
     }
-    platform.files.FindClose(find);
+    platform.paths.FindClose(find);
     return data;
 }
 
