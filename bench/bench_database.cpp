@@ -69,10 +69,12 @@ records::FileChangeInfoList Changes(std::size_t count) {
         change.timestamp = 1'700'000'000'000 + static_cast<std::int64_t>(i);
         change.fileAttributes = 0x20;
         change.frn = 0x1000000000000 + i;
+        std::u16string name;
         for (const char digit :
              "Documents/Project " + std::to_string(i % 97) + "/report " + std::to_string(i) + ".docx") {
-            change.fileName += digit == '/' ? u'\\' : static_cast<char16_t>(digit);
+            name += digit == '/' ? u'\\' : static_cast<char16_t>(digit);
         }
+        change.fileName = name;
         changes.push_back(std::move(change));
     }
     return changes;

@@ -39,15 +39,17 @@ StepRatios::StepRatios(RatioTable& table, const TemporaryFileRules& rules)
 }
 
 void StepRatios::AddOrdinary(const std::string& step, std::size_t index) {
-    Add(step + ", ordinary", index, BeforeStep(index, ordinaryMany_, rules_), BeforeStep(index, ordinaryFew_, rules_));
+    Add(step + ", ordinary", index, BeforeStep(index, ordinaryMany_, rules_), BeforeStep(index, ordinaryFew_, rules_),
+        1.5);
 }
 
 void StepRatios::AddHostile(const std::string& step, std::size_t index, const std::string& batch,
                             PipelineBatch (*make)(std::size_t count, const TemporaryFileRules& rules)) {
-    Add(step + ", " + batch, index, make(kMany, rules_), make(kFew, rules_));
+    Add(step + ", " + batch, index, make(kMany, rules_), make(kFew, rules_), 10);
 }
 
-void StepRatios::Add(const std::string& name, std::size_t index, const PipelineBatch& many, const PipelineBatch& few) {
+void StepRatios::Add(const std::string& name, std::size_t index, const PipelineBatch& many, const PipelineBatch& few,
+                     double bound) {
     const auto run = [&rules = rules_, index](PipelineBatch batch) {
         OwnedContext owned(rules, true);
         kPipeline[index].run(batch, owned.context);
@@ -57,7 +59,7 @@ void StepRatios::Add(const std::string& name, std::size_t index, const PipelineB
         name, [many] { return many; }, run);
     table_.Measure(
         name + ", 10,000", [few] { return few; }, run);
-    table_.AtMost(name, kFloor, 25);
+    table_.AtMost(name, kFloor, bound);
     table_.AtMost(name, name + ", 10,000", 25);
 }
 

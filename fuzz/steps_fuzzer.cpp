@@ -1,5 +1,5 @@
 // The conversion and the steps behind it on any batch: they never crash, and every step leaves the list that the
-// literal rules leave. The bytes choose names (ready-made ones, because no chance finds "~$a.docx", or free ones of few
+// references leave. The bytes choose names (ready-made ones, because no chance finds "~$a.docx", or free ones of few
 // units), then records and held-back records that use them. A difference is printed as a batch for the replay tool.
 #include <cstdlib>
 #include <iostream>
@@ -145,7 +145,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             batch.delay.push_back(MakeHeldBack(bytes, names, time));
         }
     }
-    if (const auto difference = literal::Difference(literal::RunProduct(batch), literal::RunLiteral(batch))) {
+    if (const auto difference = reference::Difference(reference::RunProduct(batch), reference::RunReference(batch))) {
         std::cerr << replay::FormatBatch(batch) << '\n' << *difference << std::endl;
         std::abort();
     }

@@ -41,7 +41,7 @@ std::int64_t Signed(std::uint64_t value) {
 void BindDelayed(Statement& statement, const records::DelayRecord& record) {
     // The last is not stored.
     const auto& [name, originalName, attributes, isTempFile, reason, delayCount, timestamp, frn, oldfrn] = record;
-    statement.Text(1, name).Text(2, originalName).Int(3, Signed(attributes)).Int(4, isTempFile ? 1 : 0);
+    statement.Text(1, name.c_str()).Text(2, originalName.c_str()).Int(3, Signed(attributes)).Int(4, isTempFile ? 1 : 0);
     statement.Int(5, static_cast<std::int32_t>(reason)).Int(6, Signed(delayCount));
     statement.Int64(7, timestamp).Int64(8, Signed(frn));
 }
@@ -63,13 +63,13 @@ records::DelayRecord ReadDelayed(Statement& statement) {
 void BindChange(Statement& statement, const records::FileChangeInfo& change) {
     // isTempFile and delayCount are not stored.
     const auto& [name, originalName, attributes, isTempFile, reason, delayCount, timestamp, frn, oldfrn] = change;
-    statement.Int64(1, timestamp).Text(2, name).Text(3, originalName).Int(4, Signed(attributes));
+    statement.Int64(1, timestamp).Text(2, name.c_str()).Text(3, originalName.c_str()).Int(4, Signed(attributes));
     statement.Int(5, static_cast<std::int32_t>(reason)).Int64(6, Signed(frn)).Int64(7, Signed(oldfrn));
 }
 
 void BindTemporary(Statement& statement, const records::TemporaryFile& file) {
     const auto& [path, attributes, isHandle] = file;
-    statement.Text(1, path).Int(2, Signed(attributes)).Int(3, isHandle != 0 ? 1 : 0);
+    statement.Text(1, path.c_str()).Int(2, Signed(attributes)).Int(3, isHandle != 0 ? 1 : 0);
 }
 
 template <typename List, typename Bind>

@@ -48,8 +48,8 @@ void Statement::Note(int bindResult) {
     }
 }
 
-Statement& Statement::Text(int index, const std::u16string& text) {
-    Note(platform_.sqlite.BindText16(statement_, index, text.c_str()));
+Statement& Statement::Text(int index, const char16_t* text) {
+    Note(platform_.sqlite.BindText16(statement_, index, text));
     return *this;
 }
 

@@ -30,7 +30,9 @@ public:
     void Reset();
     // A text must outlive the step, unmoved. A binding that fails makes the next step fail with its code, without
     // running: a row must not be written with a value missing.
-    Statement& Text(int index, const std::u16string& text);
+    Statement& Text(int index, const std::u16string& text) { return Text(index, text.c_str()); }
+    Statement& Text(int index, const char16_t* text);
+    Statement& Text(int index, std::u16string&& text) = delete;  // would be gone before the step
     Statement& Int(int index, std::int32_t value);
     Statement& Int64(int index, std::int64_t value);
     int bindResult() const { return bindResult_; }  // the first failure since Reset, else 0

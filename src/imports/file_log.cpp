@@ -21,7 +21,7 @@ enum Kind : std::size_t { kError, kTrace, kNet, kSync, kKinds };
 constexpr std::array<std::u16string_view, kKinds> kFileNames = {u"error.log", u"trace.log", u"net.log", u"sync.log"};
 
 // Rotation happens between entries, so an entry's size is what a file may exceed its bound by.
-constexpr std::size_t kLargestEntry = 1u << 20;
+constexpr std::size_t kLargestEntry = kLargestSyncLogEntry;
 
 #ifdef _WIN32
 constexpr char16_t kSeparator = u'\\';

@@ -1,10 +1,7 @@
 #include "imports/path_helper.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
 
 namespace PathHelper {
 
@@ -41,50 +38,28 @@ private:
 };
 
 template <typename Unit>
-void Meet(Obscurer<Unit>& obscurer, Unit unit, std::size_t at) {
-    if (unit == Unit{'.'}) {
-        obscurer.MeetPoint(at);
-    } else if (unit == Unit{'\\'} || unit == Unit{'/'}) {
-        obscurer.MeetSeparator(at);
+void ObscureAll(std::span<Unit> path) {
+    Obscurer<Unit> obscurer(path);
+    for (std::size_t at = 0; at < path.size(); ++at) {
+        if (path[at] == Unit{'.'}) {
+            obscurer.MeetPoint(at);
+        } else if (path[at] == Unit{'\\'} || path[at] == Unit{'/'}) {
+            obscurer.MeetSeparator(at);
+        }
     }
-}
-
-// Eight ASCII characters at a time: the high bit of every byte that is the character, and no other.
-constexpr std::uint64_t kLowBits = 0x0101010101010101;
-constexpr std::uint64_t kAllButHighBits = 0x7F * kLowBits;
-std::uint64_t WhereNot(std::uint64_t characters, char character) {
-    return (characters ^ static_cast<std::uint64_t>(character) * kLowBits) + kAllButHighBits;
+    obscurer.Finish();
 }
 
 }  // namespace
 
 std::u16string FuzzyFilePath(std::u16string_view path) {
     std::u16string out(path);
-    Obscurer<char16_t> obscurer(out);
-    for (std::size_t at = 0; at < out.size(); ++at) {
-        Meet(obscurer, out[at], at);
-    }
-    obscurer.Finish();
+    ObscureAll(std::span<char16_t>(out));
     return out;
 }
 
 void FuzzyAsciiPath(std::span<char> path) {
-    static_assert(std::endian::native == std::endian::little, "the first character is the lowest byte");
-    Obscurer<char> obscurer(path);
-    std::size_t at = 0;
-    for (std::uint64_t characters = 0; at + sizeof characters <= path.size(); at += sizeof characters) {
-        std::memcpy(&characters, path.data() + at, sizeof characters);
-        std::uint64_t met =
-            ~(WhereNot(characters, '.') & WhereNot(characters, '\\') & WhereNot(characters, '/')) & ~kAllButHighBits;
-        for (; met != 0; met &= met - 1) {
-            const std::size_t place = at + static_cast<std::size_t>(std::countr_zero(met)) / 8;
-            Meet(obscurer, path[place], place);
-        }
-    }
-    for (; at < path.size(); ++at) {
-        Meet(obscurer, path[at], at);
-    }
-    obscurer.Finish();
+    ObscureAll(path);
 }
 
 }  // namespace PathHelper

@@ -5,10 +5,15 @@
 // in the service (imports/file_log.h), memory in the tests. Without a backend every call does nothing.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace Drive {
+
+// A text for the sync log that is longer becomes several entries, each as many whole lines as fit, with the same
+// heading. Who cuts it there beforehand writes the same file.
+inline constexpr std::size_t kLargestSyncLogEntry = 1u << 20;
 
 // Receives what the facade is given. Implementations are thread-safe and do not throw.
 class LogBackend {

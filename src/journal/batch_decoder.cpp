@@ -18,6 +18,15 @@ void MakeRoom(records::UsnRecordList& batch, std::size_t bytes, std::size_t rema
     batch.reserve(std::max({kFirstRoom, 2 * batch.size(), projected + projected / 16}));
 }
 
+// A file's records mostly stand together: they share one text.
+records::SharedText NameLike(const records::UsnRecord& before, std::u16string_view folder, std::u16string_view name) {
+    const std::u16string_view last = before.filename;
+    if (last.size() == folder.size() + name.size() && last.ends_with(name) && last.starts_with(folder)) {
+        return before.filename;
+    }
+    return records::SharedText(folder, name);
+}
+
 }  // namespace
 
 BatchDecoder::BatchDecoder(std::u16string_view listenPath, platform::Clock& clock)
@@ -90,8 +99,7 @@ void BatchDecoder::Append(const UsnRecordView& record, const ParentCache::Entry&
     decoded.timestamp = timestamps_.Convert(record.timeStamp());
     std::array<char16_t, kNameBufferUnits> room;
     const std::u16string_view name = record.Name(room.data());
-    decoded.filename.reserve(folder.size() + name.size());
-    decoded.filename.append(folder).append(name);
+    decoded.filename = batch.size() == 1 ? records::SharedText(folder, name) : NameLike(batch.end()[-2], folder, name);
     decoded.frn = record.fileReferenceNumber();
     decoded.oldfrn = -1;
 }

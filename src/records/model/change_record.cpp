@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <ostream>
 
-#include "imports/type_convert.h"
-
 namespace tavi::records {
 
 std::string_view ReasonName(FileChangeReason reason) {
@@ -15,25 +13,31 @@ std::string_view ReasonName(FileChangeReason reason) {
     return value >= -1 && value <= 7 ? kNames[static_cast<std::size_t>(value + 1)] : std::string_view{};
 }
 
+// Each takes its record apart by all fields: a new one does not compile until it is printed.
 void PrintTo(const UsnRecord& record, std::ostream* out) {
-    *out << "{usn " << record.usn << " reason 0x" << std::hex << record.reason << " attributes 0x"
-         << record.fileAttributes << std::dec << " time " << record.timestamp << " name \""
-         << TypeConvert::UnicodeToUTF8(record.filename) << "\" frn " << record.frn << " oldfrn " << record.oldfrn
-         << "}";
+    const auto& [usn, reason, fileAttributes, timestamp, filename, frn, oldfrn] = record;
+    *out << "{usn " << usn << " reason 0x" << std::hex << reason << " attributes 0x" << fileAttributes << std::dec
+         << " time " << timestamp << " name ";
+    PrintTo(filename, out);
+    *out << " frn " << frn << " oldfrn " << oldfrn << "}";
 }
 
 void PrintTo(const FileChangeInfo& record, std::ostream* out) {
-    *out << "{" << ReasonName(record.reason) << "(" << static_cast<std::int32_t>(record.reason) << ") \""
-         << TypeConvert::UnicodeToUTF8(record.fileName) << "\" from \""
-         << TypeConvert::UnicodeToUTF8(record.originalFileName) << "\" attributes 0x" << std::hex
-         << record.fileAttributes << std::dec << (record.isTempFile ? " temporary" : "") << " delayed "
-         << record.delayCount << " time " << record.timestamp << " frn " << record.frn << " oldfrn " << record.oldfrn
-         << "}";
+    const auto& [fileName, originalFileName, fileAttributes, isTempFile, reason, delayCount, timestamp, frn, oldfrn] =
+        record;
+    *out << "{" << ReasonName(reason) << "(" << static_cast<std::int32_t>(reason) << ") ";
+    PrintTo(fileName, out);
+    *out << " from ";
+    PrintTo(originalFileName, out);
+    *out << " attributes 0x" << std::hex << fileAttributes << std::dec << (isTempFile ? " temporary" : "")
+         << " delayed " << delayCount << " time " << timestamp << " frn " << frn << " oldfrn " << oldfrn << "}";
 }
 
 void PrintTo(const TemporaryFile& record, std::ostream* out) {
-    *out << "{\"" << TypeConvert::UnicodeToUTF8(record.filePath) << "\" attributes 0x" << std::hex
-         << record.fileAttributes << std::dec << " handled " << record.isHandle << "}";
+    const auto& [filePath, fileAttributes, isHandle] = record;
+    *out << "{";
+    PrintTo(filePath, out);
+    *out << " attributes 0x" << std::hex << fileAttributes << std::dec << " handled " << isHandle << "}";
 }
 
 }  // namespace tavi::records

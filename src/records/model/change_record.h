@@ -5,23 +5,25 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/types.h"
+#include "records/model/shared_text.h"
 
 namespace tavi::records {
 
 // The value of oldfrn that stands for "none".
-inline constexpr std::uint64_t kNoFrn = ~std::uint64_t{0};
+inline constexpr platform::FileReferenceNumber kNoFrn = ~platform::FileReferenceNumber{0};
 
 // One decoded journal record.
 struct UsnRecord {
-    std::int64_t usn = 0;
+    platform::Usn usn = 0;
     std::uint32_t reason = 0;          // journal reason flags, as read
     std::uint32_t fileAttributes = 0;  // Windows file attributes
     std::int64_t timestamp = 0;        // milliseconds of local time; only ever compared with others made the same way
-    std::u16string filename;
-    std::uint64_t frn = 0;
+    SharedText filename;
+    platform::FileReferenceNumber frn = 0;
     std::int64_t oldfrn = -1;
 
     friend bool operator==(const UsnRecord&, const UsnRecord&) = default;
@@ -45,15 +47,15 @@ std::string_view ReasonName(FileChangeReason reason);
 
 // One processed record.
 struct FileChangeInfo {
-    std::u16string fileName;          // after a rename: the new path
-    std::u16string originalFileName;  // previous path of RENAME and MOVE; empty otherwise
+    SharedText fileName;          // after a rename: the new path
+    SharedText originalFileName;  // previous path of RENAME and MOVE; empty otherwise
     std::uint32_t fileAttributes = 0;
     bool isTempFile = false;
     FileChangeReason reason = FileChangeReason::kUnknown;
     std::uint32_t delayCount = 0;
     std::int64_t timestamp = 0;
-    std::uint64_t frn = 0;
-    std::uint64_t oldfrn = kNoFrn;
+    platform::FileReferenceNumber frn = 0;
+    platform::FileReferenceNumber oldfrn = kNoFrn;
 
     friend bool operator==(const FileChangeInfo&, const FileChangeInfo&) = default;
 };
@@ -63,7 +65,7 @@ using DelayRecord = FileChangeInfo;
 
 // One row of the temporaryFile table.
 struct TemporaryFile {
-    std::u16string filePath;
+    SharedText filePath;
     std::uint32_t fileAttributes = 0;
     std::uint32_t isHandle = 0;  // 0 until the client has dealt with the file
 

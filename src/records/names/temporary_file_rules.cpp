@@ -10,8 +10,9 @@
 namespace tavi::records {
 namespace {
 
-// Kept as they were written, oddities included: the unescaped point of the sixth, the commas inside classes (they admit
-// a literal comma) and the case-sensitivity are what the rules mean.
+// The names of temporary files. Office programs, archivers, CAD and MATLAB, browsers and sync clients each have theirs; a
+// line is one family. The lines are meant as they are written: the dot of the sixth is not escaped and stands for any
+// unit, the commas inside classes stand for a comma, and case counts ("~WRL0001.tmp" is not the sixth but the 32nd).
 constexpr std::u16string_view kTemporaryPatterns[] = {
     uR"(^\.my_document_s\.ini$)",
     uR"(^\$.*$)",
@@ -72,7 +73,7 @@ constexpr std::u16string_view kTemporaryPatterns[] = {
 };
 static_assert(std::size(kTemporaryPatterns) == 56);
 
-// Database backups and CAD lock files; the same six close the table above.
+// Database backups and CAD lock files, which are recorded for the client. The same six close the table above.
 constexpr std::u16string_view kSpecialPatterns[] = {
     uR"(^.*\.db[1-9]\.bak$)", uR"(^.*\.db\.bak$)",  uR"(^.*\.ldenc$)",
     uR"(^.*\.ldtmp$)",        uR"(^.*\.dwg\.bak$)", uR"(^.*\.dwg\.lck$)",
@@ -84,7 +85,7 @@ constexpr std::u16string_view kDwgLockPattern = uR"(^.*\.dwl$)";
 constexpr std::u16string_view kHydrationPattern = uR"(^~Nuvexa_.+\.tmp$)";
 
 // The bits of the automaton's answer.
-enum Group : std::uint8_t { kTemporary, kLock, kSpecial, kSpecialLowered, kHydration };
+enum Group : std::uint8_t { kTemporary, kLock, kSpecialLowered, kHydration };
 
 using LockFileMap = std::unordered_map<std::u16string_view, std::u16string_view>;
 
@@ -95,7 +96,6 @@ NameAutomaton MakeAutomaton(const LockFileMap& lockFileMap) {
         expressions.push_back({pattern, kTemporary, Case::kExact});
     }
     for (const std::u16string_view pattern : kSpecialPatterns) {
-        expressions.push_back({pattern, kSpecial, Case::kExact});
         expressions.push_back({pattern, kSpecialLowered, Case::kLowered});
     }
     for (const auto& [family, pattern] : lockFileMap) {
@@ -105,7 +105,7 @@ NameAutomaton MakeAutomaton(const LockFileMap& lockFileMap) {
     return NameAutomaton(expressions);
 }
 
-// The expressions never change, and every new task builds rules.
+// One for the process: the expressions never change, and every new task builds rules.
 const NameAutomaton& SharedAutomaton(const LockFileMap& lockFiles) {
     static const NameAutomaton automaton = MakeAutomaton(lockFiles);
     return automaton;
@@ -129,10 +129,6 @@ std::u16string_view LastComponent(std::u16string_view path) {
     return separator == std::u16string_view::npos ? path : path.substr(separator + 1);
 }
 
-bool EndsWith(std::u16string_view text, std::u16string_view suffix) {
-    return text.ends_with(suffix);
-}
-
 TemporaryFileRules::TemporaryFileRules()
     : lockFileMap_{{u"office", kOfficeLockPattern}, {u"dwg", kDwgLockPattern}},
       documentExtensions_{u"sct",  u"psd", u"psb",  u"aep",  u"zip", u"emmx", u"eddx", u"xlsx", u"xls", u"ai",
@@ -148,16 +144,8 @@ NameClass TemporaryFileRules::Classify(std::u16string_view path) const {
     const auto has = [groups](Group group) { return ((groups >> group) & 1) != 0; };
     return {.temporary = has(kTemporary),
             .lock = has(kLock),
-            .special = has(kSpecial),
             .specialLowered = has(kSpecialLowered),
             .hydration = has(kHydration)};
-}
-
-bool TemporaryFileRules::IsSpecialTemporaryFile(std::u16string_view name) const {
-    if (Classify(name).special) {
-        return true;
-    }
-    return EndsWith(name, u".tmp") && (name.starts_with(u"~nuvexa_") || name.starts_with(u"~Nuvexa_"));
 }
 
 bool TemporaryFileRules::IsRecordedTemporaryFile(const StepRecord& record) const {
@@ -165,32 +153,31 @@ bool TemporaryFileRules::IsRecordedTemporaryFile(const StepRecord& record) const
     if ((record.fileAttributes & platform::kFileAttributeHidden) != 0 && arrives) {
         return true;
     }
-    if ((record.fileAttributes & platform::kFileAttributeDirectory) != 0 || !arrives) {
+    if (platform::IsDirectory(record.fileAttributes) || !arrives) {
         return false;
     }
     const std::u16string_view name = LastComponent(record.fileName);
-    const std::size_t point = name.rfind(u'.');
-    if (point == std::u16string_view::npos) {
+    const std::size_t dot = name.rfind(u'.');
+    if (dot == std::u16string_view::npos) {
         return false;
     }
     static constexpr std::u16string_view kExtensions[] = {u"lnk", u"rdp", u"crdownload", u"midownloading", u"tmp"};
-    const std::u16string_view extension = name.substr(point + 1);
+    const std::u16string_view extension = name.substr(dot + 1);
     if (std::ranges::any_of(kExtensions, [&](std::u16string_view e) { return EqualsLowered(extension, e); })) {
         return true;
     }
     if (EndsWithLowered(name, u".baiduyun.uploading.cfg") || EqualsLowered(name, u"desktop.ini")) {
         return true;
     }
-    // What else IsSpecialTemporaryFile accepts ends in ".tmp" and was accepted above.
     return record.nameClass.specialLowered;
 }
 
 bool TemporaryFileRules::HasExtensionIn(const ExtensionSet& extensions, std::u16string_view path) {
-    const std::size_t point = path.rfind(u'.');
-    if (point == std::u16string_view::npos) {
+    const std::size_t dot = path.rfind(u'.');
+    if (dot == std::u16string_view::npos) {
         return false;
     }
-    const std::u16string_view extension = path.substr(point + 1);
+    const std::u16string_view extension = path.substr(dot + 1);
     std::array<char16_t, 8> lowered;  // longer than any extension of the sets
     if (extension.size() > lowered.size()) {
         return false;

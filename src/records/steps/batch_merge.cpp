@@ -1,26 +1,55 @@
+// The batch merge
+//
+// What happened to one path within a batch is told in as few records as will do: created and deleted is nothing at all,
+// deleted and created is a modification, a modification of a new file is part of its creation.
+//
+// The rule, for each record in order. For every path one record stands for it at most; j is the one that stands for the
+// record's path.
+//   CREATE: if j is a DELETE that was not held back (delayCount 0), the record becomes a MODIFY and j goes. The record
+//           stands for its path in any case.
+//   DELETE: no j: the record stands for its path.
+//           j is a CREATE: both go, and nothing stands for the path.
+//           j is a MODIFY: j goes, and the record stands for the path.
+//           j is a RENAME, modified or not: the file is deleted under the path it had before the batch. The record takes
+//           j's old path and stands for that, and j goes. It still stands for its new path as well, gone as it is.
+//           j is a DELETE: nothing changes.
+//   MODIFY: no j: the record stands for its path.
+//           j is a CREATE or a MODIFY: the record goes.
+//           j is a RENAME, modified or not: j is modified from now on, and the record goes.
+//           j is a DELETE: nothing changes.
+//   RENAME: the record stands for its path.
+//   Every other kind stays and stands for nothing.
+// A RENAME that was modified is put out as the RENAME and, right behind it, a MODIFY with its path, attributes, time
+// stamp and number, and nothing else of it.
+//
+//   CREATE x, MODIFY x, DELETE x       -> nothing
+//   DELETE x, CREATE x                 -> MODIFY x
+//   RENAME a to b, MODIFY b            -> RENAME a to b, MODIFY b
+//   RENAME a to b, DELETE b            -> DELETE a
+//
+// Odd on purpose: a DELETE that was held back by an earlier batch is not the first half of a modification. A record may
+// stand for a path although it is gone; what comes behind it is merged into it then, and is lost with it.
+//
+// "A RENAME that was modified" is the kind 8 within this step, one past the named kinds.
+// tests/unit/records/steps/reference/batch_merge.cpp differs in its map alone, which is an ordered one.
 #include <algorithm>
 #include <cstddef>
-#include <memory_resource>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "records/steps/keep_places.h"
 #include "records/steps/steps.h"
 
 namespace tavi::records {
 namespace {
 
-// A rename whose file was then modified: one past the named kinds, nowhere but inside this step.
 constexpr FileChangeReason kRenameThenModify = static_cast<FileChangeReason>(8);
 
 bool IsRenamed(FileChangeReason reason) {
     return reason == FileChangeReason::kRename || reason == kRenameThenModify;
 }
 
-// Combines what happened to each name. The records stay where they are until TakeOutput, so that views of their names
-// can be keys: a record's name changes only while it is looked at for the first time, before it becomes a key.
 class BatchMerge {
 public:
     explicit BatchMerge(StepRecordList records) : records_(std::move(records)), removed_(records_.size(), false) {
@@ -37,9 +66,7 @@ private:
 
     StepRecordList records_;
     std::vector<bool> removed_;
-    // Nearly every record adds a name, and all go together: the nodes need no memory management of their own.
-    std::pmr::monotonic_buffer_resource nodes_;
-    std::pmr::unordered_map<std::u16string_view, std::size_t> standing_{&nodes_};  // who stands for a name at present
+    std::unordered_map<std::u16string_view, std::size_t> standing_;  // who stands for a path at present
 };
 
 void BatchMerge::Add(std::size_t index) {
@@ -64,7 +91,6 @@ void BatchMerge::AddCreate(std::size_t index) {
         return;
     }
     const StepRecord& earlier = records_[entry->second];
-    // A deletion that waited for a later cycle is not the first half of this change.
     if (earlier.reason == FileChangeReason::kDelete && earlier.delayCount == 0) {
         records_[index].reason = FileChangeReason::kModify;
         removed_[entry->second] = true;
@@ -87,7 +113,7 @@ void BatchMerge::AddDelete(std::size_t index) {
         removed_[earlierIndex] = true;
         entry->second = index;
     } else if (IsRenamed(earlier.reason)) {
-        // The file goes under the name it had before the batch. The entry of the new name stays.
+        // The key of the new path is the rename's text, which lives on in its record.
         records_[index].fileName = earlier.originalFileName;
         records_[index].nameClass = earlier.originalNameClass;
         removed_[earlierIndex] = true;
@@ -121,9 +147,9 @@ StepRecord ModificationAfter(const StepRecord& rename) {
 }
 
 StepRecordList BatchMerge::TakeOutput() {
-    standing_.clear();  // its keys are about to move
+    standing_.clear();  // its keys are about to go
     if (std::ranges::find(records_, kRenameThenModify, &StepRecord::reason) == records_.end()) {
-        KeepPlaces(records_, [this](std::size_t place) { return !removed_[place]; });
+        RemoveMarked(records_, removed_);
         return std::move(records_);
     }
     StepRecordList output;

@@ -1,3 +1,31 @@
+// The modification merge
+//
+// A program that writes a file leaves one modification after the other. A run of them becomes one. And a program that
+// saves by renaming the old version away, writing a new file and deleting the old version has modified a file, although
+// the journal says that it created one.
+//
+// The rule, for each record in order:
+//   1. A MODIFY whose predecessor in the output is a MODIFY of exactly the same path is dropped; the predecessor takes
+//      its attributes and keeps everything else, its time stamp too.
+//   2. Every other record is kept. A CREATE of file c under the path n becomes a MODIFY when the input, from its start,
+//      holds a MODIFY of c under n and behind that a DELETE of some path d, such that the input also holds, from its
+//      start again, a RENAME_OLD_NAME of c from n and behind that a RENAME_NEW_NAME of c to d. (The file was modified,
+//      renamed to d, and d was deleted.)
+//
+// Paths are compared exactly. Rule 2 looks at the input as it came in, before and behind the CREATE.
+//
+//   MODIFY x, RENAME_OLD_NAME x, RENAME_NEW_NAME x.old, CREATE x, DELETE x.old, all of one number
+//   -> MODIFY x, RENAME_OLD_NAME x, RENAME_NEW_NAME x.old, MODIFY x, DELETE x.old
+//   MODIFY a, CREATE a, MODIFY a   -> the same three: the CREATE stands between the modifications
+//
+// Odd on purpose: only neighbours merge; a CREATE that has become a MODIFY counts as one for the record behind it, but
+// is itself never merged into the MODIFY before it.
+//
+// Done as tests/unit/records/steps/reference/modification_merge.cpp does it, rule 2 is a walk within a walk within a
+// walk. But whether a DELETE serves depends on three things only: that it lies behind the first MODIFY of c under n,
+// that c was renamed to its path, and that this rename lies behind the first RENAME_OLD_NAME of c from n. So of each
+// path the latest DELETE is enough, and of each file's renames, from the last to the first, the latest DELETE of any
+// path that it had from there on.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -6,16 +34,14 @@
 #include <utility>
 #include <vector>
 
+#include "platform/types.h"
 #include "records/steps/numbered_name.h"
 #include "records/steps/steps.h"
 
 namespace tavi::records {
 namespace {
 
-// Answers for a created file whether the batch shows it being renamed away, to a name that was deleted after the file's
-// first modification: a save that keeps the old version under another name and then removes it. Done by scans this is
-// cubic. But for one file number, every deletion of a name it was renamed to counts, so that the latest deletion is all
-// one needs to know of a name, and the maximum over the later renames all one needs to know of a number.
+// Rule 2 for the records of one list.
 class CreateAfterDelete {
 public:
     // `deletions` and `newNames` are the indexes of the records of those kinds, ascending.
@@ -26,7 +52,7 @@ public:
 
 private:
     struct Copy {
-        std::uint64_t frn;
+        platform::FileReferenceNumber frn;
         std::size_t index;           // of the rename to the copy's name
         std::size_t latestDeletion;  // of that name or of one that the same file got later in the list
     };
@@ -92,8 +118,7 @@ bool CreateAfterDelete::HoldsFor(const StepRecord& create) const {
     return copy != copies_.end() && copy->frn == create.frn && copy->latestDeletion > modification->second;
 }
 
-// The indexes of the created records that are really modifications, ascending. Asked of the whole list before any of it
-// changes, because the answer rests on the list as it came in.
+// The indexes of the records that rule 2 makes a MODIFY, ascending. Found before any record changes.
 std::vector<std::size_t> CreatesThatModify(const StepRecordList& records) {
     std::vector<std::size_t> creates;
     std::vector<std::size_t> deletions;

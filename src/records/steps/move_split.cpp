@@ -1,3 +1,17 @@
+// The move split
+//
+// To the client a file that changed its directory was moved, and one that changed its name alone was renamed.
+//
+// The rule: a RENAME whose two paths have different directories becomes a MOVE. A path's directory is the text before
+// its last backslash, and empty without one. Directories are compared exactly. Nothing else of a record changes, and no
+// other kind is looked at.
+//
+//   RENAME docs\a.txt to docs\b.txt   -> RENAME
+//   RENAME docs\a.txt to b.txt        -> MOVE, although the name changed as well
+//
+// Odd on purpose: a directory that was only spelt in another case is another directory.
+//
+// tests/unit/records/steps/reference/move_split.cpp is the same with copies.
 #include <string_view>
 
 #include "records/steps/steps.h"

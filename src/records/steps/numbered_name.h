@@ -1,21 +1,22 @@
 // A file reference number together with a name, as a key of the steps' indexes: the same number may have had several
-// names in a batch, and the same name several numbers. The name is a view of a record's string and must outlive the
+// names in a batch, and the same name several numbers. The name is a view of a record's text, which must outlive the
 // key.
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string_view>
 
+#include "platform/types.h"
+
 namespace tavi::records {
 
 struct NumberedName {
-    std::uint64_t frn = 0;
+    platform::FileReferenceNumber frn = 0;
     std::u16string_view name;
 
-    friend auto operator<=>(const NumberedName&, const NumberedName&) = default;
+    friend bool operator==(const NumberedName&, const NumberedName&) = default;
 };
 
 struct NumberedNameHash {

@@ -14,7 +14,7 @@ void OnUsnRecords(PipelineBatch& batch, StepContext& context) {
 }
 
 void Convert(PipelineBatch& batch, StepContext& context) {
-    batch.changes = ConvertDataFormat(std::exchange(batch.usnRecords, {}), context);
+    batch.changes = DataFormatConversion(std::exchange(batch.usnRecords, {}), context);
 }
 
 template <auto step>
@@ -25,26 +25,46 @@ void OnChanges(PipelineBatch& batch, StepContext& context) {
 }  // namespace
 
 const std::array<PipelineStep, kPipelineStepCount> kPipeline = {{
-    {"Original USN record", LeaveAsRead, PipelineList::kUsnRecords},
+    {"Original USN record", "the journal's records of the batch, as read", LeaveAsRead, PipelineList::kUsnRecords},
     {"Filters placeholder records, including entity file free space and placeholder creation",
-     OnUsnRecords<FilterPlaceholders>, PipelineList::kUsnRecords},
-    {"Changing the File Attribute from a Hidden File to a Non-Hidden File", OnUsnRecords<CorrectHiddenAttributes>,
+     "creating, filling and releasing a cloud placeholder is no change of the user's", OnUsnRecords<FilterPlaceholders>,
      PipelineList::kUsnRecords},
-    {"Data Format Conversion", Convert, PipelineList::kChanges},
-    {"Filter out the creation, modification, and deletion records of temporary files", OnChanges<FilterTemporaryFiles>,
+    {"Changing the File Attribute from a Hidden File to a Non-Hidden File",
+     "a file that arrives hidden and is made visible is reported visible", OnUsnRecords<CorrectHiddenAttributes>,
+     PipelineList::kUsnRecords},
+    {"Data Format Conversion",
+     "creating, writing, deleting and renaming are changes; closing alone, attributes, rights and what repeats the "
+     "record before are none",
+     Convert, PipelineList::kChanges},
+    {"Filter out the creation, modification, and deletion records of temporary files",
+     "creating, changing and deleting temporary, lock and download files is not reported",
+     OnChanges<FilterTemporaryFiles>, PipelineList::kChanges},
+    {"Consecutive modification records are combined into one record",
+     "modifications of one file that follow each other are reported once", OnChanges<MergeModifications>,
      PipelineList::kChanges},
-    {"Consecutive modification records are combined into one record", OnChanges<MergeModifications>,
-     PipelineList::kChanges},
-    {"Check the deletion of special files to avoid incorrect deletion", OnChanges<CheckSpecialDeletions>,
-     PipelineList::kChanges},
+    {"Check the deletion of special files to avoid incorrect deletion",
+     "a document that is deleted and written again under its name was saved, not deleted",
+     OnChanges<CheckSpecialDeletions>, PipelineList::kChanges},
     {"Combines the old name record and the new name record in the renaming record into a renaming record",
+     "an old and a new name make one rename; what leaves the folder is deleted, what comes into it created",
      OnChanges<PairRenames>, PipelineList::kChanges},
-    {"Check the renaming records of special files", OnChanges<CheckSpecialRenames>, PipelineList::kChanges},
-    {"Processing Rename Records with Temporary Files", OnChanges<ResolveTemporaryRenames>, PipelineList::kChanges},
+    {"Check the renaming records of special files",
+     "a save that renames the old file away is a modification; such a rename may be kept for the next batch, too",
+     OnChanges<CheckSpecialRenames>, PipelineList::kChanges},
+    {"Processing Rename Records with Temporary Files",
+     "a save through a temporary file is a modification of the file itself", OnChanges<ResolveTemporaryRenames>,
+     PipelineList::kChanges},
     {"The operation records of the same file or directory in the same batch are combined as much as possible",
+     "what happens to one file in one batch is reported as its result; what is created and deleted in it not at all",
      OnChanges<MergeBatch>, PipelineList::kChanges},
-    {"Split a move record from the rename record", OnChanges<SplitMoves>, PipelineList::kChanges},
+    {"Split a move record from the rename record", "a rename into another directory is a move", OnChanges<SplitMoves>,
+     PipelineList::kChanges},
 }};
+
+std::size_t ConversionStep() {
+    const auto step = std::ranges::find(kPipeline, PipelineList::kChanges, &PipelineStep::result);
+    return static_cast<std::size_t>(step - kPipeline.begin());
+}
 
 PipelineResult RunPipeline(PipelineBatch& batch, StepContext& context, PipelineObserver& observer,
                            std::size_t stepCount) {

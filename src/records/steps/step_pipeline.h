@@ -21,7 +21,8 @@ struct PipelineBatch {
 enum class PipelineList { kUsnRecords, kChanges };
 
 struct PipelineStep {
-    std::string_view label;
+    std::string_view label;    // in the sync log
+    std::string_view purpose;  // for a person: a sentence without its dot
     void (*run)(PipelineBatch& batch, StepContext& context);
     PipelineList result;  // which of the two lists the step leaves
 };
@@ -30,6 +31,9 @@ inline constexpr std::size_t kPipelineStepCount = 12;
 
 // In order, 0 to 11; the first one leaves the batch as read.
 extern const std::array<PipelineStep, kPipelineStepCount> kPipeline;
+
+// The place of the step that makes changes of journal records: the first one that leaves changes.
+std::size_t ConversionStep();
 
 // Sees every step's result, empty lists too. The lists may be read during the call only.
 class PipelineObserver {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/types.h"
+
 namespace tavi::records {
 
 class StepWorld {
@@ -19,10 +21,11 @@ public:
 
     // Whether the file is a placeholder of a cloud provider; false when it cannot be opened or asked.
     virtual bool IsPlaceholder(const std::u16string& relativePath) = 0;
-    // Full paths of everything below the directory, in the order of the listing.
+    // Full paths of everything below the directory, each beginning with the path that was asked for. A directory is
+    // followed by its own contents, unless it was not entered.
     virtual std::vector<std::u16string> ListAllEntries(const std::u16string& fullDirectoryPath) = 0;
     // The file reference number; 0 when it cannot be had.
-    virtual std::uint64_t GetFrnByPath(const std::u16string& fullPath) = 0;
+    virtual platform::FileReferenceNumber GetFrnByPath(const std::u16string& fullPath) = 0;
     // Current attributes; all ones when the entry no longer exists.
     virtual std::uint32_t AttributesOrAllOnes(const std::u16string& fullPath) = 0;
 };

@@ -1,7 +1,6 @@
 #include "story/batch_story.h"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <map>
 
@@ -14,22 +13,6 @@ namespace tavi::client {
 namespace {
 
 using RecordList = std::vector<LoggedRecord>;
-
-constexpr std::array<std::string_view, records::kPipelineStepCount> kPurposes = {
-    "the journal's records of the batch, as read",
-    "creating, filling and releasing a cloud placeholder is no change of the user's",
-    "a file that arrives hidden and is made visible is reported visible",
-    "creating, writing, deleting and renaming are changes; closing alone, attributes, rights and what repeats the "
-    "record before are none",
-    "creating, changing and deleting temporary, lock and download files is not reported",
-    "modifications of one file that follow each other are reported once",
-    "a document that is deleted and written again under its name was saved, not deleted",
-    "an old and a new name make one rename; what leaves the folder is deleted, what comes into it created",
-    "a save that renames the old file away is a modification; such a rename may be kept for the next batch, too",
-    "a save through a temporary file is a modification of the file itself",
-    "what happens to one file in one batch is reported as its result; what is created and deleted in it not at all",
-    "a rename into another directory is a move",
-};
 
 std::string Lower(std::string_view text) {
     return TypeConvert::UnicodeToUTF8(records::ToLower(TypeConvert::UTF8ToUnicode(text)));
@@ -138,7 +121,7 @@ private:
         const RecordList after = selection_.From(batch_.steps[step]);
         const RecordList gone = Difference(current_, after);
         const RecordList come = Difference(after, current_);
-        if (step == kConversionStep) {
+        if (step == records::ConversionStep()) {
             TellConversion(after);
         } else if (!gone.empty() || !come.empty()) {
             Entry(step, come.empty() ? "dropped" : gone.empty() ? "added" : "changed");
@@ -157,9 +140,9 @@ private:
         if (current_.empty() && after.empty()) {
             return;
         }
-        Entry(kConversionStep, after.empty()      ? "dropped"
-                               : current_.empty() ? "took up what was held back"
-                                                  : "converted");
+        Entry(records::ConversionStep(), after.empty()      ? "dropped"
+                                         : current_.empty() ? "took up what was held back"
+                                                            : "converted");
         List("+", after);
     }
 
@@ -201,7 +184,7 @@ private:
 }  // namespace
 
 std::string_view PurposeOfStep(std::size_t step) {
-    return step < kPurposes.size() ? kPurposes[step] : std::string_view{};
+    return step < records::kPipeline.size() ? records::kPipeline[step].purpose : std::string_view{};
 }
 
 std::string ObscuredName(std::string_view path) {

@@ -97,7 +97,7 @@ void SyncLogReader::ReadLine(std::string_view line) {
     if (columns || !inEntry_) {
         return;
     }
-    if (auto record = step_ < kConversionStep ? ParseUsnRecord(line) : ParseChange(line)) {
+    if (auto record = step_ < records::ConversionStep() ? ParseUsnRecord(line) : ParseChange(line)) {
         batch_.steps[step_].push_back(*std::move(record));
     }
 }

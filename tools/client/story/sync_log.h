@@ -27,7 +27,6 @@ struct LoggedRecord {
     friend bool operator==(const LoggedRecord&, const LoggedRecord&) = default;
 };
 
-inline constexpr std::size_t kConversionStep = 3;
 inline constexpr std::size_t kStoredStep = records::kPipelineStepCount;  // what the cycle hands to the database
 
 struct LoggedBatch {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <optional>
 #include <stdexcept>
 
 #include "unit/records/cycle/cycle_rig.h"
@@ -37,14 +38,26 @@ protected:
             }
         });
     }
+    // The first allocation behind the last step's dump finds no memory: the steps are done, nothing is stored yet.
+    void FailAfterTheSteps(std::function<void(const sim::LogLine&)> onOtherLines = {}) {
+        log.OnLine([this, onOtherLines = std::move(onOtherLines)](const sim::LogLine& line) {
+            if (line.function == kLastDump) {
+                failing_.emplace(1);
+            } else if (onOtherLines) {
+                onOtherLines(line);
+            }
+        });
+    }
     void ExpectNextCycleDeliversEverything(FileChangeRecord& cycle) {
         log.OnLine({});
+        failing_.reset();
         EXPECT_EQ(cycle.GetAndHandleUSNRecord(), 1);
         EXPECT_THAT(Changes(), ElementsAre("5|held.mlx|was.mlx", "1|a.txt|"));
         EXPECT_EQ(Position(), NextUsn());
     }
 
     int thrown_ = 0;
+    std::optional<testing::FailingAllocation> failing_;
 };
 
 TEST_F(CycleExceptions, OneInTheInitialisationIsLoggedAndFailsIt) {
@@ -73,11 +86,11 @@ TEST_F(CycleExceptions, OneWhileABatchIsProcessedIsLoggedAndEverythingRestored) 
     ASSERT_THAT(held, SizeIs(1));
     const std::vector<std::string> before = Everything();
     // By then the batch is read and the held-back record has gone into it.
-    ThrowAtLines([](const sim::LogLine& line) { return line.function == kLastDump; });
+    FailAfterTheSteps();
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 0);
-    EXPECT_EQ(thrown_, 1);
-    EXPECT_THAT(Errors(),
-                ElementsAre("FileChangeRecord/GetAndHandleUSNRecord/Failed to process the batch: exception no memory"));
+    EXPECT_THAT(
+        Errors(),
+        ElementsAre("FileChangeRecord/GetAndHandleUSNRecord/Failed to process the batch: exception std::bad_alloc"));
     EXPECT_EQ(cycle->startUsn(), start);
     EXPECT_EQ(cycle->delayRecords(), held);
     EXPECT_EQ(Everything(), before);
@@ -90,10 +103,14 @@ TEST_F(CycleExceptions, OneThatCannotEvenBeLoggedRestoresEverythingAllTheSame) {
     Append(1, u"a.txt", 0);
     const std::int64_t start = cycle->startUsn();
     const FileChangeInfoList held = cycle->delayRecords();
-    ThrowAtLines(
-        [](const sim::LogLine& line) { return line.function == kLastDump || line.kind == sim::LogKind::kError; });
+    FailAfterTheSteps([this](const sim::LogLine& line) {
+        if (line.kind == sim::LogKind::kError) {
+            ++thrown_;
+            throw std::runtime_error("no memory");
+        }
+    });
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 0);
-    EXPECT_EQ(thrown_, 2);
+    EXPECT_EQ(thrown_, 1);
     EXPECT_EQ(cycle->startUsn(), start);
     EXPECT_EQ(cycle->delayRecords(), held);
     ExpectNextCycleDeliversEverything(*cycle);
@@ -105,10 +122,7 @@ TEST_F(CycleExceptions, EverythingIsRestoredBeforeTheExceptionIsLogged) {
     Append(1, u"a.txt", 0);
     const std::int64_t start = cycle->startUsn();
     bool logged = false;
-    log.OnLine([&](const sim::LogLine& line) {
-        if (line.function == kLastDump) {
-            throw std::runtime_error("no memory");
-        }
+    FailAfterTheSteps([&](const sim::LogLine& line) {
         if (line.kind == sim::LogKind::kError) {
             logged = true;
             EXPECT_EQ(cycle->startUsn(), start);
@@ -117,6 +131,19 @@ TEST_F(CycleExceptions, EverythingIsRestoredBeforeTheExceptionIsLogged) {
     });
     EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 0);
     EXPECT_TRUE(logged);
+}
+
+TEST_F(CycleExceptions, ADumpThatFindsNoMemoryIsLeftOutAndTheBatchIsStored) {
+    HoldBack();
+    const auto cycle = StartCycle();
+    Append(1, u"a.txt", 0);
+    ThrowAtLines([](const sim::LogLine& line) { return line.kind == sim::LogKind::kSync; });
+    EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1);
+    EXPECT_EQ(thrown_, 13) << "twelve lists and what is stored";
+    EXPECT_THAT(Errors(), SizeIs(13));
+    EXPECT_THAT(Errors(), Contains("SyncLogDumps/record/No memory for this dump, it is left out"));
+    EXPECT_THAT(Changes(), ElementsAre("5|held.mlx|was.mlx", "1|a.txt|"));
+    EXPECT_EQ(Position(), NextUsn());
 }
 
 TEST_F(CycleExceptions, OneBeforeTheBatchIsReadIsLoggedAndNothingIsRead) {

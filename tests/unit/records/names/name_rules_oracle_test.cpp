@@ -90,7 +90,6 @@ public:
         const std::wstring wide = Widen(name);
         return {.temporary = known || Any(temporary_, wide),
                 .lock = Any(lock_, wide),
-                .special = Any(special_, wide),
                 .specialLowered = Any(special_, Widen(ToLower(name))),
                 .hydration = Any(hydration_, wide)};
     }

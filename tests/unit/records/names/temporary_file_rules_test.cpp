@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "unit/records/names/literal_names.h"
+#include "unit/records/names/name_reference.h"
 #include "unit/records/steps/step_fixture.h"
 
 namespace tavi::records {
@@ -20,11 +20,11 @@ protected:
 
 TEST_F(TemporaryFileRulesTest, OfficeOwnerFileIsTemporaryAndALockFileCaseSensitively) {
     EXPECT_FALSE(Rules().IsTemporaryFileName(u"report.docx"));
-    EXPECT_FALSE(Rules().IsLockFileName(u"report.docx"));
+    EXPECT_FALSE(Rules().Classify(u"report.docx").lock);
     EXPECT_TRUE(Rules().IsTemporaryFileName(u"~$report.docx"));
-    EXPECT_TRUE(Rules().IsLockFileName(u"~$report.docx"));
+    EXPECT_TRUE(Rules().Classify(u"~$report.docx").lock);
     EXPECT_FALSE(Rules().IsTemporaryFileName(u"~$Report.DOCX"));
-    EXPECT_FALSE(Rules().IsLockFileName(u"~$Report.DOCX"));
+    EXPECT_FALSE(Rules().Classify(u"~$Report.DOCX").lock);
 }
 
 TEST_F(TemporaryFileRulesTest, PresentationTemporaryIsLowerCaseOnly) {
@@ -135,9 +135,9 @@ TEST_F(TemporaryFileRulesTest, EveryEntryOfTheTableHasANameOfItsOwnAndNeighbours
 
 // A comma in a class is a comma that a name may have, and every bound is as it is: nothing may be tidied.
 TEST_F(TemporaryFileRulesTest, TheExpressionsAreKeptToTheLetter) {
-    EXPECT_TRUE(std::ranges::equal(TemporaryFileRules::TemporaryPatterns(), literal::TemporaryPatterns()));
-    EXPECT_TRUE(std::ranges::equal(TemporaryFileRules::SpecialPatterns(), literal::SpecialPatterns()));
-    EXPECT_EQ(TemporaryFileRules::HydrationPattern(), literal::HydrationPattern());
+    EXPECT_TRUE(std::ranges::equal(TemporaryFileRules::TemporaryPatterns(), reference::TemporaryPatterns()));
+    EXPECT_TRUE(std::ranges::equal(TemporaryFileRules::SpecialPatterns(), reference::SpecialPatterns()));
+    EXPECT_EQ(TemporaryFileRules::HydrationPattern(), reference::HydrationPattern());
     for (const char16_t* const name :
          {u"a,b.cd~", u"logo.ai.bak0,23abcd", u"zw0,23abcd", u"atmp,", u"abc,efgh-1234-abcd-abcdefgh1234.txt"}) {
         EXPECT_TRUE(Rules().IsTemporaryFileName(name)) << testing::PrintToString(std::u16string(name));
@@ -165,11 +165,11 @@ TEST_F(TemporaryFileRulesTest, LockFilesAreThoseOfTheTwoFamilies) {
     EXPECT_EQ(Rules().lockFileMap().size(), 2U);
     EXPECT_EQ(Rules().lockFileMap().at(u"office"), uR"(^~\$.*\.(docx|xlsx|pptx|doc|xls|ppt|pdf|xml|rtf)$)");
     EXPECT_EQ(Rules().lockFileMap().at(u"dwg"), uR"(^.*\.dwl$)");
-    EXPECT_TRUE(Rules().IsLockFileName(u"cad\\plan.dwl"));
-    EXPECT_TRUE(Rules().IsLockFileName(u"~$a.rtf"));
-    EXPECT_FALSE(Rules().IsLockFileName(u"plan.dwl2")) << "temporary, but no lock file";
-    EXPECT_FALSE(Rules().IsLockFileName(u"~$a.txt")) << "temporary, but no lock file";
-    EXPECT_FALSE(Rules().IsLockFileName(u"~$a.rtf\\b"));
+    EXPECT_TRUE(Rules().Classify(u"cad\\plan.dwl").lock);
+    EXPECT_TRUE(Rules().Classify(u"~$a.rtf").lock);
+    EXPECT_FALSE(Rules().Classify(u"plan.dwl2").lock) << "temporary, but no lock file";
+    EXPECT_FALSE(Rules().Classify(u"~$a.txt").lock) << "temporary, but no lock file";
+    EXPECT_FALSE(Rules().Classify(u"~$a.rtf\\b").lock);
 }
 
 TEST_F(TemporaryFileRulesTest, HydrationNamesNeedOneCharacterBetween) {
@@ -179,18 +179,26 @@ TEST_F(TemporaryFileRulesTest, HydrationNamesNeedOneCharacterBetween) {
     EXPECT_FALSE(Rules().IsHydrationFileName(u"x~Nuvexa_a.tmp"));
 }
 
-TEST_F(TemporaryFileRulesTest, SpecialNamesAreDatabaseBackupsCadLocksAndUploads) {
-    const char16_t* const special[] = {u"a.db1.bak", u"a.db.bak",     u"a.ldenc",       u"a.ldtmp",       u"a.dwg.bak",
-                                       u"a.dwg.lck", u"~nuvexa_.tmp", u"~Nuvexa_x.tmp", u"~nuvexa_\n.tmp"};
+TEST_F(TemporaryFileRulesTest, SpecialNamesAreDatabaseBackupsAndCadLocksInAnyCase) {
+    const char16_t* const special[] = {u"a.db1.bak", u"a.db.bak",  u"a.ldenc", u"a.ldtmp",
+                                       u"a.dwg.bak", u"a.dwg.lck", u"a.DB.bak"};
     for (const char16_t* const name : special) {
-        EXPECT_TRUE(Rules().IsSpecialTemporaryFile(name)) << testing::PrintToString(std::u16string(name));
+        EXPECT_TRUE(Rules().Classify(name).specialLowered) << testing::PrintToString(std::u16string(name));
+        EXPECT_TRUE(Recorded(FileChangeReason::kCreate, name)) << testing::PrintToString(std::u16string(name));
     }
     const char16_t* const others[] = {
-        u"",         u"tmp",           u".tmp",          u"a.tmp",    u"a.db0.bak",    u"a.bak",
-        u"a.DB.bak", u"~NUVEXA_x.tmp", u"~nuvexa_x.TMP", u"~nuvexa_", u"x~nuvexa_.tmp"};
+        u"",      u"tmp",           u".tmp",          u"a.tmp",    u"a.db0.bak",
+        u"a.bak", u"~NUVEXA_x.tmp", u"~nuvexa_x.TMP", u"~nuvexa_", u"x~nuvexa_.tmp"};
     for (const char16_t* const name : others) {
-        EXPECT_FALSE(Rules().IsSpecialTemporaryFile(name)) << testing::PrintToString(std::u16string(name));
+        EXPECT_FALSE(Rules().Classify(name).specialLowered) << testing::PrintToString(std::u16string(name));
     }
+}
+
+TEST_F(TemporaryFileRulesTest, UploadsAreRecordedAsEveryTemporaryFileIs) {
+    for (const char16_t* const name : {u"~nuvexa_.tmp", u"~Nuvexa_x.tmp", u"~nuvexa_\n.tmp"}) {
+        EXPECT_TRUE(Recorded(FileChangeReason::kCreate, name)) << testing::PrintToString(std::u16string(name));
+    }
+    EXPECT_FALSE(Recorded(FileChangeReason::kCreate, u"~nuvexa_"));
 }
 
 TEST_F(TemporaryFileRulesTest, HiddenIsRecordedOnArrivalOnly) {
@@ -261,14 +269,6 @@ TEST_F(TemporaryFileRulesTest, ExtensionSetsAreComplete) {
     for (const std::u16string_view extension : documents) {
         EXPECT_TRUE(TemporaryFileRules::HasExtensionIn(documents, std::u16string(u"a.").append(extension)));
     }
-}
-
-TEST_F(TemporaryFileRulesTest, SuffixComparisonIsExact) {
-    EXPECT_TRUE(EndsWith(u"a.tmp", u".tmp"));
-    EXPECT_TRUE(EndsWith(u"a.tmp", u"a.tmp"));
-    EXPECT_TRUE(EndsWith(u"a", u""));
-    EXPECT_FALSE(EndsWith(u"a.TMP", u".tmp"));
-    EXPECT_FALSE(EndsWith(u"tmp", u".tmp"));
 }
 
 TEST_F(TemporaryFileRulesTest, LastComponentIsWhatFollowsTheLastBackslash) {

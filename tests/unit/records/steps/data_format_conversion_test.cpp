@@ -1,5 +1,3 @@
-#include "records/steps/data_format_conversion.h"
-
 #include <gtest/gtest.h>
 
 #include "unit/records/steps/step_fixture.h"
@@ -13,9 +11,9 @@ constexpr std::uint32_t kClose = 0x80000000;
 
 class DataFormatConversionTest : public StepTest {
 protected:
-    static StepRecordList Convert(const UsnRecordList& records) { return DataFormatConversion(records, Rules()); }
+    StepRecordList Convert(const UsnRecordList& records) { return DataFormatConversion(records, context); }
 
-    static std::vector<FileChangeReason> KindsOf(const UsnRecordList& records) {
+    std::vector<FileChangeReason> KindsOf(const UsnRecordList& records) {
         std::vector<FileChangeReason> kinds;
         for (const StepRecord& record : Convert(records)) {
             kinds.push_back(record.reason);
@@ -137,7 +135,7 @@ TEST_F(DataFormatConversionTest, SuppressionComparesWithThePreviousInputWhatever
 }
 
 TEST_F(DataFormatConversionTest, RenameHalvesAreDroppedOnlyForTheSameFileKindAndName) {
-    const auto halves = [](const UsnRecord& first, const UsnRecord& second) {
+    const auto halves = [this](const UsnRecord& first, const UsnRecord& second) {
         return Convert({first, Usn(0x1, u"between", kFile, 99), second}).size() - 1;
     };
     EXPECT_EQ(halves(Usn(0x2000, u"a"), Usn(0x2000, u"a")), 1U);
@@ -169,7 +167,7 @@ TEST_F(DataFormatConversionTest, DelayRecordsFlowInFirstAndTheHeldListIsEmptied)
     held.delayCount = 2;
     held.isTempFile = false;  // as it was stored, right or wrong
     delayRecords = {held};
-    const StepRecordList records = ConvertDataFormat({Usn(0x100, u"b"), Usn(0x1000, u"a.tmp")}, context);
+    const StepRecordList records = DataFormatConversion({Usn(0x100, u"b"), Usn(0x1000, u"a.tmp")}, context);
     ASSERT_EQ(records.size(), 3U);
     EXPECT_EQ(records[0], Rules().ToStepRecord(held));
     EXPECT_EQ(records[1].reason, kCreate);
@@ -179,7 +177,7 @@ TEST_F(DataFormatConversionTest, DelayRecordsFlowInFirstAndTheHeldListIsEmptied)
 
 TEST_F(DataFormatConversionTest, HeldRecordsFlowThroughAnEmptyBatch) {
     delayRecords = {Change(kRename, u"x"), Change(kCreate, u"y")};
-    EXPECT_EQ(OutlineOf(ConvertDataFormat({}, context)), (Outline{{kRename, u"x"}, {kCreate, u"y"}}));
+    EXPECT_EQ(OutlineOf(DataFormatConversion({}, context)), (Outline{{kRename, u"x"}, {kCreate, u"y"}}));
     EXPECT_TRUE(delayRecords.empty());
 }
 

@@ -1,5 +1,3 @@
-#include "records/steps/moved_in_entries.h"
-
 #include <gtest/gtest.h>
 
 #include "unit/records/steps/step_fixture.h"
@@ -87,16 +85,13 @@ TEST_F(MovedInEntriesTest, ADirectoryWithATemporaryNameIsNoTemporaryFile) {
     EXPECT_FALSE(Run({Arrival(u"d")})[3].isTempFile);
 }
 
-TEST_F(MovedInEntriesTest, PathsThatNeedAPrefixAreRelativeAllTheSame) {
-    counting.listings[u"C:\\Sync\\d"] = {u"\\\\?\\C:\\Sync\\d\\a.txt"};
+TEST_F(MovedInEntriesTest, PathsAreRelativeToTheFolderAsItIsNamed) {
+    counting.listenPath = u"\\\\?\\C:\\Sync";
+    counting.listings[u"\\\\?\\C:\\Sync\\d"] = {u"\\\\?\\C:\\Sync\\d\\a.txt"};
     EXPECT_EQ(Run({Arrival(u"d")})[1].fileName, u"d\\a.txt");
 
     counting.listenPath = u"\\\\server\\share";
-    counting.listings[u"\\\\server\\share\\d"] = {u"\\\\?\\UNC\\server\\share\\d\\a.txt"};
-    EXPECT_EQ(Run({Arrival(u"d")})[1].fileName, u"d\\a.txt");
-
-    counting.listenPath = u"\\\\?\\C:\\Sync";
-    counting.listings[u"\\\\?\\C:\\Sync\\d"] = {u"\\\\?\\C:\\Sync\\d\\a.txt"};
+    counting.listings[u"\\\\server\\share\\d"] = {u"\\\\server\\share\\d\\a.txt"};
     EXPECT_EQ(Run({Arrival(u"d")})[1].fileName, u"d\\a.txt");
 }
 
@@ -122,6 +117,17 @@ TEST_F(MovedInEntriesTest, AnEntryThatWasGoneWhenListedIsListedByItself) {
     const Outline expected = {{kCreate, u"d"}, {kCreate, u"d\\e"}, {kCreate, u"d\\e"}, {kCreate, u"d\\e\\b.tmp"}};
     EXPECT_EQ(OutlineOf(Run({Arrival(u"d"), Arrival(u"d\\e")})), expected);
     EXPECT_EQ(counting.listingCount, 2);
+}
+
+TEST_F(MovedInEntriesTest, ADirectoryShownWithoutContentsIsListedByItself) {
+    constexpr std::uint32_t kLink = 0x410;
+    Add(u"C:\\Sync\\d\\e", kLink, 12);
+    counting.listings[u"C:\\Sync\\d"] = {u"C:\\Sync\\d\\e", u"C:\\Sync\\d\\ee"};
+    const Outline expected = {{kCreate, u"d"},      {kCreate, u"d\\e"},
+                              {kCreate, u"d\\ee"},  {kCreate, u"d\\e"},
+                              {kCreate, u"d\\e\\b.tmp"}};
+    EXPECT_EQ(OutlineOf(Run({Arrival(u"d"), Arrival(u"d\\e")})), expected);
+    EXPECT_EQ(counting.listingCount, 2) << "a link, or a directory whose listing failed, was not looked into";
 }
 
 TEST_F(MovedInEntriesTest, AFileThatIsNowADirectoryIsListedByItself) {

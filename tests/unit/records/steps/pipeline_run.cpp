@@ -5,7 +5,7 @@
 #include <sstream>
 #include <utility>
 
-namespace tavi::literal {
+namespace tavi::reference {
 namespace {
 
 const records::TemporaryFileRules& Rules() {
@@ -43,7 +43,7 @@ bool RemoveOne(replay::Batch& batch, std::vector<Record> replay::Batch::*field) 
     for (std::size_t i = 0; i < (batch.*field).size(); ++i) {
         replay::Batch smaller = batch;
         (smaller.*field).erase((smaller.*field).begin() + static_cast<std::ptrdiff_t>(i));
-        if (Difference(RunProduct(smaller), RunLiteral(smaller))) {
+        if (Difference(RunProduct(smaller), RunReference(smaller))) {
             batch = std::move(smaller);
             return true;
         }
@@ -65,7 +65,7 @@ Outcome RunProduct(const replay::Batch& batch, std::size_t stepCount) {
     return outcome;
 }
 
-Outcome RunLiteral(const replay::Batch& batch) {
+Outcome RunReference(const replay::Batch& batch) {
     World world;
     world.placeholders.insert(batch.world.placeholders.begin(), batch.world.placeholders.end());
     for (const auto& [directory, entries] : batch.world.tree) {
@@ -76,26 +76,26 @@ Outcome RunLiteral(const replay::Batch& batch) {
     return RunAll(batch.records, batch.delay, world);
 }
 
-std::optional<std::string> Difference(const Outcome& product, const Outcome& literal) {
+std::optional<std::string> Difference(const Outcome& product, const Outcome& expected) {
     std::ostringstream out;
-    for (std::size_t i = 0; i < literal.steps.size(); ++i) {
-        if (i < product.steps.size() && product.steps[i] == literal.steps[i]) {
+    for (std::size_t i = 0; i < expected.steps.size(); ++i) {
+        if (i < product.steps.size() && product.steps[i] == expected.steps[i]) {
             continue;
         }
         out << "step " << i << ": " << records::kPipeline[i].label << '\n';
-        std::visit([&out](const auto& list) { Print("expected", list, out); }, literal.steps[i]);
+        std::visit([&out](const auto& list) { Print("expected", list, out); }, expected.steps[i]);
         if (i < product.steps.size()) {
             std::visit([&out](const auto& list) { Print("got", list, out); }, product.steps[i]);
         }
         return out.str();
     }
-    if (product.delay != literal.delay) {
-        Print("expected to be held back", literal.delay, out);
+    if (product.delay != expected.delay) {
+        Print("expected to be held back", expected.delay, out);
         Print("got", product.delay, out);
         return out.str();
     }
-    if (product.temporaryFiles != literal.temporaryFiles) {
-        Print("expected as temporary files", literal.temporaryFiles, out);
+    if (product.temporaryFiles != expected.temporaryFiles) {
+        Print("expected as temporary files", expected.temporaryFiles, out);
         Print("got", product.temporaryFiles, out);
         return out.str();
     }
@@ -108,4 +108,4 @@ replay::Batch Shrink(replay::Batch batch) {
     return batch;
 }
 
-}  // namespace tavi::literal
+}  // namespace tavi::reference

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace tavi::literal {
+namespace tavi::reference {
 namespace {
 
 const std::vector<std::u16string> kNames = {u"a",
@@ -224,4 +224,4 @@ replay::Batch RandomBatches::Next() {
     return batch;
 }
 
-}  // namespace tavi::literal
+}  // namespace tavi::reference

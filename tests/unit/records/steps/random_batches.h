@@ -9,7 +9,7 @@
 
 #include "replay/batch_json.h"
 
-namespace tavi::literal {
+namespace tavi::reference {
 
 class RandomBatches {
 public:
@@ -49,4 +49,4 @@ private:
     std::int64_t time_ = 0;
 };
 
-}  // namespace tavi::literal
+}  // namespace tavi::reference

@@ -66,6 +66,11 @@ TEST_F(StepPipelineTest, TheLabelsStandInTheirOrder) {
     }
 }
 
+TEST_F(StepPipelineTest, TheConversionIsTheStepThatLeavesTheFirstChanges) {
+    EXPECT_EQ(kPipeline[ConversionStep()].label, "Data Format Conversion");
+    EXPECT_EQ(kPipeline[ConversionStep() - 1].result, PipelineList::kUsnRecords);
+}
+
 TEST_F(StepPipelineTest, EveryStepsListIsShownEvenOfAnEmptyBatch) {
     PipelineBatch batch;
     EXPECT_EQ(RunPipeline(batch, context, recorder), PipelineResult::kFinished);

@@ -1,5 +1,5 @@
-// The steps and the literal rules give the same lists on random small batches. The number of batches and the seed can
-// be set: TAVI_RANDOM_BATCHES=1000000 TAVI_RANDOM_SEED=7 unit_records --gtest_filter=StepsAgainstLiteralRules.*
+// The steps and their references give the same lists on random small batches. The number of batches and the seed can
+// be set: TAVI_RANDOM_BATCHES=1000000 TAVI_RANDOM_SEED=7 unit_records --gtest_filter=StepsAgainstReferences.*
 #include <gtest/gtest.h>
 
 #include <array>
@@ -10,7 +10,7 @@
 #include "unit/records/steps/pipeline_run.h"
 #include "unit/records/steps/random_batches.h"
 
-namespace tavi::literal {
+namespace tavi::reference {
 namespace {
 
 std::uint64_t NumberFromEnvironment(const char* name, std::uint64_t otherwise) {
@@ -29,7 +29,7 @@ void Count(const Outcome& outcome, ChangeCounts& counts) {
     }
 }
 
-TEST(StepsAgainstLiteralRules, GiveTheSameListsOnRandomBatches) {
+TEST(StepsAgainstReferences, GiveTheSameListsOnRandomBatches) {
     const std::uint64_t count = NumberFromEnvironment("TAVI_RANDOM_BATCHES", 30'000);
     const std::uint64_t seed = NumberFromEnvironment("TAVI_RANDOM_SEED", 20'240'517);
     std::cout << "seed " << seed << ", " << count << " batches\n";
@@ -37,13 +37,13 @@ TEST(StepsAgainstLiteralRules, GiveTheSameListsOnRandomBatches) {
     ChangeCounts changes{};
     for (std::uint64_t i = 0; i < count; ++i) {
         const replay::Batch batch = batches.Next();
-        const Outcome literal = RunLiteral(batch);
-        Count(literal, changes);
-        if (Difference(RunProduct(batch), literal)) {
+        const Outcome expected = RunReference(batch);
+        Count(expected, changes);
+        if (Difference(RunProduct(batch), expected)) {
             const replay::Batch small = Shrink(batch);
             FAIL() << "batch " << i << " of seed " << seed << ", made smaller:\n"
                    << replay::FormatBatch(small) << '\n'
-                   << *Difference(RunProduct(small), RunLiteral(small));
+                   << *Difference(RunProduct(small), RunReference(small));
         }
     }
     for (std::size_t i = 1; i < changes.size(); ++i) {
@@ -52,15 +52,15 @@ TEST(StepsAgainstLiteralRules, GiveTheSameListsOnRandomBatches) {
     }
 }
 
-TEST(StepsAgainstLiteralRules, ADifferenceIsNoticedAndMadeSmall) {
+TEST(StepsAgainstReferences, ADifferenceIsNoticedAndMadeSmall) {
     RandomBatches batches(1);
     const replay::Batch batch = batches.Next();
-    Outcome literal = RunLiteral(batch);
-    literal.temporaryFiles.push_back({u"x", 0, 0});
-    EXPECT_FALSE(Difference(RunProduct(batch), RunLiteral(batch)));
-    EXPECT_TRUE(Difference(RunProduct(batch), literal));
-    EXPECT_TRUE(Difference(RunProduct(batch, 5), RunLiteral(batch)));
+    Outcome expected = RunReference(batch);
+    expected.temporaryFiles.push_back({u"x", 0, 0});
+    EXPECT_FALSE(Difference(RunProduct(batch), RunReference(batch)));
+    EXPECT_TRUE(Difference(RunProduct(batch), expected));
+    EXPECT_TRUE(Difference(RunProduct(batch, 5), RunReference(batch)));
 }
 
 }  // namespace
-}  // namespace tavi::literal
+}  // namespace tavi::reference

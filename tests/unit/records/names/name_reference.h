@@ -9,7 +9,7 @@
 
 #include "records/model/change_record.h"
 
-namespace tavi::literal {
+namespace tavi::reference {
 
 // The expressions that this file was written with, to hold the product's own against.
 std::vector<std::u16string> TemporaryPatterns();
@@ -25,4 +25,4 @@ bool IsRecordedTemporaryFile(const records::FileChangeInfo& record);
 bool HasDocumentExtension(std::u16string_view path);
 bool HasMatlabExtension(std::u16string_view path);
 
-}  // namespace tavi::literal
+}  // namespace tavi::reference

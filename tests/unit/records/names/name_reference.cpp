@@ -1,11 +1,11 @@
-#include "unit/records/names/literal_names.h"
+#include "unit/records/names/name_reference.h"
 
 #include <map>
 #include <regex>
 #include <set>
 #include <vector>
 
-namespace tavi::literal {
+namespace tavi::reference {
 namespace {
 
 using records::FileChangeReason;
@@ -260,4 +260,4 @@ bool HasMatlabExtension(std::u16string_view path) {
     return HasExtensionIn(kMatlabExtensions, path);
 }
 
-}  // namespace tavi::literal
+}  // namespace tavi::reference

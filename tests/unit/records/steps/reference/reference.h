@@ -1,6 +1,7 @@
 // Every step of the processing cycle in its plainest form: scans inside scans, removals from the middle, no index that
-// is not part of the rule. It shares nothing with the product but the record types, and is what the steps are
-// compared with. Quadratic and worse: for small batches only. One thread.
+// is not part of the rule. One file per step, named as the step's own source in src/records/steps, whose comment tells
+// the rule. It shares nothing with the product but the record types, and is what the steps are compared with.
+// Quadratic and worse: for small batches only. One thread.
 #pragma once
 
 #include <cstdint>
@@ -12,14 +13,31 @@
 #include <vector>
 
 #include "records/model/change_record.h"
+#include "unit/records/names/name_reference.h"
 
-namespace tavi::literal {
+namespace tavi::reference {
 
 using records::FileChangeInfo;
 using records::FileChangeInfoList;
+using records::FileChangeReason;
+using records::kNoFrn;
 using records::TemporaryFileList;
 using records::UsnRecord;
 using records::UsnRecordList;
+
+inline bool IsDirectory(std::uint32_t attributes) {
+    return (attributes & 0x10) != 0;
+}
+inline bool IsHidden(std::uint32_t attributes) {
+    return (attributes & 0x2) != 0;
+}
+inline bool IsTemporaryFile(std::uint32_t attributes, std::u16string_view path) {
+    return !IsDirectory(attributes) && IsTemporaryFileName(path);
+}
+// A time that is earlier is far away.
+inline std::uint64_t UnsignedDifference(std::int64_t later, std::int64_t earlier) {
+    return static_cast<std::uint64_t>(later) - static_cast<std::uint64_t>(earlier);
+}
 
 // What the steps may ask of the machine. Paths are relative to the listened folder.
 struct World {
@@ -53,4 +71,4 @@ struct Outcome {
 };
 Outcome RunAll(const UsnRecordList& batch, const FileChangeInfoList& delay, const World& world);
 
-}  // namespace tavi::literal
+}  // namespace tavi::reference
