@@ -13,8 +13,10 @@ packages=(
     dpkg-dev make perl tcl patch xz-utils ca-certificates
     wine wine64 osslsigncode openssl
     # the tests and the demonstration
-    sqlite3 procps
+    sqlite3 procps shellcheck
 )
+# Wherever it comes from; Debian's conflicts with that of the makers' own package.
+command -v npm >/dev/null || packages+=(nodejs npm)
 
 missing=()
 for package in "${packages[@]}"; do
