@@ -7,6 +7,7 @@
 #include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
+#include "platform/owned_memory.h"
 
 namespace tavi::ipc {
 namespace {
@@ -148,14 +149,13 @@ bool ListenServiceNamedPipe::Connect() {
 
 bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
     frame.clear();
-    void* const scratch = platform_.heap.HeapAlloc(kReadChunkBytes);
-    if (scratch == nullptr) {
+    const platform::OwnedMemory scratch(platform_.heap, kReadChunkBytes);
+    if (!scratch) {
         return false;
     }
     const bool complete = Guarded([&] {
-        return ReadFrame(frame, {static_cast<std::byte*>(scratch), kReadChunkBytes});
+        return ReadFrame(frame, {static_cast<std::byte*>(scratch.get()), kReadChunkBytes});
     });
-    platform_.heap.HeapFree(scratch);
     if (!complete) {
         frame.clear();
     }

@@ -30,11 +30,9 @@ std::optional<std::u16string> FormatDevicePath(char16_t drive) {
 }  // namespace
 
 VolumeJournal::VolumeJournal(platform::Platform& platform, std::u16string listenPath)
-    : platform_(platform), listenPath_(std::move(listenPath)), directoryPaths_(platform) {}
+    : platform_(platform), listenPath_(std::move(listenPath)), readBuffer_(platform.heap), directoryPaths_(platform) {}
 
-VolumeJournal::~VolumeJournal() {
-    platform_.heap.HeapFree(readBuffer_);
-}
+VolumeJournal::~VolumeJournal() = default;
 
 bool VolumeJournal::CreateVolumeHandle() {
     volume_.Close();
@@ -92,9 +90,9 @@ bool VolumeJournal::DeleteChangeJournal() {
 }
 
 bool VolumeJournal::AllocateReadBuffer() {
-    platform_.heap.HeapFree(readBuffer_);
-    readBuffer_ = platform_.heap.HeapAlloc(kReadBufferBytes);
-    return readBuffer_ != nullptr;
+    readBuffer_.Reset();
+    readBuffer_.Reset(platform_.heap.HeapAlloc(kReadBufferBytes));
+    return static_cast<bool>(readBuffer_);
 }
 
 VolumeJournal::RawRead VolumeJournal::FsctlReadUsnJournal(platform::Usn startUsn) {
@@ -203,11 +201,11 @@ void VolumeJournal::LogFailure(std::string_view function, std::string_view messa
 }
 
 std::span<std::byte> VolumeJournal::ReadBuffer() const {
-    if (readBuffer_ == nullptr) {
+    if (!readBuffer_) {
         return {};
     }
-    const std::size_t bytes = std::min(platform_.heap.HeapSize(readBuffer_), kReadBufferBytes);
-    return {static_cast<std::byte*>(readBuffer_), bytes};
+    const std::size_t bytes = std::min(platform_.heap.HeapSize(readBuffer_.get()), kReadBufferBytes);
+    return {static_cast<std::byte*>(readBuffer_.get()), bytes};
 }
 
 }  // namespace tavi::journal

@@ -19,6 +19,7 @@
 #include "journal/directory_paths.h"
 #include "journal/path_mapping.h"
 #include "platform/owned_handle.h"
+#include "platform/owned_memory.h"
 #include "platform/platform.h"
 #include "records/model/change_record.h"
 
@@ -91,7 +92,7 @@ private:
     platform::OwnedHandle volume_;
     platform::UsnJournalData journalData_;
     std::u16string listenPath_;
-    void* readBuffer_ = nullptr;
+    platform::OwnedMemory readBuffer_;
     bool journalLost_ = false;
     bool positionLost_ = false;
 

@@ -1,5 +1,7 @@
-// A handle with its owner: closed once, when the owner is destroyed, reset or assigned to. One alias per kind of handle
-// and empty value; the closer is the seam's call that releases it. Movable, not copyable, used by one thread at a time.
+// The owner of everything that the system hands out and takes back: handles of every kind, security objects, heap
+// memory. What it owns is closed once, when the owner is destroyed, reset or assigned to. One alias or class per kind,
+// with the values that stand for none of it; the closer is the seam's call that takes it back. It is not called for
+// those values, and may be empty when nothing will be owned. Movable, not copyable, used by one thread at a time.
 #pragma once
 
 #include <functional>
@@ -7,7 +9,7 @@
 
 namespace tavi::platform {
 
-template <typename HandleType, HandleType kEmpty>
+template <typename HandleType, HandleType kEmpty, HandleType... kAlsoEmpty>
 class Owned {
 public:
     using Closer = std::function<void(HandleType)>;
@@ -28,15 +30,17 @@ public:
     // Takes over `handle`; what was owned before is closed first.
     void Reset(HandleType handle = kEmpty) {
         const HandleType old = std::exchange(handle_, handle);
-        if (old != kEmpty) {
+        if (IsOne(old)) {
             closer_(old);
         }
     }
 
     HandleType get() const { return handle_; }
-    explicit operator bool() const { return handle_ != kEmpty; }
+    explicit operator bool() const { return IsOne(handle_); }
 
 private:
+    static bool IsOne(HandleType handle) { return handle != kEmpty && ((handle != kAlsoEmpty) && ...); }
+
     HandleType handle_ = kEmpty;
     Closer closer_;
 };

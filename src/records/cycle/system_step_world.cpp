@@ -6,6 +6,7 @@
 #include "imports/file_helper.h"
 #include "platform/constants.h"
 #include "platform/owned_handle.h"
+#include "platform/owned_memory.h"
 #include "records/cycle/directory_listing.h"
 
 namespace tavi::records {
@@ -36,19 +37,14 @@ bool SystemStepWorld::IsPlaceholder(const std::u16string& relativePath) {
 }
 
 bool SystemStepWorld::AskForPlaceholder(platform::Handle file) {
-    void* const memory = platform_.heap.HeapAlloc(kInformationBytes);
-    if (memory == nullptr) {
+    const platform::OwnedMemory memory(platform_.heap, kInformationBytes);
+    if (!memory || !LookUpPlaceholderQuery()) {
         return false;
     }
-    bool isPlaceholder = false;
-    if (LookUpPlaceholderQuery()) {
-        const std::span<std::byte> information(static_cast<std::byte*>(memory), kInformationLength);
-        const std::int32_t result = platform_.cloudFiles.CfGetPlaceholderInfo(
-            cfGetPlaceholderInfo_, file, platform::kCfPlaceholderInfoStandard, information);
-        isPlaceholder = result >= platform::kSOk;
-    }
-    platform_.heap.HeapFree(memory);
-    return isPlaceholder;
+    const std::span<std::byte> information(static_cast<std::byte*>(memory.get()), kInformationLength);
+    const std::int32_t result = platform_.cloudFiles.CfGetPlaceholderInfo(
+        cfGetPlaceholderInfo_, file, platform::kCfPlaceholderInfoStandard, information);
+    return result >= platform::kSOk;
 }
 
 bool SystemStepWorld::LookUpPlaceholderQuery() {
