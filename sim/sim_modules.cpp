@@ -37,6 +37,8 @@ constexpr ShareEntry kImageShare{kGenericRead, kFileShareRead | kFileShareDelete
 SimModules::SimModules(Core& core, SimFiles& files) : core_(core), files_(files) {
     AddLibrary(u"ntdll.dll", {"NtCreateFile", "NtQueryInformationFile"});
     libraries_[KeyOf(u"ntdll.dll")].always = true;
+    AddLibrary(u"kernel32.dll", {"SetProcessMitigationPolicy"});
+    libraries_[KeyOf(u"kernel32.dll")].always = true;
     AddLibrary(u"cldapi.dll", {"CfGetPlaceholderInfo"});
 }
 
@@ -120,6 +122,15 @@ void SimModules::CallRegisterAppCrashHandler(ProcAddress, const CrashReportRegis
     registrations_.push_back(registration);
 }
 
+bool SimModules::CallSetProcessMitigationPolicy(ProcAddress, std::uint32_t policy, std::uint32_t flags) {
+    Call call(core_, "Modules.CallSetProcessMitigationPolicy", kErrorInvalidParameter);
+    if (call.failed()) {
+        return call.Fail(false);
+    }
+    mitigations_.push_back({policy, flags});
+    return true;
+}
+
 std::uint16_t SimModules::GetUserDefaultUILanguage() {
     const Call call(core_, "Modules.GetUserDefaultUILanguage", 0, CallKind::kCannotFail);
     return language_;
@@ -153,6 +164,11 @@ std::vector<CrashReportRegistration> SimModules::registrations() {
     return registrations_;
 }
 
+std::vector<SimModules::Mitigation> SimModules::mitigations() {
+    const Scheduler::Lock lock = core_.scheduler.Enter();
+    return mitigations_;
+}
+
 std::vector<SimModules::Load> SimModules::loads() {
     const Scheduler::Lock lock = core_.scheduler.Enter();
     return loads_;
@@ -162,6 +178,7 @@ void SimModules::ForgetProcess() {
     for (auto& [key, library] : libraries_) {
         library.loaded = 0;
     }
+    mitigations_.clear();
 }
 
 Handle SimTrust::OpenProcess(std::uint32_t, std::uint32_t processId) {

@@ -1,5 +1,5 @@
-// Modules, processes and signatures of the simulated machine, as tables that a test fills. ntdll.dll is loaded from the
-// start with the two functions that the product looks up, and cldapi.dll can be loaded.
+// Modules, processes and signatures of the simulated machine, as tables that a test fills. ntdll.dll and kernel32.dll
+// are loaded from the start with the functions that the product looks up, and cldapi.dll can be loaded.
 #pragma once
 
 #include <cstdint>
@@ -27,6 +27,8 @@ public:
     platform::ProcAddress GetProcAddress(platform::ModuleHandle module, const std::string& name) override;
     void CallRegisterAppCrashHandler(platform::ProcAddress address,
                                      const platform::CrashReportRegistration& registration) override;
+    bool CallSetProcessMitigationPolicy(platform::ProcAddress address, std::uint32_t policy,
+                                        std::uint32_t flags) override;
     std::uint16_t GetUserDefaultUILanguage() override;
 
     void SetExecutablePath(std::u16string path);  // and makes the file, so that it exists
@@ -35,6 +37,13 @@ public:
     void RemoveLibrary(std::u16string_view path);
     void SetUiLanguage(std::uint16_t language);
     std::vector<platform::CrashReportRegistration> registrations();
+
+    // Every mitigation that was set, in order.
+    struct Mitigation {
+        std::uint32_t policy = 0;
+        std::uint32_t flags = 0;
+    };
+    std::vector<Mitigation> mitigations();
 
     void ForgetProcess();  // for the machine: the process died
 
@@ -61,6 +70,7 @@ private:
     std::uintptr_t nextNumber_ = 0x7FF000000;
     std::vector<platform::CrashReportRegistration> registrations_;
     std::vector<Load> loads_;
+    std::vector<Mitigation> mitigations_;
 };
 
 class SimTrust final : public platform::Trust {

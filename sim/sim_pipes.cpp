@@ -13,6 +13,7 @@ using namespace platform;
 namespace {
 
 constexpr std::uint32_t kWaitTimeout = 258;
+constexpr std::uint32_t kUnlimitedInstances = 255;
 
 template <class Number>
 std::uintptr_t Raw(Number number) {
@@ -167,6 +168,8 @@ public:
 
     void OnClose(Core&) override { pipes_.ClientClose(*pipe_, generation_); }
 
+    std::uint32_t maximumInstances() const { return pipe_->maximumInstances; }
+
     bool Read(Call& call, std::span<std::byte> buffer, std::uint32_t& bytesRead) override {
         const std::uint32_t code = pipes_.ClientAwait(call.lock(), *pipe_, generation_, kForEver);
         if (code != 0) {
@@ -297,7 +300,9 @@ Handle SimPipes::CreateNamedPipeW(const std::u16string& name, std::uint32_t open
     if (const auto occupied = occupied_.find(NtfsVolume::Fold(name)); occupied != occupied_.end()) {
         return call.Fail(occupied->second, kInvalidHandle);
     }
-    if (FindPipe(name)) {
+    const std::shared_ptr<PipeState> first = FindPipe(name);
+    const std::uint32_t allowed = first ? first->maximumInstances : maximumInstances;
+    if (allowed != kUnlimitedInstances && CountInstances(name) >= allowed) {
         return call.Fail(kErrorPipeBusy, kInvalidHandle);
     }
     PipeCreation creation{.name = name,
@@ -321,6 +326,7 @@ Handle SimPipes::CreateNamedPipeW(const std::u16string& name, std::uint32_t open
     creations_.push_back(std::move(creation));
     auto pipe = std::make_shared<PipeState>();
     pipe->name = name;
+    pipe->maximumInstances = allowed;
     pipe->outQuota = outBufferSize;
     pipes_.push_back(pipe);
     core_.scheduler.Changed();
@@ -373,6 +379,24 @@ bool SimPipes::GetNamedPipeClientProcessId(Handle pipe, std::uint32_t& processId
     return true;
 }
 
+bool SimPipes::GetNamedPipeInfo(Handle pipe, std::uint32_t& flags, std::uint32_t& maximumInstances) {
+    Call call(core_, "Pipes.GetNamedPipeInfo", kErrorInvalidHandle);
+    if (call.failed()) {
+        return call.Fail(false);
+    }
+    if (const auto server = core_.GetAs<PipeServerObject>(Raw(pipe))) {
+        flags = kPipeServerEnd | kPipeTypeMessage;
+        maximumInstances = server->pipe->maximumInstances;
+        return true;
+    }
+    if (const auto client = core_.GetAs<PipeClientObject>(Raw(pipe))) {
+        flags = kPipeTypeMessage;
+        maximumInstances = client->maximumInstances();
+        return true;
+    }
+    return call.Fail(kErrorInvalidHandle, false);
+}
+
 void SimPipes::Occupy(std::u16string_view name, std::uint32_t code) {
     const Scheduler::Lock lock = core_.scheduler.Enter();
     if (code == 0) {
@@ -402,13 +426,26 @@ std::shared_ptr<PipeState> SimPipes::FindPipe(std::u16string_view name) {
         const auto state = pipe.lock();
         return !state || state->server == PipeState::Server::kClosed;
     });
+    std::shared_ptr<PipeState> found;
     for (const std::weak_ptr<PipeState>& weak : pipes_) {
         auto pipe = weak.lock();
-        if (pipe && (name.empty() || NtfsVolume::Fold(pipe->name) == NtfsVolume::Fold(name))) {
+        if (!pipe || (!name.empty() && NtfsVolume::Fold(pipe->name) != NtfsVolume::Fold(name))) {
+            continue;
+        }
+        if (pipe->server == PipeState::Server::kListening || pipe->server == PipeState::Server::kFresh) {
             return pipe;
         }
+        found = found ? found : pipe;
     }
-    return nullptr;
+    return found;
+}
+
+std::size_t SimPipes::CountInstances(std::u16string_view name) {
+    return static_cast<std::size_t>(std::ranges::count_if(pipes_, [&](const std::weak_ptr<PipeState>& weak) {
+        const auto pipe = weak.lock();
+        return pipe && pipe->server != PipeState::Server::kClosed &&
+               NtfsVolume::Fold(pipe->name) == NtfsVolume::Fold(name);
+    }));
 }
 
 // A client may connect while the server waits for one, and before it does so for the first time.

@@ -1,5 +1,5 @@
-// Named pipes of the simulated machine, message mode, one instance each, and their clients. Security objects are
-// numbers with contents that a test can look at.
+// Named pipes of the simulated machine, message mode, and their clients. A name has as many instances as its first
+// creator allowed, whoever creates the others. Security objects are numbers with contents that a test can look at.
 //
 // A client is a test's (PipeClient, from any thread that the machine knows) or the product's own (CreateFileW on the
 // pipe's name). Codes are the system's: 995 cancelled, 535 connected already, 234 message larger than the buffer,
@@ -27,6 +27,7 @@ struct PipeState {
     enum class Server { kFresh, kListening, kConnected, kDisconnected, kClosed };
 
     std::u16string name;
+    std::uint32_t maximumInstances = 1;  // of the name: what the first creator said
     Server server = Server::kFresh;
     std::uint64_t generation = 0;  // counts clients: an old client's end is not the next one's
     bool clientOpen = false;
@@ -103,6 +104,7 @@ public:
     bool ConnectNamedPipe(platform::Handle pipe) override;
     bool DisconnectNamedPipe(platform::Handle pipe) override;
     bool GetNamedPipeClientProcessId(platform::Handle pipe, std::uint32_t& processId) override;
+    bool GetNamedPipeInfo(platform::Handle pipe, std::uint32_t& flags, std::uint32_t& maximumInstances) override;
 
     // Another program has created the pipe: creating it gives this code from now on (0: no longer).
     void Occupy(std::u16string_view name, std::uint32_t code);
@@ -117,7 +119,10 @@ private:
     friend class PipeServerObject;
     friend class PipeClientObject;
 
+    // An instance that a client can be connected to, or any other when there is none; null without any. No name: of
+    // any.
     std::shared_ptr<PipeState> FindPipe(std::u16string_view name);
+    std::size_t CountInstances(std::u16string_view name);
     std::uint32_t ConnectClient(Scheduler::Lock& lock, std::u16string_view name, std::uint32_t processId,
                                 std::int64_t milliseconds, std::shared_ptr<PipeState>& pipe);
     std::uint32_t ClientWrite(PipeState& pipe, std::uint64_t generation, std::string_view message);

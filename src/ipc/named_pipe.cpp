@@ -70,8 +70,8 @@ bool ListenServiceNamedPipe::Fail(const char* prefix, const char* message, std::
     return false;
 }
 
-// Makes a call that may sit in the system; its code when it fails. It is logged afterwards: what is written must not be
-// met by a cancellation.
+// Makes a call that may wait in the system, and returns its code when it fails. The caller logs it: a cancellation must
+// not meet what is written.
 template <class MakeCall>
 std::optional<std::uint32_t> ListenServiceNamedPipe::FailureOf(const MakeCall& call) {
     return blockingCalls_.Run([&]() -> std::optional<std::uint32_t> {
@@ -129,7 +129,27 @@ bool ListenServiceNamedPipe::CreateInstance() {
         PipeName, platform::kPipeAccessDuplex,
         platform::kPipeTypeMessage | platform::kPipeReadModeMessage | platform::kPipeRejectRemoteClients,
         kMaximumInstances, kPipeBufferBytes, kPipeBufferBytes, kSystemDefaultTimeout, attributes));
-    return handle_ || FailWithCode("CreateNamedPipe cnp error:", "Failed to create the named pipe, error code is ");
+    if (!handle_) {
+        return FailWithCode("CreateNamedPipe cnp error:", "Failed to create the named pipe, error code is ");
+    }
+    return OwnsTheName();
+}
+
+// A program that made the name before, with room for more instances, has ours as a further instance of its own: clients
+// may reach it in our place. Nothing but the number of instances tells, since the first creator has set that.
+bool ListenServiceNamedPipe::OwnsTheName() {
+    std::uint32_t flags = 0;
+    std::uint32_t instances = 0;
+    if (!platform_.pipes.GetNamedPipeInfo(handle_.get(), flags, instances)) {
+        return FailWithCode("CreateNamedPipe gnpi error:", "Failed to ask what the named pipe is, error code is ");
+    }
+    if ((flags & platform::kPipeServerEnd) == 0 || instances != kMaximumInstances) {
+        Drive::SyncPanelLog::WriteNetLog(
+            "CreateNamedPipe gnpi error:The name of the named pipe is another program's, flags " +
+            std::to_string(flags) + ", instances " + std::to_string(instances));
+        return false;
+    }
+    return true;
 }
 
 bool ListenServiceNamedPipe::Create() {
@@ -162,7 +182,7 @@ bool ListenServiceNamedPipe::Read(FrameBuffer& frame) {
     return complete;
 }
 
-// A request may come in several messages; how long it is, its first four bytes say.
+// A request may come in several messages. Its first four bytes say how long it is.
 bool ListenServiceNamedPipe::ReadFrame(FrameBuffer& frame, std::span<std::byte> scratch) {
     std::optional<std::uint32_t> expected;
     for (;;) {

@@ -66,8 +66,9 @@ public:
     // `platform` outlives the pipe.
     explicit ListenServiceNamedPipe(platform::Platform& platform);
 
-    // Only while the pipe is not valid: a second instance would be refused. After a failure the pipe is not valid, and
-    // Create may be called again.
+    // Only while the pipe is not valid: a second instance would be refused. Fails as well when another program has made
+    // the pipe's name first and left room for this instance. After a failure the pipe is not valid, and Create may be
+    // called again.
     bool Create();
     // Waits for a client. One that came between Create, or the last disconnect, and this call is a failure (code 535):
     // the system connects it without a wait, and it has to come again.
@@ -100,6 +101,7 @@ private:
     bool BuildSecurityDescriptor();
     bool BuildAccessList();
     bool CreateInstance();
+    bool OwnsTheName();
     bool FailWithCode(const char* prefix, const char* message);
     bool Fail(const char* prefix, const char* message, std::uint32_t code);
     template <class MakeCall>

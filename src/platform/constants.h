@@ -103,10 +103,15 @@ inline constexpr std::uint32_t kFileNameInformation = 9;
 inline constexpr std::int32_t kStatusSuccess = 0;
 
 // Named pipes (winbase.h).
+// Mitigations that a process asks for. Headers that are older than the policy lack its name.
+inline constexpr std::uint32_t kProcessRedirectionTrustPolicy = 16;
+inline constexpr std::uint32_t kEnforceRedirectionTrust = 1;
+
 inline constexpr std::uint32_t kPipeAccessDuplex = 3;
 inline constexpr std::uint32_t kPipeTypeMessage = 4;
 inline constexpr std::uint32_t kPipeReadModeMessage = 2;
 inline constexpr std::uint32_t kPipeRejectRemoteClients = 8;
+inline constexpr std::uint32_t kPipeServerEnd = 1;  // the client's end is 0
 
 // Security (winnt.h, accctrl.h).
 inline constexpr std::uint32_t kSecurityLocalRid = 0;

@@ -20,6 +20,8 @@ public:
     virtual ProcAddress GetProcAddress(ModuleHandle module, const std::string& name) = 0;
     // Calls the export found as "RegisterAppCrashHandler" with the record's address.
     virtual void CallRegisterAppCrashHandler(ProcAddress address, const CrashReportRegistration& registration) = 0;
+    // Calls the export found as "SetProcessMitigationPolicy" for a policy whose structure is one 32-bit word of flags.
+    virtual bool CallSetProcessMitigationPolicy(ProcAddress address, std::uint32_t policy, std::uint32_t flags) = 0;
     virtual std::uint16_t GetUserDefaultUILanguage() = 0;
 };
 

@@ -35,6 +35,9 @@ public:
     virtual bool ConnectNamedPipe(Handle pipe) = 0;  // no overlapped structure: blocks
     virtual bool DisconnectNamedPipe(Handle pipe) = 0;
     virtual bool GetNamedPipeClientProcessId(Handle pipe, std::uint32_t& processId) = 0;
+    // Which end the handle is (kPipeServerEnd), and how many instances the pipe's name may have. Whoever creates the
+    // first instance decides that for all.
+    virtual bool GetNamedPipeInfo(Handle pipe, std::uint32_t& flags, std::uint32_t& maximumInstances) = 0;
 };
 
 }  // namespace tavi::platform

@@ -7,6 +7,7 @@
 #include "imports/sync_panel_log.h"
 #include "service/descriptions.h"
 #include "service/installation.h"
+#include "service/redirection_trust.h"
 #include "service/service_lifecycle.h"
 
 namespace tavi::service {
@@ -43,7 +44,9 @@ void Install(platform::Platform& platform, const std::u16string& serviceName) {
                                            std::u16string(chinese ? kChineseDescription : kEnglishDescription));
 }
 
+// Deletes files in users' folders with an administrator's rights.
 void Uninstall(platform::Platform& platform, const std::u16string& serviceName) {
+    DistrustJunctionsOfUsers(platform);
     UninstallSyncFileListenService(platform, serviceName);
     DeleteListenServiceDatabase(platform);
 }
@@ -65,6 +68,7 @@ int RunEntryPoint(platform::Platform& platform, DumpHandleHolder& holder, std::s
             Uninstall(platform, serviceName);
             break;
         case Mode::kRunService:
+            DistrustJunctionsOfUsers(platform);
             StartupSyncFileListenService(platform, serviceName, publisher);
             break;
         case Mode::kNothing:

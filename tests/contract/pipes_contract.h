@@ -41,13 +41,13 @@ protected:
         server = platform::OwnedHandle(parts.files, Create());
         ASSERT_TRUE(server.IsValid());
     }
-    platform::Handle Create() {
+    platform::Handle Create(std::uint32_t instances = 1) {
         platform::SecurityAttributes attributes;
         attributes.securityDescriptor = descriptor;
         return parts.pipes.CreateNamedPipeW(
             kName, platform::kPipeAccessDuplex,
-            platform::kPipeTypeMessage | platform::kPipeReadModeMessage | platform::kPipeRejectRemoteClients, 1, 4096,
-            4096, 0, attributes);
+            platform::kPipeTypeMessage | platform::kPipeReadModeMessage | platform::kPipeRejectRemoteClients, instances,
+            4096, 4096, 0, attributes);
     }
     platform::OwnedHandle OpenClient() {
         return {parts.files, parts.files.CreateFileW(kName, platform::kGenericRead | platform::kGenericWrite, 0,
@@ -70,6 +70,14 @@ protected:
         parts.threads.CloseThread(thread);
         EXPECT_TRUE(client.IsValid());
         return client;
+    }
+    // Again and again, as a call that has not begun yet cannot be cancelled.
+    void CancelUntilItEnds(platform::Handle thread) {
+        int tries = 0;
+        while (!parts.threads.WaitForThread(thread, 20) && ++tries < 500) {
+            parts.threads.CancelSynchronousIo(thread);
+        }
+        parts.threads.CloseThread(thread);
     }
     std::string Read(std::size_t bufferBytes, std::uint32_t expectedCode) {
         bool done = false;
@@ -169,6 +177,39 @@ TYPED_TEST_P(PipesContract, ThereIsOneInstance) {
     EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorPipeBusy);
 }
 
+TYPED_TEST_P(PipesContract, EachEndOfAPipeIsTold) {
+    const platform::OwnedHandle client = this->Connect();
+    std::uint32_t flags = 0;
+    std::uint32_t instances = 0;
+    ASSERT_TRUE(this->parts.pipes.GetNamedPipeInfo(this->server.Get(), flags, instances));
+    EXPECT_EQ(flags & platform::kPipeServerEnd, platform::kPipeServerEnd);
+    EXPECT_EQ(instances, 1u);
+    ASSERT_TRUE(this->parts.pipes.GetNamedPipeInfo(client.Get(), flags, instances));
+    EXPECT_EQ(flags & platform::kPipeServerEnd, 0u);
+    EXPECT_FALSE(this->parts.pipes.GetNamedPipeInfo(platform::kInvalidHandle, flags, instances));
+}
+
+// Whoever comes first decides how many instances a name has. One who comes second, and asks for one, gets one more.
+TYPED_TEST_P(PipesContract, AFurtherInstanceShowsHowManyTheFirstCreatorAllowed) {
+    this->server.Close();
+    for (const std::uint32_t allowed : {2u, 255u}) {
+        const platform::OwnedHandle first(this->parts.files, this->Create(allowed));
+        ASSERT_TRUE(first.IsValid());
+        const platform::OwnedHandle second(this->parts.files, this->Create(1));
+        ASSERT_TRUE(second.IsValid()) << this->parts.errors.GetLastError();
+        std::uint32_t flags = 0;
+        std::uint32_t instances = 0;
+        ASSERT_TRUE(this->parts.pipes.GetNamedPipeInfo(second.Get(), flags, instances));
+        EXPECT_EQ(flags & platform::kPipeServerEnd, platform::kPipeServerEnd);
+        // Without a limit is 255, or what the system keeps for it itself.
+        EXPECT_TRUE(instances == allowed || (allowed == 255 && instances == 0xFFFFFFFF)) << instances;
+    }
+    const platform::OwnedHandle first(this->parts.files, this->Create(1));
+    ASSERT_TRUE(first.IsValid());
+    EXPECT_EQ(this->Create(1), platform::kInvalidHandle);
+    EXPECT_EQ(this->parts.errors.GetLastError(), platform::kErrorPipeBusy);
+}
+
 // Cancelled again and again until it ends, as a call that has not begun yet cannot be cancelled.
 TYPED_TEST_P(PipesContract, ABlockedConnectEndsWhenItIsCancelled) {
     std::uint32_t code = 0;
@@ -205,11 +246,44 @@ TYPED_TEST_P(PipesContract, ABlockedReadEndsWhenItIsCancelled) {
     EXPECT_EQ(this->Read(100, 0), "still connected");
 }
 
+// Which fills what the pipe holds for a client that does not read.
+TYPED_TEST_P(PipesContract, ABlockedWriteEndsWhenItIsCancelled) {
+    const platform::OwnedHandle client = this->Connect();
+    const std::string message(1024, 'x');
+    std::uint32_t code = 0;
+    bool done = true;
+    const platform::Handle thread = this->parts.threads.StartThread([this, &message, &code, &done] {
+        for (int i = 0; i < 100 && done; ++i) {
+            done = WriteAll(this->parts.files, this->server.Get(), message);
+        }
+        code = this->parts.errors.GetLastError();
+    });
+    this->CancelUntilItEnds(thread);
+    EXPECT_FALSE(done);
+    EXPECT_EQ(code, platform::kErrorOperationAborted);
+}
+
+TYPED_TEST_P(PipesContract, ABlockedFlushEndsWhenItIsCancelled) {
+    const platform::OwnedHandle client = this->Connect();
+    EXPECT_TRUE(WriteAll(this->parts.files, this->server.Get(), "never read"));
+    std::uint32_t code = 0;
+    bool done = true;
+    const platform::Handle thread = this->parts.threads.StartThread([this, &code, &done] {
+        done = this->parts.files.FlushFileBuffers(this->server.Get());
+        code = this->parts.errors.GetLastError();
+    });
+    this->CancelUntilItEnds(thread);
+    EXPECT_FALSE(done);
+    EXPECT_EQ(code, platform::kErrorOperationAborted);
+}
+
 REGISTER_TYPED_TEST_SUITE_P(PipesContract, EveryWriteIsOneMessage, AMessageLargerThanTheBufferComesInPartsWithItsCode,
                             WhatTheServerWritesTheClientReads, TheClientsProcessIsKnownWhileItIsConnected,
                             AClientThatClosesEndsTheRead, AClientThatCameFirstIsReportedAsConnected,
                             AfterADisconnectTheNextClientIsServed, WithoutAFreeInstanceAClientIsTurnedAway,
                             AClosedPipeIsNotThere, ThereIsOneInstance, ABlockedConnectEndsWhenItIsCancelled,
-                            ABlockedReadEndsWhenItIsCancelled);
+                            ABlockedReadEndsWhenItIsCancelled, EachEndOfAPipeIsTold,
+                            AFurtherInstanceShowsHowManyTheFirstCreatorAllowed, ABlockedWriteEndsWhenItIsCancelled,
+                            ABlockedFlushEndsWhenItIsCancelled);
 
 }  // namespace tavi::contract

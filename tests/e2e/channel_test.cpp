@@ -2,9 +2,11 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <iostream>
 #include <string>
+#include <thread>
 
 #include "e2e/pipe_client.h"
 #include "e2e/scenario.h"
@@ -120,6 +122,40 @@ TEST_F(Channel, StopWhileAClientIsConnectedAndSilentEndsWithinTwoSeconds) {
     const int milliseconds = StopInstalledService();
     EXPECT_GE(milliseconds, 0);
     EXPECT_LE(milliseconds, 2000);
+}
+
+// What the manager was told: stop and shutdown and nothing else, no wait hint in any state, a check point while pending
+// only.
+TEST_F(Channel, StatusOfTheRunningAndOfTheStoppingServiceIsWhatItReports) {
+    const SERVICE_STATUS_PROCESS running = ServiceStatus();
+    EXPECT_EQ(running.dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+    EXPECT_EQ(running.dwServiceType, static_cast<DWORD>(SERVICE_WIN32_OWN_PROCESS));
+    EXPECT_EQ(running.dwControlsAccepted, static_cast<DWORD>(SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN));
+    EXPECT_EQ(running.dwWin32ExitCode, 0U);
+    EXPECT_EQ(running.dwServiceSpecificExitCode, 0U);
+    EXPECT_EQ(running.dwCheckPoint, 0U);
+    EXPECT_EQ(running.dwWaitHint, 0U);
+
+    SERVICE_STATUS_PROCESS pending{};
+    std::atomic<bool> done{false};
+    std::thread watcher([&] {
+        while (!done) {
+            const SERVICE_STATUS_PROCESS now = ServiceStatus();
+            pending = now.dwCurrentState == SERVICE_STOP_PENDING ? now : pending;
+            Sleep(10);
+        }
+    });
+    EXPECT_GE(StopInstalledService(), 0);
+    done = true;
+    watcher.join();
+    EXPECT_EQ(pending.dwCurrentState, static_cast<DWORD>(SERVICE_STOP_PENDING)) << "the stop takes up to a second";
+    EXPECT_EQ(pending.dwCheckPoint, 2U) << "the first one was the start's";
+    EXPECT_EQ(pending.dwWaitHint, 0U);
+    const SERVICE_STATUS_PROCESS stopped = ServiceStatus();
+    EXPECT_EQ(stopped.dwCurrentState, static_cast<DWORD>(SERVICE_STOPPED));
+    EXPECT_EQ(stopped.dwWin32ExitCode, 0U);
+    EXPECT_EQ(stopped.dwCheckPoint, 0U);
+    EXPECT_TRUE(StartInstalledService());
 }
 
 TEST_F(Channel, StopWithoutAClientEndsWithinTwoSeconds) {

@@ -21,16 +21,6 @@ Service OpenInstalled(DWORD access) {
     return Service(manager ? OpenServiceW(manager.get(), kServiceName, access) : nullptr);
 }
 
-SERVICE_STATUS_PROCESS Status() {
-    SERVICE_STATUS_PROCESS status{};
-    DWORD needed = 0;
-    if (const Service service = OpenInstalled(SERVICE_QUERY_STATUS)) {
-        QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
-                             &needed);
-    }
-    return status;
-}
-
 bool IsRunning(DWORD processId) {
     HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, processId);
     const bool running = process != nullptr && WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
@@ -51,6 +41,16 @@ bool WaitUntil(Condition condition, DWORD milliseconds) {
 
 }  // namespace
 
+SERVICE_STATUS_PROCESS ServiceStatus() {
+    SERVICE_STATUS_PROCESS status{};
+    DWORD needed = 0;
+    if (const Service service = OpenInstalled(SERVICE_QUERY_STATUS)) {
+        QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
+                             &needed);
+    }
+    return status;
+}
+
 bool IsInstalled() {
     return OpenInstalled(SERVICE_QUERY_STATUS) != nullptr;
 }
@@ -66,11 +66,11 @@ bool UninstallService() {
 }
 
 DWORD ServiceState() {
-    return Status().dwCurrentState;
+    return ServiceStatus().dwCurrentState;
 }
 
 DWORD ServiceProcessId() {
-    return Status().dwProcessId;
+    return ServiceStatus().dwProcessId;
 }
 
 bool IsServiceRunning() {

@@ -17,8 +17,9 @@ bool IsServiceRunning();  // as the manager says, and in a process that lives
 bool StartInstalledService();
 // Waits until it has stopped; milliseconds that took, or -1 after 30 seconds.
 int StopInstalledService();
-DWORD ServiceState();      // 0 when it is not installed
-DWORD ServiceProcessId();  // 0 when it does not run
+SERVICE_STATUS_PROCESS ServiceStatus();  // all 0 when it is not installed
+DWORD ServiceState();                    // 0 when it is not installed
+DWORD ServiceProcessId();                // 0 when it does not run
 // What the service's process holds; all 0 when it does not run.
 struct Holdings {
     DWORD handles = 0;  // Wine does not count them: 0

@@ -63,6 +63,12 @@ void WindowsModules::CallRegisterAppCrashHandler(ProcAddress address, const Cras
     ToNative<RegisterAppCrashHandler>(address)(&kept.record);
 }
 
+bool WindowsModules::CallSetProcessMitigationPolicy(ProcAddress address, std::uint32_t policy, std::uint32_t flags) {
+    using SetPolicy = BOOL(WINAPI*)(int, void*, SIZE_T);
+    DWORD native = flags;
+    return ToNative<SetPolicy>(address)(static_cast<int>(policy), &native, sizeof native) != FALSE;
+}
+
 std::uint16_t WindowsModules::GetUserDefaultUILanguage() {
     return ::GetUserDefaultUILanguage();
 }

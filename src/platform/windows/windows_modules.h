@@ -13,6 +13,7 @@ public:
     ModuleHandle GetModuleHandleW(const std::u16string& name) override;
     ProcAddress GetProcAddress(ModuleHandle module, const std::string& name) override;
     void CallRegisterAppCrashHandler(ProcAddress address, const CrashReportRegistration& registration) override;
+    bool CallSetProcessMitigationPolicy(ProcAddress address, std::uint32_t policy, std::uint32_t flags) override;
     std::uint16_t GetUserDefaultUILanguage() override;
 };
 

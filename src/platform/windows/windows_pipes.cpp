@@ -101,4 +101,13 @@ bool WindowsPipes::GetNamedPipeClientProcessId(Handle pipe, std::uint32_t& proce
     return done != FALSE;
 }
 
+bool WindowsPipes::GetNamedPipeInfo(Handle pipe, std::uint32_t& flags, std::uint32_t& maximumInstances) {
+    DWORD nativeFlags = 0;
+    DWORD instances = 0;
+    const BOOL done = ::GetNamedPipeInfo(ToNative<HANDLE>(pipe), &nativeFlags, nullptr, nullptr, &instances);
+    flags = nativeFlags;
+    maximumInstances = instances;
+    return done != FALSE;
+}
+
 }  // namespace tavi::platform

@@ -22,6 +22,7 @@ public:
     bool ConnectNamedPipe(Handle pipe) override;
     bool DisconnectNamedPipe(Handle pipe) override;
     bool GetNamedPipeClientProcessId(Handle pipe, std::uint32_t& processId) override;
+    bool GetNamedPipeInfo(Handle pipe, std::uint32_t& flags, std::uint32_t& maximumInstances) override;
 };
 
 }  // namespace tavi::platform

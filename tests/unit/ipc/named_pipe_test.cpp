@@ -456,5 +456,56 @@ TEST_F(NamedPipe, NoOperationLetsAnExceptionOut) {
     EXPECT_FALSE(pipe_.IsValid());
 }
 
+// Another program has made the pipe's name before the service.
+class TakenName : public NamedPipe {
+protected:
+    void TearDown() override {
+        platform_.files.CloseHandle(first_);
+        NamedPipe::TearDown();
+    }
+    void MakeFirst(std::uint32_t instances) {
+        first_ = platform_.pipes.CreateNamedPipeW(ListenServiceNamedPipe::PipeName, platform::kPipeAccessDuplex,
+                                                  platform::kPipeTypeMessage, instances, 0, 0, 0, {});
+        ASSERT_NE(first_, platform::kInvalidHandle);
+    }
+
+    platform::Handle first_ = platform::kInvalidHandle;
+};
+
+TEST_F(TakenName, WithRoomForOneInstanceTheCreationIsRefused) {
+    MakeFirst(1);
+    EXPECT_FALSE(pipe_.Create());
+    EXPECT_FALSE(pipe_.IsValid());
+    EXPECT_THAT(NetLines(),
+                ElementsAre("CreateNamedPipe cnp error:Failed to create the named pipe, error code is 231"));
+}
+
+TEST_F(TakenName, WithRoomForMoreTheFurtherInstanceIsGivenUpAgain) {
+    for (const std::uint32_t instances : {2U, 255U}) {
+        SCOPED_TRACE(instances);
+        log_.Clear();
+        MakeFirst(instances);
+        EXPECT_FALSE(pipe_.Create());
+        EXPECT_FALSE(pipe_.IsValid());
+        EXPECT_THAT(NetLines(),
+                    ElementsAre("CreateNamedPipe gnpi error:The name of the named pipe is another program's, flags 5, "
+                                "instances " +
+                                std::to_string(instances)));
+        platform_.files.CloseHandle(first_);
+        first_ = platform::kInvalidHandle;
+        pipe_.Close();
+        EXPECT_THAT(machine_.leaks(), IsEmpty()) << "no client can come in by it";
+    }
+    EXPECT_TRUE(pipe_.Create()) << "as soon as the name is free";
+}
+
+TEST_F(NamedPipe, PipeThatCannotBeAskedWhatItIsIsNotUsed) {
+    machine_.faults().Fail({.call = "Pipes.GetNamedPipeInfo", .code = 1717});
+    EXPECT_FALSE(pipe_.Create());
+    EXPECT_FALSE(pipe_.IsValid());
+    EXPECT_THAT(NetLines(),
+                ElementsAre("CreateNamedPipe gnpi error:Failed to ask what the named pipe is, error code is 1717"));
+}
+
 }  // namespace
 }  // namespace tavi::ipc

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 
@@ -168,10 +169,48 @@ TEST_F(Entry, OnlyTheFirstArgumentCounts) {
 TEST_F(Entry, StartedByHandTheServiceLogsThatItCannotRegister) {
     machine_.services().SetStartedByHand(true);
     EXPECT_EQ(Run({}), 0);
-    EXPECT_THAT(Traces(), ElementsAre("TaviLumbraService is being registered with Service Control Manager"));
+    EXPECT_THAT(Traces(), ElementsAre("Junctions that users made are not followed",
+                                      "TaviLumbraService is being registered with Service Control Manager"));
     EXPECT_THAT(NetLines(), Contains("StartupSyncFileListenServiceregistration with Service Control Manager failed, "
                                      "error code is 1063"));
     EXPECT_THAT(machine_.leaks(), IsEmpty());
+}
+
+TEST_F(Entry, SystemIsAskedNotToFollowJunctionsOfUsersBeforeAnythingOfUsersIsTouched) {
+    machine_.services().SetStartedByHand(true);
+    for (const auto& arguments : std::vector<std::vector<std::u16string>>{{}, {u"/uninstall"}}) {
+        machine_.modules().ForgetProcess();
+        machine_.faults().ClearHistory();
+        EXPECT_EQ(Run(arguments), 0);
+        ASSERT_EQ(machine_.modules().mitigations().size(), 1U);
+        EXPECT_EQ(machine_.modules().mitigations().front().policy, 16U);
+        EXPECT_EQ(machine_.modules().mitigations().front().flags, 1U);
+        const std::vector<std::string> calls = machine_.faults().history();
+        const auto asked = std::find(calls.begin(), calls.end(), "Modules.CallSetProcessMitigationPolicy");
+        const auto isService = [](const std::string& call) { return call.starts_with("Services."); };
+        EXPECT_LT(asked, std::find_if(calls.begin(), calls.end(), isService));
+    }
+    EXPECT_EQ(log_.Count("Junctions that users made are not followed"), 2U);
+}
+
+TEST_F(Entry, InstallingAndDoingNothingAskForNoMitigation) {
+    EXPECT_EQ(Run({u"/install"}), 0);
+    EXPECT_EQ(Run({u"/nothing"}), 0);
+    EXPECT_THAT(machine_.modules().mitigations(), IsEmpty());
+}
+
+TEST_F(Entry, TraceSaysWhyJunctionsOfUsersAreFollowed) {
+    machine_.services().SetStartedByHand(true);
+    machine_.faults().Fail({.call = "Modules.CallSetProcessMitigationPolicy"});
+    EXPECT_EQ(Run({}), 0);
+    EXPECT_THAT(Traces(),
+                Contains("Junctions that users made are followed: the system refuses that mitigation, error code "
+                         "is 87"));
+    machine_.modules().RemoveLibrary(u"kernel32.dll");
+    machine_.modules().AddLibrary(u"kernel32.dll", {});
+    EXPECT_EQ(Run({}), 0);
+    EXPECT_THAT(Traces(), Contains("Junctions that users made are followed: the system has no mitigations"));
+    EXPECT_EQ(DispatcherCalls(), 2U) << "the service runs all the same";
 }
 
 }  // namespace

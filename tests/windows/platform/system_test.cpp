@@ -125,5 +125,25 @@ TEST_F(SystemTest, TextOutsideTheCodePageIsNarrowedWithAStandIn) {
     EXPECT_GT(narrow.size(), 5u);
 }
 
+// By the machine's own address, as a client on another machine comes in. Wine knows no such names at all.
+TEST_F(SystemTest, APipeThatRefusesRemoteClientsIsOpenedByItsLocalNameOnly) {
+    const platform::OwnedHandle server(
+        parts.files, parts.pipes.CreateNamedPipeW(u"\\\\.\\pipe\\TaviPlatformRemote", platform::kPipeAccessDuplex,
+                                                  platform::kPipeTypeMessage | platform::kPipeReadModeMessage |
+                                                      platform::kPipeRejectRemoteClients,
+                                                  1, 4096, 4096, 0, {}));
+    ASSERT_TRUE(server.IsValid());
+    const auto opens = [this](const std::u16string& machine) {
+        const platform::OwnedHandle client(
+            parts.files,
+            parts.files.CreateFileW(u"\\\\" + machine + u"\\pipe\\TaviPlatformRemote",
+                                    platform::kGenericRead | platform::kGenericWrite, 0, platform::kOpenExisting, 0));
+        return client.IsValid();
+    };
+    EXPECT_FALSE(opens(u"127.0.0.1"));
+    EXPECT_FALSE(opens(u"localhost"));
+    EXPECT_TRUE(opens(u"."));
+}
+
 }  // namespace
 }  // namespace tavi::contract
