@@ -43,6 +43,9 @@ std::u16string StartText(const StartRequest& request) {
 }
 
 std::string CheckLength(std::string_view what, const std::string& text, std::size_t maximum) {
+    if (text.find('\0') != std::string::npos) {
+        return std::string(what) + " must not hold a character 0";
+    }
     const std::size_t units = TypeConvert::UTF8ToUnicode(text).size();
     if (units >= 1 && units <= maximum) {
         return {};
@@ -63,6 +66,9 @@ std::string CheckStartRequest(const StartRequest& request) {
     }
     if (request.databasePath.empty()) {
         return "the database folder must not be empty";
+    }
+    if (request.databasePath.find('\0') != std::string::npos) {
+        return "the database folder must not hold a character 0";
     }
     if (protocol::kFrameHeaderBytes + 2 * StartText(request).size() > protocol::kLargestFrameBytes) {
         return "the database folder is too long: the request does not fit into 4096 bytes";

@@ -2,6 +2,7 @@
 // that the frame is invalid or gives parameters within their limits.
 #include <cstdlib>
 #include <span>
+#include <string>
 
 #include "ipc/client_message.h"
 
@@ -27,5 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(start == !params.userId.empty() && params.userId.size() <= tavi::protocol::kLongestUserId);
     Require(start == !params.listenPath.empty() && params.listenPath.size() <= tavi::protocol::kLongestListenPath);
     Require(start == !params.databasePath.empty());
+    const std::u16string texts = params.userId + params.listenPath + params.databasePath;
+    Require(texts.find(u'\0') == std::u16string::npos);
     return 0;
 }

@@ -27,6 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Require(!params.userId.empty() && params.userId.size() <= tavi::protocol::kLongestUserId);
         Require(!params.listenPath.empty() && params.listenPath.size() <= tavi::protocol::kLongestListenPath);
         Require(!params.databasePath.empty());
+        Require((params.userId + params.listenPath + params.databasePath).find(u'\0') == std::u16string::npos);
     }
     return 0;
 }

@@ -59,9 +59,16 @@ std::u16string StringMember(const Json::Value& object, const char* key) {
     return member.isString() ? TypeConvert::UTF8ToUnicode(member.asString()) : std::u16string();
 }
 
+// Empty or with a U+0000 in it: the system's functions would read the text up to there, so what is checked would not be
+// what is used.
+bool SaysNothing(std::u16string_view text) {
+    return text.empty() || text.find(u'\0') != std::u16string_view::npos;
+}
+
 bool ParametersAreUsable(const ListenTaskParams& params) {
-    return !params.userId.empty() && params.userId.size() <= protocol::kLongestUserId && !params.listenPath.empty() &&
-           params.listenPath.size() <= protocol::kLongestListenPath && !params.databasePath.empty();
+    return !SaysNothing(params.userId) && params.userId.size() <= protocol::kLongestUserId &&
+           !SaysNothing(params.listenPath) && params.listenPath.size() <= protocol::kLongestListenPath &&
+           !SaysNothing(params.databasePath);
 }
 
 ListenTaskParams ParseStartParameters(std::u16string_view text) {

@@ -231,5 +231,31 @@ TEST_F(ClientMessage, ReplyIsEightBytesLittleEndian) {
     EXPECT_EQ(frame[4], std::byte{4});
 }
 
+TEST_F(ClientMessage, CharacterZeroInAnyTextIsInvalid) {
+    struct Row {
+        const char* field;
+        std::u16string_view json;
+        const char* size;
+    };
+    const Row rows[] = {
+        {"user", uR"({"userId":"us\u0000er","listenPath":"C:\\Sync","databasePath":"C:\\Data"})", "5"},
+        {"user's end", uR"({"userId":"user\u0000","listenPath":"C:\\Sync","databasePath":"C:\\Data"})", "5"},
+        {"folder", uR"({"userId":"user","listenPath":"C:\\Sync\u0000\\x","databasePath":"C:\\Data"})", "4"},
+        {"database", uR"({"userId":"user","listenPath":"C:\\Sync","databasePath":"C:\\Data\u0000:x"})", "4"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.field);
+        ExpectInvalid(row.json, std::string("Invalid parameter,userIdSize:") + row.size);
+    }
+    ExpectValid(uR"({"userId":"user","listenPath":"C:\\Sync","databasePath":"C:\\Data","\u0000":"\u0000"})");
+}
+
+TEST_F(ClientMessage, CodeUnitZeroInTheJsonItselfIsInvalid) {
+    std::u16string json = kGoodJson;
+    json[json.find(u"user\"")] = u'\0';
+    EXPECT_FALSE(ParseClientJson(protocol::kStartListenTask, json).valid);
+    EXPECT_EQ(log_.Lines().size(), 1U) << log_.Dump();
+}
+
 }  // namespace
 }  // namespace tavi::ipc
