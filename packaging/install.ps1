@@ -25,6 +25,8 @@ Set-StrictMode -Version 2
 $ErrorActionPreference = 'Stop'
 $serviceName = 'TaviLumbraService'
 $source = Join-Path $PSScriptRoot 'bin'
+$stopSeconds = 600   # how long a stop may take: docs/rolling-out.md
+$copyAttempts = 30   # one a second
 $programs = 'TaviLumbraService.exe', 'TaviListenClient.exe', 'TaviReplay.exe'
 
 function Assert-Administrator {
@@ -45,24 +47,55 @@ function Invoke-ServiceSwitch([string]$argument) {
     Start-Process -FilePath $executable -ArgumentList $argument -Wait -WindowStyle Hidden
 }
 
-function Copy-Programs {
-    New-Item -ItemType Directory -Path $Folder -Force | Out-Null
-    foreach ($program in $programs) {
-        Copy-Item -LiteralPath (Join-Path $source $program) -Destination $Folder -Force
+# Somebody may still run the program that is to be replaced: a copy that is refused is tried again.
+function Copy-Program([string]$program) {
+    for ($left = $copyAttempts - 1; ; $left--) {
+        try {
+            Copy-Item -LiteralPath (Join-Path $source $program) -Destination $Folder -Force
+            return
+        } catch {
+            if ($left -eq 0) { throw }
+            Start-Sleep -Seconds 1
+        }
     }
 }
 
+function Copy-Programs {
+    New-Item -ItemType Directory -Path $Folder -Force | Out-Null
+    foreach ($program in $programs) { Copy-Program $program }
+}
+
+# Does nothing when the service runs, as after a stop that never came to its end.
 function Start-InstalledService {
     Start-Service -Name $serviceName
     (Get-Service -Name $serviceName).WaitForStatus('Running', [TimeSpan]::FromSeconds(30))
 }
 
+# The id of the service's process; 0 when it does not run.
+function Get-ServiceProcessId {
+    $service = Get-CimInstance -ClassName Win32_Service -Filter "Name='$serviceName'"
+    if ($service) { return [int]$service.ProcessId }
+    return 0
+}
+
+# Waits for the process, not for the state: the service reports stopped before its executable can be replaced.
+function Wait-ServiceProcess([int]$processId) {
+    if ($processId -eq 0) { return }
+    $process = Get-Process -Id $processId -ErrorAction SilentlyContinue
+    if ($process -and -not $process.WaitForExit($stopSeconds * 1000)) {
+        throw "$serviceName still runs $stopSeconds seconds after it was told to stop."
+    }
+}
+
+# A stop that takes longer than 30 seconds is reported as failed (1053), and goes on all the same.
 function Stop-InstalledService {
     $service = Get-InstalledService
-    if ($service -and $service.Status -ne 'Stopped') {
-        Stop-Service -Name $serviceName
-        (Get-Service -Name $serviceName).WaitForStatus('Stopped', [TimeSpan]::FromSeconds(60))
+    if (-not $service) { return }
+    $processId = Get-ServiceProcessId
+    if ($service.Status -ne 'Stopped') {
+        try { Stop-Service -Name $serviceName } catch { Write-Host "Waiting for ${serviceName}: $_" }
     }
+    Wait-ServiceProcess $processId
 }
 
 # 0 when the client's own examination finds nothing wrong.
@@ -99,15 +132,21 @@ function Update-Package {
         throw "$serviceName is not installed. Use -Action Install."
     }
     # The databases keep the position; what changes meanwhile is in the journal and is read after the start.
-    Stop-InstalledService
-    Copy-Programs
-    Start-InstalledService
+    # Whatever happens to the copies, the machine is not left without its service.
+    try {
+        Stop-InstalledService
+        Copy-Programs
+    } finally {
+        Start-InstalledService
+    }
     Write-Host "$serviceName was upgraded and runs. The client has to send its start request again."
 }
 
 function Remove-Package {
     if (Get-InstalledService) {
+        $processId = Get-ServiceProcessId
         Invoke-ServiceSwitch '/uninstall'
+        Wait-ServiceProcess $processId
         for ($i = 0; (Get-InstalledService) -and $i -lt 60; $i++) { Start-Sleep -Milliseconds 500 }
         if (Get-InstalledService) {
             throw 'The service could not be removed. net.log in %ProgramData%\ZenloTavi\Log says why.'

@@ -12,6 +12,8 @@ using namespace platform;
 
 namespace {
 
+constexpr std::int64_t kHandlerPatienceMs = 30000;
+
 class ServiceObject final : public Object {
 public:
     std::u16string key;  // empty: the manager itself
@@ -171,6 +173,15 @@ bool SimServices::ControlService(ServiceHandle handle, std::uint32_t control, Se
     std::uint64_t number = 0;
     if (service->status.currentState == kServiceStopped || !Post(control, number)) {
         return call.Fail(kErrorServiceNotActive, false);
+    }
+    const std::function<bool()> handled = [&] { return handled_ >= number || !dispatching_; };
+    if (!handled() &&
+        core_.scheduler.Wait(call.lock(), "the control handler", kHandlerPatienceMs, handled) != WaitResult::kReady) {
+        return call.Fail(kErrorServiceRequestTimeout, false);
+    }
+    service = Service(handle, kServiceStop, code);
+    if (service == nullptr) {
+        return call.Fail(code, false);
     }
     status = service->status;
     return true;

@@ -2,7 +2,8 @@
 //
 // The process counts as started by the service control manager unless SetStartedByHand says otherwise. The dispatcher
 // runs the service's main function on a thread of its own and controls on the thread that called it; it returns once
-// the service has reported stopped, whether or not its main function has returned, as the system's does.
+// the service has reported stopped, whether or not its main function has returned, as the system's does. ControlService
+// waits for the handler, and gives it up after 30 seconds with error 1053; the handler goes on.
 #pragma once
 
 #include <cstdint>

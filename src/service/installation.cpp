@@ -22,7 +22,7 @@ OwnedService Own(platform::Platform& platform, platform::ServiceHandle handle) {
     return {handle, [&platform](platform::ServiceHandle owned) { platform.services.CloseServiceHandle(owned); }};
 }
 
-// The code is read by the caller, directly after the failed call: closing a handle may change it.
+// The caller reads the code directly after the failed call: closing a handle may change it.
 void LogFailure(const char* function, const char* message, std::uint32_t code) {
     Drive::SyncPanelLog::WriteNetLog(std::string(function) + message + std::to_string(code));
 }
@@ -51,16 +51,32 @@ OwnedService OpenService(platform::Platform& platform, const char* function, Own
     return service;
 }
 
-// Returns when the service is in any state but stop-pending, or its state cannot be read.
-void WaitUntilStopped(platform::Platform& platform, platform::ServiceHandle service,
-                      const std::u16string& serviceName) {
-    TraceProgress(serviceName, " is being stopped");
+// Waits until the service is no longer stop-pending, or its state cannot be read. Returns the state that was read last.
+std::uint32_t WaitWhileStopPending(platform::Platform& platform, platform::ServiceHandle service) {
     platform::ServiceStatus status;
     while (platform.services.QueryServiceStatus(service, status) &&
            status.currentState == platform::kServiceStopPending) {
         platform.threads.Sleep(kStopPollMs);
     }
-    TraceProgress(serviceName, status.currentState == platform::kServiceStopped ? " is stopped" : " failed to stop");
+    return status.currentState;
+}
+
+enum class StopControl { kAccepted, kRefused, kTimedOut };
+
+StopControl SendStop(platform::Platform& platform, platform::ServiceHandle service) {
+    platform::ServiceStatus status;
+    if (platform.services.ControlService(service, platform::kServiceControlStop, status)) {
+        return StopControl::kAccepted;
+    }
+    return platform.errors.GetLastError() == platform::kErrorServiceRequestTimeout ? StopControl::kTimedOut
+                                                                                   : StopControl::kRefused;
+}
+
+void WaitUntilStopped(platform::Platform& platform, platform::ServiceHandle service,
+                      const std::u16string& serviceName) {
+    TraceProgress(serviceName, " is being stopped");
+    const bool stopped = WaitWhileStopPending(platform, service) == platform::kServiceStopped;
+    TraceProgress(serviceName, stopped ? " is stopped" : " failed to stop");
 }
 
 // Empty after it has logged why there is none. A path that does not fit is cut, and only the code tells it from one
@@ -155,14 +171,19 @@ void UninstallSyncFileListenService(platform::Platform& platform, const std::u16
     if (!service) {
         return;
     }
-    platform::ServiceStatus status;
-    if (platform.services.ControlService(service.get(), platform::kServiceControlStop, status)) {
+    const StopControl stop = SendStop(platform, service.get());
+    if (stop == StopControl::kAccepted) {
         WaitUntilStopped(platform, service.get(), serviceName);
     }
     if (platform.services.DeleteService(service.get())) {
         TraceProgress(serviceName, " is uninstalled");
     } else {
         LogFailure(kFunction, "DeleteService failed, error code is ", platform.errors.GetLastError());
+    }
+    // The manager waits 30 seconds for the service's answer. A save that somebody's lock holds up takes longer: to the
+    // log the control is refused, but the service stops, and what is deleted next may be what it is still writing to.
+    if (stop == StopControl::kTimedOut) {
+        WaitWhileStopPending(platform, service.get());
     }
 }
 

@@ -13,7 +13,8 @@ void InstallSyncFileListenService(platform::Platform& platform, const std::u16st
                                   const std::u16string& displayName);
 void UpdateSyncFileListenServiceDescription(platform::Platform& platform, const std::u16string& serviceName,
                                             const std::u16string& description);
-// Waits for a running service for as long as it stays stop-pending.
+// Waits for a running service for as long as it stays stop-pending, also when the manager has given up waiting for its
+// answer.
 void UninstallSyncFileListenService(platform::Platform& platform, const std::u16string& serviceName);
 // Of all users whose databases lie under the current user's roaming application data.
 void DeleteListenServiceDatabase(platform::Platform& platform);

@@ -347,5 +347,32 @@ TEST_F(Installation, DataFolderThatDoesNotExistIsAFailedListing) {
                 StartsWith("DeleteListenServiceDatabaseFindFirstFile function failed, error code is "));
 }
 
+TEST_F(Installation, ControlThatTheManagerGivesUpCountsAsRefusedAndTheStopIsStillWaitedFor) {
+    Install();
+    log_.Clear();
+    Registered()->status.currentState = platform::kServiceRunning;
+    machine_.services().OnControl([](sim::RegisteredService& service, std::uint32_t) {
+        service.status.currentState = platform::kServiceStopPending;
+        platform::ServiceStatus stopped = service.status;
+        stopped.currentState = platform::kServiceStopped;
+        service.nextStatuses = {service.status, service.status, stopped};
+        return platform::kErrorServiceRequestTimeout;
+    });
+    const std::int64_t before = machine_.NowMilliseconds();
+    Uninstall();
+    EXPECT_THAT(Traces(), ElementsAre("TaviLumbraService is being uninstalled", "TaviLumbraService is uninstalled"));
+    EXPECT_EQ(machine_.NowMilliseconds() - before, 1000) << "two rounds of the wait";
+    EXPECT_EQ(Registered(), nullptr);
+}
+
+TEST_F(Installation, RefusedControlIsNotWaitedFor) {
+    Install();
+    Registered()->status.currentState = platform::kServiceStopPending;
+    machine_.services().OnControl([](sim::RegisteredService&, std::uint32_t) { return 1061U; });
+    const std::int64_t before = machine_.NowMilliseconds();
+    Uninstall();
+    EXPECT_EQ(machine_.NowMilliseconds(), before);
+}
+
 }  // namespace
 }  // namespace tavi::service

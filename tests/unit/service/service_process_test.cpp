@@ -1,3 +1,7 @@
+#include <iostream>
+#include <optional>
+
+#include "service/installation.h"
 #include "service/service_lifecycle.h"
 #include "unit/service/process_bench.h"
 
@@ -129,6 +133,96 @@ TEST_F(ServiceProcess, ThreadThatCannotBeStartedLeavesAServiceThatEnds) {
         EXPECT_EQ(bench_.machine.services().state(), platform::kServiceStopped);
         ExpectCleanEnd();
     }
+}
+
+TEST_F(ServiceProcess, DispatcherThatReturnsWithoutAStopEndsTheService) {
+    StartService();
+    ASSERT_EQ(bench_.Ask(StartFrame()), 4U);
+    bench_.machine.services().EndDispatcher();
+    ASSERT_TRUE(bench_.machine.WaitUntil([&] { return bench_.exitCode == 0; }, 5000))
+        << bench_.machine.DescribeThreads();
+    bench_.Join();
+    EXPECT_TRUE(bench_.log.HasTrace("ServiceWorkerMainThread ends"));
+    EXPECT_TRUE(bench_.log.HasTrace("ServiceWorkerListenThread ends"));
+    ExpectCleanEnd();
+}
+
+TEST_F(ServiceProcess, NameOfThePipeThatAnotherProgramSharesEndsTheWorkers) {
+    const platform::Handle first =
+        bench_.platform.pipes.CreateNamedPipeW(ipc::ListenServiceNamedPipe::PipeName, platform::kPipeAccessDuplex,
+                                               platform::kPipeTypeMessage, 255, 0, 0, 0, {});
+    StartService();
+    EXPECT_TRUE(bench_.machine.WaitUntil([&] { return bench_.log.HasTrace("ServiceWorkerMainThread ends"); }, 1200));
+    EXPECT_FALSE(bench_.log.HasTrace("Failed to wait for the client to connect.")) << "it waited for no client";
+    bench_.Stop();
+    bench_.platform.files.CloseHandle(first);
+    ExpectCleanEnd();
+}
+
+// ---- A database that somebody keeps locked
+
+class LockedDatabase : public ServiceProcess {
+protected:
+    // A task is saving a change, and cannot: another program has begun to write to the database.
+    void LetASaveWait() {
+        bench_.machine.services().Register({u"TaviLumbraService", u"", 0, 0, 0, 0, u""});
+        StartService();
+        const std::u16string base = Base();
+        ASSERT_EQ(bench_.Ask(test::Frame(0, test::StartJson(u"user", u"C:\\Sync", base))), 4U);
+        bench_.machine.Sleep(1000);
+        locked_.emplace(bench_.machine, DatabaseFile());
+        locked_->Execute("BEGIN IMMEDIATE;");
+        bench_.machine.volume().MakeFile(u"C:\\Sync\\new.docx", "text");
+        bench_.machine.Sleep(8000);
+    }
+    void Unlock() {
+        locked_->Execute("COMMIT;");
+        locked_.reset();
+    }
+    std::u16string Base() {
+        std::u16string roaming;
+        EXPECT_EQ(bench_.platform.files.SHGetFolderPathW(platform::kCsidlRoamingAppData, roaming), 0);
+        return roaming + u"\\ZenloTavi";
+    }
+    std::u16string DatabaseFile() { return test::DatabasePath(bench_.platform, Base(), u"user"); }
+    bool DatabaseExists() { return bench_.platform.files.PathFileExistsW(DatabaseFile()); }
+
+    std::optional<test::DatabaseView> locked_;
+};
+
+TEST_F(LockedDatabase, StopEndsWhenTheSaveHasGivenUp) {
+    LetASaveWait();
+    const std::int64_t took = bench_.Stop();
+    std::cout << "The stop took " << took << " ms.\n";  // docs/rolling-out.md
+    EXPECT_GT(took, 30000) << "longer than the control manager waits";
+    EXPECT_LT(took, 480000) << "shorter than install.ps1 waits";
+    Unlock();
+    EXPECT_EQ(bench_.machine.services().state(), platform::kServiceStopped);
+    ExpectCleanEnd();
+}
+
+TEST_F(LockedDatabase, UninstallingGivesUpTheControlButDeletesNothingThatTheServiceUses) {
+    LetASaveWait();
+    bool stoppedWhenUninstalled = false;
+    const auto uninstaller = bench_.machine.Spawn("uninstaller", [&] {
+        UninstallSyncFileListenService(bench_.platform, u"TaviLumbraService");
+        stoppedWhenUninstalled = bench_.machine.services().state() == platform::kServiceStopped;
+        DeleteListenServiceDatabase(bench_.platform);
+    });
+    bench_.machine.Sleep(35000);
+    EXPECT_TRUE(bench_.log.HasTrace("TaviLumbraService is uninstalled")) << "the control counts as refused";
+    EXPECT_TRUE(DatabaseExists());
+    EXPECT_NE(bench_.machine.services().state(), platform::kServiceStopped);
+    Unlock();
+    bench_.machine.Join(uninstaller);
+    bench_.Join();
+    EXPECT_TRUE(stoppedWhenUninstalled);
+    EXPECT_FALSE(DatabaseExists());
+    EXPECT_FALSE(bench_.log.HasTrace("TaviLumbraService is being stopped"));
+    EXPECT_FALSE(bench_.log.HasTrace("TaviLumbraService is stopped"));
+    EXPECT_TRUE(bench_.log.HasTrace("Database file deleted successfully"));
+    EXPECT_EQ(bench_.machine.services().Registered(u"TaviLumbraService"), nullptr);
+    ExpectCleanEnd();
 }
 
 }  // namespace
