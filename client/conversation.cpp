@@ -103,4 +103,25 @@ Answer Ask(ServicePipe& pipe, const Frame& request, std::uint32_t timeoutMillise
     return answer;
 }
 
+StartEnd HowStartEnded(const Answer& answer) {
+    switch (answer.outcome) {
+        case Outcome::kReplied:
+            return answer.status < kReplyStartFailed ? StartEnd::kAnswered : StartEnd::kMayBeCutShort;
+        case Outcome::kNotThere:
+        case Outcome::kDenied:
+            return StartEnd::kAnswered;  // the pipe was never opened
+        case Outcome::kTurnedAway:
+        case Outcome::kNoAnswer:
+        case Outcome::kInvalidReply:
+        case Outcome::kFailed:
+            break;
+    }
+    return StartEnd::kMayBeCutShort;
+}
+
+std::uint32_t StatusToActOn(StartEnd last, std::uint32_t status) {
+    const bool saysNothingIsMissing = status == kReplyContinues || status == kReplyTaskReplaced;
+    return last == StartEnd::kMayBeCutShort && saysNothingIsMissing ? kReplyPositionExpired : status;
+}
+
 }  // namespace tavi::client

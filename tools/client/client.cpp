@@ -26,6 +26,7 @@ constexpr const char* kFooter =
     "  7  status: no listening task is running\n"
     "  8  status: the change journal of the running task cannot be used\n"
     "  9  the database or the sync log cannot be read (watch, show, explain)\n"
+    "  50 start and finish: not run from an elevated prompt; nothing was asked\n"
     "With --exit-with-reply, 10 plus the reply's number whenever the service replied.";
 
 constexpr std::uint32_t kMaxTimeoutSeconds = 3600;
@@ -48,7 +49,10 @@ void AddStart(CLI::App& app, const Surroundings& surroundings, int& exitCode) {
         ->add_option("--split-interval", options->request.recordSplitInterval,
                      "Changes further apart than this many seconds are processed in separate batches")
         ->capture_default_str();
+    command->add_flag("--after-cut-short", options->afterCutShort,
+                      "The start before this one had no answer or reply 5: replies 0 and 3 count as 2");
     AddAskOptions(*command, options->ask);
+    command->footer("Needs an elevated prompt: a start ends whatever task is running, another user's too.");
     command->callback([options, surroundings, &exitCode] { exitCode = Start(*options, surroundings); });
 }
 
@@ -56,6 +60,7 @@ void AddFinish(CLI::App& app, const Surroundings& surroundings, int& exitCode) {
     CLI::App* command = app.add_subcommand("finish", "End the listening task");
     const auto options = std::make_shared<AskOptions>();
     AddAskOptions(*command, *options);
+    command->footer("Needs an elevated prompt: it ends whatever task is running, another user's too.");
     command->callback([options, surroundings, &exitCode] { exitCode = Finish(*options, surroundings); });
 }
 

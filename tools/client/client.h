@@ -26,6 +26,7 @@ inline constexpr int kExitBroken = 6;
 inline constexpr int kExitNoTask = 7;
 inline constexpr int kExitJournalUnusable = 8;
 inline constexpr int kExitUnreadable = 9;
+inline constexpr int kExitNotElevated = 50;
 inline constexpr int kExitReplyBase = 10;  // --exit-with-reply adds the reply to this
 
 class InstalledService;
@@ -37,6 +38,7 @@ struct Surroundings {
     platform::Platform* platform = nullptr;  // for the commands that look at the machine: show, doctor, explain
     InstalledService* installedService = nullptr;
     bool outIsTerminal = false;  // one that shows colours
+    bool elevated = true;        // runs with an administrator's rights
 };
 
 // `arguments` are UTF-8, without the program's name. Returns the exit code.

@@ -188,5 +188,56 @@ TEST(Client, EveryCommandHasAHelpThatNamesItsOptions) {
     }
 }
 
+// There is one task for all users of a machine.
+TEST(Client, StartAndFinishAskForAnElevatedPromptAndSendNothingWithoutOne) {
+    for (const std::vector<std::string>& arguments : {kStart, std::vector<std::string>{"finish"}}) {
+        ScriptedPipe pipe({});
+        std::ostringstream out;
+        std::ostringstream err;
+        Surroundings surroundings{pipe, out, err};
+        surroundings.elevated = false;
+        EXPECT_EQ(RunClient(arguments, surroundings), 50);
+        EXPECT_EQ(out.str(), "");
+        EXPECT_EQ(err.str(), arguments[0] + ": run this from an elevated prompt (Run as administrator).\n");
+        EXPECT_TRUE(pipe.written.empty());
+    }
+}
+
+TEST(Client, StatusNeedsNoElevatedPrompt) {
+    ScriptedPipe pipe(Replying(2));
+    std::ostringstream out;
+    std::ostringstream err;
+    Surroundings surroundings{pipe, out, err};
+    surroundings.elevated = false;
+    EXPECT_EQ(RunClient({"status"}, surroundings), 0);
+}
+
+TEST(Client, AfterAStartCutShortTheRepliesThatSayNothingCountAsTwo) {
+    const std::string counts = "the start before it was cut short, so this counts as reply 2: changes may be missing\n";
+    for (const std::uint8_t reply : {std::uint8_t{0}, std::uint8_t{3}}) {
+        const RunResult run = RunWith(Replying(reply), StartWith({"--after-cut-short", "--exit-with-reply"}));
+        EXPECT_EQ(run.exitCode, 12);
+        EXPECT_NE(run.out.find("(reply " + std::to_string(reply) + ")\n" + counts), std::string::npos) << run.out;
+        EXPECT_EQ(RunWith(Replying(reply), StartWith({"--exit-with-reply"})).exitCode, 10 + int{reply});
+    }
+    for (const std::uint8_t reply : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{4}, std::uint8_t{5}}) {
+        const RunResult run = RunWith(Replying(reply), StartWith({"--after-cut-short", "--exit-with-reply"}));
+        EXPECT_EQ(run.exitCode, 10 + int{reply});
+        EXPECT_EQ(run.out.find(counts), std::string::npos);
+    }
+}
+
+TEST(Client, AStartThatMayBeCutShortSaysHowToStartAgain) {
+    const std::string hint = "This start may have been cut short. Start again with --after-cut-short.\n";
+    const std::vector<std::vector<ScriptedCall>> cutShort = {
+        Replying(5), {{"Open"}, {"Write"}, {"Read", 258}}, {{"Open"}, {"Write"}, {"Read", 1450}}};
+    for (const std::vector<ScriptedCall>& script : cutShort) {
+        EXPECT_TRUE(RunWith(script, kStart).out.ends_with(hint));
+    }
+    EXPECT_EQ(RunWith(Replying(0), kStart).out.find(hint), std::string::npos);
+    EXPECT_EQ(RunWith({{"Open", 2}}, kStart).out.find(hint), std::string::npos);
+    EXPECT_EQ(RunWith({{"Open"}, {"Write"}, {"Read", 258}}, {"finish"}).out.find(hint), std::string::npos);
+}
+
 }  // namespace
 }  // namespace tavi::client

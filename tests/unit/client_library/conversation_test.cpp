@@ -96,5 +96,39 @@ TEST(Conversation, NobodyComesAgainWhenTheTimeIsOver) {
     EXPECT_EQ(Ask(pipe, kRequest, 1000).outcome, Outcome::kTurnedAway);
 }
 
+TEST(StartEnd, OnlyAnAnswerOfZeroToFourOrAPipeThatNeverOpenedIsNoStartCutShort) {
+    struct Row {
+        Answer answer;
+        StartEnd end;
+    };
+    const Row rows[] = {
+        {{Outcome::kReplied, 0, 0}, StartEnd::kAnswered},
+        {{Outcome::kReplied, 1, 0}, StartEnd::kAnswered},
+        {{Outcome::kReplied, 2, 0}, StartEnd::kAnswered},
+        {{Outcome::kReplied, 3, 0}, StartEnd::kAnswered},
+        {{Outcome::kReplied, 4, 0}, StartEnd::kAnswered},
+        {{Outcome::kReplied, 5, 0}, StartEnd::kMayBeCutShort},
+        {{Outcome::kReplied, 6, 0}, StartEnd::kMayBeCutShort},
+        {{Outcome::kNotThere, 0, 2}, StartEnd::kAnswered},
+        {{Outcome::kDenied, 0, 5}, StartEnd::kAnswered},
+        {{Outcome::kTurnedAway, 0, 109}, StartEnd::kMayBeCutShort},
+        {{Outcome::kNoAnswer, 0, 258}, StartEnd::kMayBeCutShort},
+        {{Outcome::kInvalidReply, 0, 0}, StartEnd::kMayBeCutShort},
+        {{Outcome::kFailed, 0, 1450}, StartEnd::kMayBeCutShort},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(HowStartEnded(row.answer), row.end)
+            << static_cast<int>(row.answer.outcome) << ' ' << row.answer.status;
+    }
+}
+
+TEST(StartEnd, AfterAStartCutShortZeroAndThreeCountAsTwo) {
+    const std::uint32_t counted[] = {2, 1, 2, 2, 4, 5};
+    for (std::uint32_t status = 0; status <= 5; ++status) {
+        EXPECT_EQ(StatusToActOn(StartEnd::kAnswered, status), status);
+        EXPECT_EQ(StatusToActOn(StartEnd::kMayBeCutShort, status), counted[status]) << status;
+    }
+}
+
 }  // namespace
 }  // namespace tavi::client

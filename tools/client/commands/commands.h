@@ -19,6 +19,7 @@ struct AskOptions {
 
 struct StartOptions {
     StartRequest request;
+    bool afterCutShort = false;
     AskOptions ask;
 };
 

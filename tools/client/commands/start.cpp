@@ -12,7 +12,10 @@ int Start(const StartOptions& options, const Surroundings& surroundings) {
         surroundings.err << "start: " << CheckStartRequest(options.request) << ".\n";
         return kExitUsage;
     }
-    return AskAndReport(surroundings, Command::kStart, *frame, options.ask);
+    if (!HasTheRights(surroundings, "start")) {
+        return kExitNotElevated;
+    }
+    return AskForStartAndReport(surroundings, *frame, options);
 }
 
 }  // namespace tavi::client

@@ -27,6 +27,21 @@ std::vector<std::string> Arguments() {
     return arguments;
 }
 
+// Whether the administrators' group counts for this process: not in an ordinary prompt of an administrator's, where it is
+// there to deny only.
+bool RunsElevated() {
+    SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
+    PSID administrators = nullptr;
+    BOOL member = FALSE;
+    if (!AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0,
+                                  &administrators)) {
+        return false;
+    }
+    const bool known = CheckTokenMembership(nullptr, administrators, &member) != FALSE;
+    FreeSid(administrators);
+    return known && member != FALSE;
+}
+
 // A console that could be told to understand colours.
 bool OutShowsColours() {
     const HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
@@ -43,5 +58,6 @@ int main() {
     tavi::client::WindowsInstalledService installedService;
     const auto pipe = tavi::client::MakeServicePipe();
     return tavi::client::RunClient(Arguments(),
-                                   {*pipe, std::cout, std::cerr, &platform, &installedService, OutShowsColours()});
+                                   {*pipe, std::cout, std::cerr, &platform, &installedService, OutShowsColours(),
+                                    RunsElevated()});
 }
