@@ -41,7 +41,7 @@ void IpcWorker::ServiceWorkerIPCThread() {
 
 void IpcWorker::ServeOneClient() {
     bool disconnected = false;
-    // A client goes unanswered for whom there is no memory.
+    // Without memory for it, a client gets no answer.
     Drive::EndStandardExceptions(Drive::kListenServiceImplLog, "ServiceWorkerIPCThread",
                                  {.standard = Drive::kStdException},
                                  [&] { disconnected = WaitForClient() && ServeConnected(); });

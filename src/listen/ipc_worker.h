@@ -1,6 +1,10 @@
 // The IPC thread: creates the pipe, then serves one client at a time until it is told to stop. A pipe that cannot be
-// created, or is lost, ends the whole service. ServiceWorkerIPCThread is the thread's body; ServeOneClient is one turn
-// of its loop, which tests call on their own. Only CancelBlockingCall is another thread's.
+// created, or is lost, ends the whole service.
+//
+// Threads: ServiceWorkerIPCThread is the thread's body; ServeOneClient is one turn of its loop, which tests call on
+// their own. Only CancelBlockingCall is for another thread. Owner: owns the pipe and the memory for requests; platform,
+// process and commands outlive it. Failure: a client that cannot be served is logged and disconnected, and the next one
+// is awaited. No standard exception leaves ServeOneClient.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +30,8 @@ public:
     // connection only.
     void ServeOneClient();
 
-    // Calls `cancel` when the thread may be stuck: on the pipe, or in the check of a client, whose executable somebody
-    // may hold.
+    // Calls `cancel` when the thread may be waiting for somebody: on the pipe, or in the check of a client, whose
+    // executable somebody may hold. Never while a request is carried out.
     void CancelBlockingCall(const std::function<void()>& cancel) { pipe_.blockingCalls().CancelUnderWay(cancel); }
     ipc::ListenServiceNamedPipe& pipe() { return pipe_; }
 

@@ -1,5 +1,6 @@
 // The start handler's and the status probe's looks at the change journal of a listen path's volume. Each opens the
-// volume afresh and closes it again. Failures are logged by the journal itself.
+// volume afresh and closes it again, so nothing is owned between two calls. The IPC thread calls them. Failures are
+// logged by the journal itself.
 #pragma once
 
 #include <cstdint>

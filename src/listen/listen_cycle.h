@@ -1,5 +1,9 @@
 // The processing cycle as the listen thread sees it: built for one task, initialised once, then run again and again. An
-// interface, because what the listen thread does about failures can be shown best with cycles that fail on request.
+// interface, so that tests can show what the listen thread does about cycles that fail.
+//
+// Thread: the listen thread builds a cycle, calls it and destroys it. Owner: the thread owns the cycle; what the cycle
+// works on (platform, database, flag) outlives it. Failure: a false result, logged by the cycle itself. Out of memory
+// may throw.
 #pragma once
 
 #include <atomic>
@@ -16,9 +20,13 @@ class ListenCycle {
 public:
     virtual ~ListenCycle() = default;
 
+    // Once, before anything else. After a failure the cycle may only be destroyed.
     virtual bool Init() = 0;
-    virtual bool RunOnce() = 0;             // false when the batch could not be stored
-    virtual bool positionLost() const = 0;  // the journal refused the position, and then the query
+    // False when the batch could not be stored: position and held-back records are as before, and the next call reads
+    // the same records again.
+    virtual bool RunOnce() = 0;
+    // After RunOnce: whether the journal refused the position, and then the query as well.
+    virtual bool positionLost() const = 0;
 };
 
 using ListenCycleFactory = std::function<std::unique_ptr<ListenCycle>(const records::FileChangeRecord::Task& task)>;

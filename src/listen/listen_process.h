@@ -1,7 +1,7 @@
 // What the threads of the service share, one set per process: the four flags that coordinate them, the threads
-// themselves, the current listening task, and the database. Created once by the composition root, handed down by
-// reference, and outliving everything that it was handed to. Coordination is by the flags and by joining; each member
-// says who writes it.
+// themselves, the current listening task, and the database. StartupSyncFileListenService creates and owns it and passes
+// it down by reference; it outlives everything that gets it. The threads coordinate by the flags and by joining. Each
+// member says who writes it. Nothing here fails.
 #pragma once
 
 #include <atomic>

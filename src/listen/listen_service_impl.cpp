@@ -54,7 +54,7 @@ void ListenServiceImpl::OnStart() {
     process_.stopIpcThread.exchange(true);
     process_.stopService.exchange(true);
     Drive::kListenServiceImplLog.Error("OnStart", "Failed to initialize the service, error code is ", code);
-    // Without memory for it, whoever is left ends with this object.
+    // Without memory for that, the destructor ends whoever is left.
     Drive::EndStandardExceptions(Drive::kListenServiceImplLog, {}, {}, [this] { EndWorkersWithoutMainThread(); });
 }
 
@@ -63,8 +63,8 @@ bool ListenServiceImpl::StartThreads() {
            process_.mainThread.Start([this] { ServiceWorkerMainThread(); });
 }
 
-// An IPC thread that was started, and the listening task that a quick client may have started through it, have nobody
-// else to end them. A main thread that ran to its end has left none.
+// Nobody else ends an IPC thread that was started, or a listening task that a quick client has started through it. A
+// main thread that ran to its end has left neither.
 void ListenServiceImpl::EndWorkersWithoutMainThread() {
     JoinIpcThread();
     if (process_.listenThread.Joinable()) {

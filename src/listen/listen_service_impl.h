@@ -2,7 +2,10 @@
 // object per process, created by StartupSyncFileListenService and living until the dispatcher has returned.
 //
 // Threads: OnStart and WaitForServiceWorkerFinish run on the service thread, OnStop and OnShutdown on the dispatcher's,
-// the commands on the IPC thread, ServiceWorkerMainThread on the main thread. They meet in ListenProcess only.
+// the commands on the IPC thread, ServiceWorkerMainThread on the main thread. They meet in ListenProcess only. Owner:
+// owns the workers' logic; the threads themselves are ListenProcess's, which outlives this object. Failure: threads
+// that cannot be started are logged, and the service reports running without them. A command that throws (out of
+// memory) is logged by the IPC thread; a start that throws is answered with 5.
 #pragma once
 
 #include <atomic>
@@ -25,7 +28,7 @@ public:
 
     ListenServiceImpl(platform::Platform& platform, service::CheckPointCounter& checkPoints, ListenProcess& process,
                       ListenCycleFactory cycles, std::u16string serviceName, std::u16string publisher);
-    // Ends the workers, if the dispatcher returned without a stop.
+    // Ends the workers and waits for them, if the dispatcher returned without a stop.
     ~ListenServiceImpl() override;
 
     void OnStart() override;

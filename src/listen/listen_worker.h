@@ -1,6 +1,11 @@
 // The listening task's thread: one processing cycle every 500 ms until it is told to stop, fails four times in a row or
-// loses its position. Start and FinishCurrentListenTask are called on the IPC thread; ServiceWorkerListenThread is the
-// thread's body, which calls Init-like and one-iteration functions that tests can call on their own.
+// loses its position.
+//
+// Threads: Start and FinishCurrentListenTask are called on the IPC thread, and at the service's end by whoever ends it.
+// ServiceWorkerListenThread is the thread's body; RunIteration is one turn of its loop, which tests call on their own.
+// Owner: the thread owns its task's record and the cycle that it builds, and frees both at its end. Platform, process
+// and factory outlive the worker. Failure: a task that fails ends by itself, with a line of the error log and
+// stopListenTask set. The thread then waits to be joined. No standard exception leaves the thread's body.
 #pragma once
 
 #include <cstdint>
@@ -18,13 +23,15 @@ public:
 
     ListenWorker(platform::Platform& platform, ListenProcess& process, ListenCycleFactory cycles);
 
-    // Clears stopListenTask and starts the thread; false when the system starts none. No other one may be held.
+    // Clears stopListenTask and starts the thread. False when none was started: stopListenTask stays clear then, and
+    // the caller sets it again. Only after FinishCurrentListenTask: starting while a thread is held ends the process.
     bool Start(ListenTaskRecord task);
-    // Ends the task, if there is one, and waits for its thread.
+    // Sets stopListenTask and waits for the thread, if there is one: for the cycle in progress and a pause at most. No
+    // task is the current one afterwards.
     void FinishCurrentListenTask();
 
     void ServiceWorkerListenThread(const std::shared_ptr<const ListenTaskRecord>& task);
-    // One turn of the thread's loop. `failuresInARow` is the loop's own count.
+    // One turn of the thread's loop: a cycle and the pause after it. `failuresInARow` is the loop's own count.
     Next RunIteration(ListenCycle& cycle, std::uint32_t& failuresInARow);
 
 private:

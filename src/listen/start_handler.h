@@ -1,10 +1,12 @@
 // Decides how a listening task begins: from what the database remembers for the user and from the state of the change
 // journal. First login, another folder, a journal that was closed, a position that has expired, or simply going on:
-// each repairs what it must, stores the user row and starts the listen thread, and each has its own reply. Runs on the
-// IPC thread, one request at a time, with the listen thread ended first; so nothing here overlaps a cycle.
+// each repairs what it must, stores the user row and starts the listen thread, and each has its own reply.
 //
-// A failure is logged with the name of the step and class "ListenServiceImpl", and replied as 5; no listen thread runs
-// then. Nothing is thrown.
+// Thread: the IPC thread's, one request at a time. The listen thread is ended first, so nothing here overlaps a cycle.
+// Owner: owns nothing; platform, process and worker outlive it.
+// Failure: status 5, logged with the name of the step and class "ListenServiceImpl"; no listen thread runs then. The
+// steps are no transaction: what was done before the one that failed stays done. The same holds when an exception
+// (std::bad_alloc) leaves, which the caller answers with 5. docs/replies.md says what a client makes of it.
 #pragma once
 
 #include <cstdint>
@@ -22,12 +24,22 @@ public:
     StartHandler(platform::Platform& platform, ListenProcess& process, ListenWorker& worker)
         : platform_(platform), process_(process), worker_(worker) {}
 
-    // The whole decision; returns the code to reply with.
+    // The whole decision; returns the status to reply with. Whatever it is, it has set the process's database path to
+    // the request's and ended the running task. Later, in this order, it may have: emptied the tables of changes,
+    // held-back records and temporary files of this user's database (a task of another user or folder ran), created the
+    // change journal, stored the user row, emptied tables again, started the listen thread.
     std::uint32_t HandleSyncFileMsgForBeginningListenTask(const ipc::ListenTaskParams& request);
 
+    // The four processes. Each finds the journal's end, stores the user row with that position, empties what has become
+    // stale and starts the listen thread from there. No listen thread may be held; the database has been opened.
+    //
+    // Queries the journal and creates it when it cannot; empties all four record tables, inserts the row. 4.
     std::uint32_t HandleUserFirstLoginProcess(const ipc::ListenTaskParams& request);
+    // Likewise; updates the row, then empties changes and held-back records. 0.
     std::uint32_t HandleChangeListenPathProcess(const ipc::ListenTaskParams& request);
+    // Creates the journal without a query before; updates and empties as for another folder. 1.
     std::uint32_t HandleChangeJournalClosureProcess(const ipc::ListenTaskParams& request);
+    // Creates no journal; updates and empties as for another folder. 2.
     std::uint32_t HandleUsnExpirationProcess(const ipc::ListenTaskParams& request);
 
 private:

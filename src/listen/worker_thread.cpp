@@ -33,7 +33,7 @@ private:
     std::shared_ptr<Progress> progress_;
 };
 
-// Shared by those who wait, so that the handle is closed only after the last of them has let go of it.
+// Shared by those who wait: the last of them closes the handle.
 struct WorkerThread::Running {
     explicit Running(platform::Threads& system) : threads(system) {}
     Running(const Running&) = delete;
@@ -64,7 +64,7 @@ bool WorkerThread::Start(std::function<void()> entry) {
     return true;
 }
 
-// Nothing when no thread was started: the system refused, or there is no memory for one.
+// Null when no thread was started: the system refused, or there is no memory for one.
 std::shared_ptr<WorkerThread::Running> WorkerThread::StartRunning(std::function<void()> entry) {
     std::shared_ptr<Running> started;
     Drive::EndStandardExceptions(Drive::kListenServiceImplLog, {}, {}, [&] {

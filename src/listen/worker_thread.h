@@ -1,8 +1,10 @@
-// One worker thread of the service: empty, or holding a thread that runs or has ended and waits to be joined. Started
-// by one thread at a time; asked and joined by any number: all of them wait, and the thread is taken out once.
+// One worker thread of the service: empty, or holding a thread that runs or has ended and waits to be joined.
 //
-// A join of an empty object, or from the thread itself, does nothing and says so. Starting while a thread is still held
-// ends the process, as assigning to a joinable std::thread does: it would lose that thread.
+// Threads: one at a time starts it; any number ask and join, all of them wait, and the thread is taken out once.
+// Owner: owns the thread's handle until the join, shared with whoever is waiting for it. The thread must be joined
+// before this object goes. Failure: Start returns false. A join of an empty object, or from the thread itself, does
+// nothing and returns false. Starting while a thread is held ends the process, as assigning to a joinable std::thread
+// does: it would lose that thread.
 #pragma once
 
 #include <functional>
@@ -24,10 +26,11 @@ public:
     // throw.
     bool Start(std::function<void()> entry);
     bool Joinable() const;
+    // Returns when the thread has ended, and leaves the object empty.
     bool Join();
     // True when the thread has done its work, or none is held.
     bool HasEnded() const;
-    // Breaks the call in which the thread is stuck, if it is in one.
+    // Cancels the system call in which the thread waits; false when it is in none, or the system refuses.
     bool CancelSynchronousIo();
 
 private:

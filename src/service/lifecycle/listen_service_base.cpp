@@ -10,7 +10,7 @@
 namespace tavi::service {
 namespace {
 
-// The service control manager's thread comes in here: nothing may pass.
+// Runs on the service control manager's thread: no exception may leave.
 template <typename Operation>
 bool EndExceptions(const char* function, std::string_view other, Operation operation) {
     return Drive::EndExceptions(Drive::kListenServiceBaseLog, function,
@@ -41,7 +41,7 @@ void ListenServiceBase::ReportStatus(std::uint32_t state) {
     const bool settled = state == platform::kServiceRunning || state == platform::kServiceStopped;
     currentState_.store(state);
     checkPoint_.store(settled ? 0 : checkPoints_.Next());
-    // Nobody could do anything about a report that does not arrive.
+    // Nothing can be done about a report that does not arrive.
     platform_.services.SetServiceStatus(statusHandle_.load(), status());
 }
 

@@ -147,6 +147,34 @@ TEST_F(ListenService, ThreadStartThatThrowsIsAFailedStart) {
     threads_.beforeStart = nullptr;
 }
 
+TEST_F(ListenService, EndOfTheObjectWaitsForAMainThreadThatNobodyStopped) {
+    ListenProcess process(platform_);
+    {
+        ListenServiceImpl service(platform_, checkPoints_, process, test::FakeCycles(script_), u"Another",
+                                  test::kPublisher);
+        service.OnStart();
+        machine_.Sleep(1500);
+        log_.Clear();
+    }
+    EXPECT_FALSE(process.mainThread.Joinable());
+    EXPECT_FALSE(process.ipcThread.Joinable());
+    EXPECT_THAT(Traces(), Contains("ServiceWorkerMainThread ends"));
+    EXPECT_THAT(Traces(), Contains("ServiceWorkerIPCThread ends"));
+    EXPECT_THAT(Traces(), Contains("{ListenServiceImpl.CancelWaitingForNamedPipe}Cancel Named Pipe Synchronization IO"))
+        << "the main thread ended it";
+}
+
+TEST_F(ListenService, EndOfAnObjectThatWasNeverStartedWaitsForNobody) {
+    ListenProcess process(platform_);
+    const std::int64_t before = machine_.NowMilliseconds();
+    {
+        const ListenServiceImpl service(platform_, checkPoints_, process, test::FakeCycles(script_), u"Another",
+                                        test::kPublisher);
+    }
+    EXPECT_EQ(machine_.NowMilliseconds(), before);
+    EXPECT_EQ(machine_.faults().calls("Threads.WaitForThread"), 0U);
+}
+
 TEST_F(ListenService, EndOfTheObjectEndsWorkersThatHaveNoMainThread) {
     ListenProcess process(platform_);
     {
