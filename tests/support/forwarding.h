@@ -98,6 +98,10 @@ public:
                                      const platform::CrashReportRegistration& registration) override {
         real_.CallRegisterAppCrashHandler(address, registration);
     }
+    bool CallSetProcessMitigationPolicy(platform::ProcAddress address, std::uint32_t policy,
+                                        std::uint32_t flags) override {
+        return real_.CallSetProcessMitigationPolicy(address, policy, flags);
+    }
     std::uint16_t GetUserDefaultUILanguage() override { return real_.GetUserDefaultUILanguage(); }
 
 private:
@@ -252,6 +256,9 @@ public:
     bool DisconnectNamedPipe(platform::Handle pipe) override { return real_.DisconnectNamedPipe(pipe); }
     bool GetNamedPipeClientProcessId(platform::Handle pipe, std::uint32_t& processId) override {
         return real_.GetNamedPipeClientProcessId(pipe, processId);
+    }
+    bool GetNamedPipeInfo(platform::Handle pipe, std::uint32_t& flags, std::uint32_t& maximumInstances) override {
+        return real_.GetNamedPipeInfo(pipe, flags, maximumInstances);
     }
 
 private:

@@ -69,9 +69,6 @@ public:
         }
         ForwardingPipes::FreeSid(sid);
     }
-    bool GetNamedPipeInfo(platform::Handle pipe, std::uint32_t& flags, std::uint32_t& maximumInstances) override {
-        return real_.GetNamedPipeInfo(pipe, flags, maximumInstances);
-    }
 
     std::function<void()> beforeFreeSid;
 };

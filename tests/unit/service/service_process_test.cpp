@@ -181,11 +181,11 @@ protected:
     }
     std::u16string Base() {
         std::u16string roaming;
-        EXPECT_EQ(bench_.platform.files.SHGetFolderPathW(platform::kCsidlRoamingAppData, roaming), 0);
+        EXPECT_EQ(bench_.platform.paths.SHGetFolderPathW(platform::kCsidlRoamingAppData, roaming), 0);
         return roaming + u"\\ZenloTavi";
     }
     std::u16string DatabaseFile() { return test::DatabasePath(bench_.platform, Base(), u"user"); }
-    bool DatabaseExists() { return bench_.platform.files.PathFileExistsW(DatabaseFile()); }
+    bool DatabaseExists() { return bench_.platform.paths.PathFileExistsW(DatabaseFile()); }
 
     std::optional<test::DatabaseView> locked_;
 };
