@@ -74,6 +74,10 @@ CLI::App* AddJournalCommand(CLI::App& app, JournalOptions& options) {
     command->add_option("--start-usn", options.startUsn,
                         "position of the first record to read; else the first there is");
     command
+        ->add_option("--extract-usn", options.firstByteUsn,
+                     "position of FILE's first byte, for an extract that does not begin with a page of the journal")
+        ->check(CLI::NonNegativeNumber);
+    command
         ->add_option("--split-interval", options.splitInterval,
                      "changes further apart than this many seconds are in different batches")
         ->check(CLI::Range(0u, kLongestSplitInterval))

@@ -67,6 +67,7 @@ private:
     bool Saves() const { return !options_.databaseFile.empty(); }
     void CheckDatabaseFile() const;
     void SetUp();
+    void OpenJournal();
     void PrepareDatabase(std::int64_t startUsn);
     void ReplayBatches(records::FileChangeRecord& record);
     void ReplayBatch(records::FileChangeRecord& record);
@@ -79,7 +80,9 @@ private:
     Progress& progress_;
     std::u16string listenPath_;
     ReplayMachine machine_;
-    platform::Platform platform_ = machine_.machine().platform();
+    std::ifstream journalFile_;
+    std::optional<JournalExtract> journal_;
+    platform::Platform platform_ = machine_.platform();
     db::SqLite3Operator database_{platform_};
     std::unique_ptr<ResultOutput> result_;
     std::uint64_t batches_ = 0;
@@ -97,7 +100,7 @@ void JournalReplay::CheckDatabaseFile() const {
 
 void JournalReplay::SetUp() {
     CheckDatabaseFile();
-    const JournalStream stream = ReadFile(options_.journalFile, ": ", ReadJournalStream);
+    OpenJournal();
     const std::size_t leftOut = machine_.AddDirectories(ReadFile(options_.directoriesFile, ":", ReadDirectoryList));
     if (leftOut != 0) {
         errors_ << options_.directoriesFile << ": " << leftOut
@@ -107,9 +110,23 @@ void JournalReplay::SetUp() {
         throw ReplayFailure{"--listen-path: " + options_.directoriesFile + " has no such directory"};
     }
     machine_.KeepOnVolume(listenPath_);
-    if (!machine_.LoadJournal(stream)) {
-        throw ReplayFailure{options_.journalFile + ": a record's length leads out of its page"};
+}
+
+// What is not read is said before anything is shown.
+void JournalReplay::OpenJournal() {
+    journalFile_.open(ToPath(options_.journalFile), std::ios::binary);
+    if (!journalFile_) {
+        throw ReplayFailure{options_.journalFile + ": cannot be opened"};
     }
+    std::string error;
+    journal_ = JournalExtract::Open(journalFile_, options_.firstByteUsn, error);
+    if (!journal_) {
+        throw ReplayFailure{options_.journalFile + ": " + error};
+    }
+    if (!journal_->leftOut().IsNothing()) {
+        errors_ << options_.journalFile << ": " << journal_->leftOut().Describe() << '\n';
+    }
+    machine_.UseJournal(*journal_);
 }
 
 void JournalReplay::PrepareDatabase(std::int64_t startUsn) {
@@ -121,7 +138,7 @@ void JournalReplay::PrepareDatabase(std::int64_t startUsn) {
 
 void JournalReplay::Run() {
     SetUp();
-    const std::int64_t startUsn = options_.startUsn.value_or(machine_.firstUsn());
+    const std::int64_t startUsn = options_.startUsn.value_or(journal_->firstUsn());
     PrepareDatabase(startUsn);
     if (!Saves()) {
         result_ = MakeResultOutput(options_.form, output_);
@@ -143,7 +160,7 @@ void JournalReplay::Run() {
 }
 
 void JournalReplay::ReplayBatches(records::FileChangeRecord& record) {
-    const std::int64_t end = machine_.nextUsn();
+    const std::int64_t end = journal_->nextUsn();
     while (record.startUsn() < end) {
         const std::int64_t before = record.startUsn();
         progress_.Show("position " + std::to_string(before) + " of " + std::to_string(end));

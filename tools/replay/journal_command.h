@@ -19,8 +19,10 @@ struct JournalOptions {
     std::string directoriesFile;
     std::string listenPath;                // UTF-8
     std::optional<std::int64_t> startUsn;  // the journal's first record when not given
-    std::uint32_t splitInterval = 10;      // seconds
-    std::string databaseFile;              // empty: print the records instead
+    std::optional<std::int64_t>
+        firstByteUsn;                  // position of the file's first byte; from its first record when not given
+    std::uint32_t splitInterval = 10;  // seconds
+    std::string databaseFile;          // empty: print the records instead
     Form form = Form::kText;
 };
 

@@ -1,6 +1,5 @@
 #include "replay/replay_machine.h"
 
-#include <span>
 #include <unordered_map>
 #include <utility>
 
@@ -9,6 +8,7 @@ namespace tavi::replay {
 ReplayMachine::ReplayMachine(const std::u16string& listenPath)
     : volume_(listenPath[0] == u'C' || listenPath[0] == u'c' ? &machine_.volume()
                                                              : &machine_.files().AddVolume(listenPath[0])),
+      recordedVolume_(machine_.platform().volumes, machine_.platform().errors),
       drive_(listenPath[0]) {}
 
 std::size_t ReplayMachine::AddDirectories(std::vector<Directory> directories) {
@@ -37,18 +37,24 @@ std::size_t ReplayMachine::AddDirectories(std::vector<Directory> directories) {
     return directories.size() - pending.size();
 }
 
-bool ReplayMachine::LoadJournal(const JournalStream& stream) {
-    return volume_->WithJournal([&stream](sim::EmulatedJournal& journal) {
-        return journal.LoadRecorded(std::span(stream.bytes), stream.firstUsn);
-    });
-}
-
-std::int64_t ReplayMachine::firstUsn() {
-    return volume_->WithJournal([](const sim::EmulatedJournal& journal) { return journal.firstUsn(); });
-}
-
-std::int64_t ReplayMachine::nextUsn() {
-    return volume_->WithJournal([](const sim::EmulatedJournal& journal) { return journal.nextUsn(); });
+platform::Platform ReplayMachine::platform() {
+    const platform::Platform real = machine_.platform();
+    return {.errors = recordedVolume_,
+            .services = real.services,
+            .modules = real.modules,
+            .files = real.files,
+            .paths = real.paths,
+            .volumes = recordedVolume_,
+            .nativeCalls = real.nativeCalls,
+            .cloudFiles = real.cloudFiles,
+            .codePage = real.codePage,
+            .pipes = real.pipes,
+            .threads = real.threads,
+            .clock = real.clock,
+            .heap = real.heap,
+            .trust = real.trust,
+            .sqlite = real.sqlite,
+            .digest = real.digest};
 }
 
 // On a drive that is no volume of the simulated machine: a folder of this computer.

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "replay/recorded_journal.h"
+#include "replay/directory_list.h"
+#include "replay/journal_extract.h"
+#include "replay/recorded_volume.h"
 #include "sim/captured_log.h"
 #include "sim/machine.h"
 
@@ -24,13 +26,11 @@ public:
     // Some folders of the simulated machine are on this computer's disk; the listened one, which exists by now, never
     // is.
     void KeepOnVolume(const std::u16string& path) { machine_.files().AddVolumeFolder(path); }
-    // False when the bytes are no journal.
-    bool LoadJournal(const JournalStream& stream);
+    // The volume's change journal from now on; outlives the machine's use.
+    void UseJournal(JournalExtract& journal) { recordedVolume_.UseJournal(journal); }
 
     bool HasDirectory(const std::u16string& path) { return volume_->Find(path) != 0; }
-    std::int64_t firstUsn();
-    std::int64_t nextUsn();
-    sim::Machine& machine() { return machine_; }
+    platform::Platform platform();
     sim::CapturedLog& log() { return log_; }
     std::u16string databasePath() const;
     std::filesystem::path databaseFile() { return machine_.files().HostPath(databasePath()); }
@@ -39,6 +39,7 @@ private:
     sim::CapturedLog log_;
     sim::Machine machine_;
     sim::NtfsVolume* volume_;
+    RecordedVolume recordedVolume_;
     char16_t drive_;
 };
 

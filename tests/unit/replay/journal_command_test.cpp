@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -54,8 +55,9 @@ protected:
         journal_.Append(frn, parent, name, 0x20, 0x100, time);
         journal_.Close(frn, time);
     }
-    Result Run() {
-        Write(options_.journalFile, std::string(journal_.Stream()));
+    Result Run() { return RunOn(std::string(journal_.Stream())); }
+    Result RunOn(const std::string& extract) {
+        Write(options_.journalFile, extract);
         std::ostringstream output;
         std::ostringstream errors;
         Progress progress(errors, false);
@@ -114,6 +116,43 @@ TEST_F(JournalCommand, APositionThatIsNoRecordsIsAFailureNotAGap) {
     EXPECT_EQ(result.exitCode, kExitBadInput);
     EXPECT_NE(result.errors.find("Failed to read the USN journal, error code is 87"), std::string::npos)
         << result.errors;
+}
+
+TEST_F(JournalCommand, RecordsBehindZerosInTheFirstPageAreShown) {
+    Create(50, 41, u"a.txt", 0);
+    Create(51, 41, u"b.txt", 0);
+    std::string extract(journal_.Stream());
+    std::fill_n(extract.begin(), extract.size() / 2, '\0');
+    const Result result = RunOn(extract);
+    EXPECT_EQ(result.exitCode, kExitDone) << result.errors;
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.output.find("a.txt"), std::string::npos);
+    EXPECT_NE(result.output.find("docs\\b.txt"), std::string::npos) << result.output;
+}
+
+TEST_F(JournalCommand, AnExtractThatBeginsInsideARecordIsReadWhenItsPositionIsGiven) {
+    Create(50, 41, u"a.txt", 0);
+    Create(51, 41, u"b.txt", 0);
+    const std::string extract = std::string(journal_.Stream()).substr(8);
+    EXPECT_EQ(RunOn(extract).exitCode, kExitBadInput);
+    options_.firstByteUsn = 8;
+    const Result result = RunOn(extract);
+    EXPECT_EQ(result.exitCode, kExitDone) << result.errors;
+    EXPECT_EQ(result.errors, options_.journalFile + ": not read: 64 bytes before the first record\n");
+    EXPECT_NE(result.output.find("docs\\b.txt"), std::string::npos) << result.output;
+}
+
+TEST_F(JournalCommand, RecordsThatAreNotReadAreSaid) {
+    Create(50, 41, u"a.txt", 0);
+    Create(51, 41, u"b.txt", 0);
+    std::string extract(journal_.Stream());
+    extract[72 + 4] = 4;  // the second record
+    extract.resize(extract.size() - 8);
+    const Result result = RunOn(extract);
+    EXPECT_EQ(result.exitCode, kExitDone);
+    EXPECT_EQ(result.errors, options_.journalFile +
+                                 ": not read: 1 record of other versions than 2, 64 bytes of a "
+                                 "record that the end cuts off\n");
 }
 
 TEST_F(JournalCommand, TheRootMayHaveAnyNumber) {
