@@ -94,6 +94,11 @@ SystemTime SimClock::GetLocalTime() {
     return Split(Shift(NowUtc(), offset_));
 }
 
+FileTime SimClock::GetSystemTimePreciseAsFileTime() {
+    const Call call(core_, "Clock.GetSystemTimePreciseAsFileTime", 0, CallKind::kCannotFail);
+    return NowUtc();
+}
+
 bool SimClock::FileTimeToLocalFileTime(FileTime utc, FileTime& local) {
     Call call(core_, "Clock.FileTimeToLocalFileTime", kErrorInvalidParameter);
     if (call.failed()) {

@@ -37,6 +37,7 @@ public:
     SimClock(Core& core, std::uint64_t seed);
 
     platform::SystemTime GetLocalTime() override;
+    platform::FileTime GetSystemTimePreciseAsFileTime() override;
     bool FileTimeToLocalFileTime(platform::FileTime utc, platform::FileTime& local) override;
     bool FileTimeToSystemTime(platform::FileTime time, platform::SystemTime& systemTime) override;
     std::int64_t Mktime64(const platform::CalendarTime& time) override;

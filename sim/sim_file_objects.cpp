@@ -62,6 +62,11 @@ bool FileObject::Seek(Call& call, std::int64_t distance, std::uint32_t method) {
     return true;
 }
 
+std::u16string NodeObject::FullPath() const {
+    const std::u16string path = volume.PathOf(frn);
+    return path.empty() ? path : std::u16string{volume.drive(), u':'} + path;
+}
+
 bool NodeObject::Information(Call& call, FileInformation& information) {
     const auto info = volume.InfoByFrn(frn);
     if (!info) {

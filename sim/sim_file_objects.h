@@ -31,6 +31,8 @@ public:
     bool Size(Call& call, std::int64_t& bytes) override;
     bool Seek(Call& call, std::int64_t distance, std::uint32_t method) override;
 
+    virtual std::u16string FullPath() const = 0;
+
 protected:
     virtual std::int64_t Bytes() = 0;
     virtual std::size_t ReadAt(std::int64_t offset, std::span<std::byte> buffer) = 0;
@@ -49,6 +51,8 @@ public:
         : FileObject(files, std::move(key), share), volume(onVolume), frn(number) {}
     bool Information(Call& call, platform::FileInformation& information) override;
 
+    std::u16string FullPath() const override;
+
     NtfsVolume& volume;
     Frn frn;
 
@@ -60,9 +64,14 @@ protected:
 
 class HostObject final : public FileObject {
 public:
-    HostObject(SimFiles& files, std::filesystem::path path, bool directory, std::u16string key, ShareEntry share)
-        : FileObject(files, std::move(key), share), path_(std::move(path)), directory_(directory) {}
+    HostObject(SimFiles& files, std::filesystem::path path, bool directory, const std::u16string& name,
+               ShareEntry share)
+        : FileObject(files, NtfsVolume::Fold(name), share),
+          path_(std::move(path)),
+          directory_(directory),
+          name_(name) {}
     bool Information(Call& call, platform::FileInformation& information) override;
+    std::u16string FullPath() const override { return name_; }
 
 protected:
     std::int64_t Bytes() override;
@@ -72,6 +81,7 @@ protected:
 private:
     std::filesystem::path path_;
     bool directory_;
+    std::u16string name_;
 };
 
 }  // namespace tavi::sim

@@ -329,8 +329,7 @@ Handle SimFiles::OpenHostFile(Call& call, const std::u16string& path, std::uint3
     if (!directory && (!exists || empties)) {
         std::ofstream(target, std::ios::binary | std::ios::trunc);
     }
-    auto object =
-        std::make_shared<HostObject>(*this, target, directory, NtfsVolume::Fold(path), ShareEntry{access, share});
+    auto object = std::make_shared<HostObject>(*this, target, directory, path, ShareEntry{access, share});
     return Handle{core_.Open("file handle", Narrow(path), std::move(object))};
 }
 

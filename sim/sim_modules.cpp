@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/constants.h"
+#include "sim/sim_file_objects.h"
 
 namespace tavi::sim {
 
@@ -16,8 +17,9 @@ constexpr std::int32_t kTrustNoSignature = static_cast<std::int32_t>(0x800B0100)
 
 class ProcessObject final : public Object {
 public:
-    explicit ProcessObject(std::u16string image) : path(std::move(image)) {}
+    ProcessObject(std::u16string image, FileTime started) : path(std::move(image)), startedAt(started) {}
     std::u16string path;
+    FileTime startedAt;
 };
 
 class TrustObject final : public Object {
@@ -188,7 +190,17 @@ Handle SimTrust::OpenProcess(std::uint32_t, std::uint32_t processId) {
         return call.Fail(call.failed() ? call.code() : kErrorInvalidParameter, kNullHandle);
     }
     return Handle{core_.Open("process handle", "process " + std::to_string(processId),
-                             std::make_shared<ProcessObject>(found->second))};
+                             std::make_shared<ProcessObject>(found->second.image, found->second.startedAt))};
+}
+
+bool SimTrust::GetProcessTimes(Handle process, FileTime& creation) {
+    Call call(core_, "Trust.GetProcessTimes", kErrorAccessDenied);
+    const auto object = core_.GetAs<ProcessObject>(static_cast<std::uintptr_t>(process));
+    if (call.failed() || !object) {
+        return call.Fail(call.failed() ? call.code() : kErrorInvalidHandle, false);
+    }
+    creation = object->startedAt;
+    return true;
 }
 
 bool SimTrust::QueryFullProcessImageNameW(Handle process, std::u16string& path) {
@@ -201,31 +213,50 @@ bool SimTrust::QueryFullProcessImageNameW(Handle process, std::u16string& path) 
     return true;
 }
 
-std::int32_t SimTrust::WinVerifyTrust(const std::u16string& path, Handle file, TrustState& state) {
+bool SimTrust::GetFinalPathNameByHandleW(Handle file, std::uint32_t, std::u16string& path) {
+    Call call(core_, "Trust.GetFinalPathNameByHandleW", kErrorAccessDenied);
+    const auto object = core_.GetAs<FileObject>(static_cast<std::uintptr_t>(file));
+    if (call.failed() || !object) {
+        return call.Fail(call.failed() ? call.code() : kErrorInvalidHandle, false);
+    }
+    path = u"\\\\?\\" + object->FullPath();
+    return true;
+}
+
+std::int32_t SimTrust::WinVerifyTrust(const TrustQuestion& question, TrustState& state) {
     Call call(core_, "Trust.WinVerifyTrust", static_cast<std::uint32_t>(kTrustNoSignature));
     auto object = std::make_shared<TrustObject>();
     std::int32_t result = static_cast<std::int32_t>(call.code());
     if (!call.failed()) {
-        const auto found = signatures_.find(KeyOf(path));
-        const bool open = core_.Get(static_cast<std::uintptr_t>(file)) != nullptr;
-        result = !open ? static_cast<std::int32_t>(0x80070006) : kTrustNoSignature;
-        if (open && found != signatures_.end()) {
+        const auto file = core_.GetAs<FileObject>(static_cast<std::uintptr_t>(question.file));
+        const auto found = file ? signatures_.find(FileKey(file->FullPath())) : signatures_.end();
+        result = file ? kTrustNoSignature : static_cast<std::int32_t>(0x80070006);
+        if (found != signatures_.end()) {
             result = found->second.result;
             object->signer = found->second.signer;
         }
     }
-    state = TrustState{core_.Open("trust state", Narrow(path), std::move(object))};
+    state = TrustState{core_.Open("trust state", Narrow(question.path), std::move(object))};
     return result;
 }
 
-bool SimTrust::SignerCommonName(TrustState state, std::u16string& commonName) {
-    Call call(core_, "Trust.SignerCommonName", kErrorInvalidParameter);
+// One signer with a chain of one; the certificate goes by its state's number.
+Certificate SimTrust::SignerCertificate(TrustState state, std::uint32_t signer, std::uint32_t place) {
+    Call call(core_, "Trust.SignerCertificate", kErrorInvalidParameter);
     const auto object = core_.GetAs<TrustObject>(static_cast<std::uintptr_t>(state));
-    if (call.failed() || !object || !object->signer) {
-        return call.Fail(kErrorInvalidParameter, false);
+    if (call.failed() || !object || !object->signer || signer != 0 || place != 0) {
+        return call.Fail(kErrorInvalidParameter, kNoCertificate);
     }
-    commonName = *object->signer;
-    return true;
+    return Certificate{static_cast<std::uintptr_t>(state)};
+}
+
+std::u16string SimTrust::CertGetNameStringW(Certificate certificate, const std::string& attribute) {
+    Call call(core_, "Trust.CertGetNameStringW", kErrorInvalidParameter);
+    const auto object = core_.GetAs<TrustObject>(static_cast<std::uintptr_t>(certificate));
+    if (call.failed() || !object || !object->signer || attribute != kOidCommonName) {
+        return call.Fail(kErrorInvalidParameter, std::u16string());
+    }
+    return *object->signer;
 }
 
 void SimTrust::CloseTrustState(TrustState state) {
@@ -233,11 +264,23 @@ void SimTrust::CloseTrustState(TrustState state) {
     core_.Close("trust state", static_cast<std::uintptr_t>(state));
 }
 
-void SimTrust::AddProcess(std::uint32_t processId, std::u16string imagePath) {
+// The file's number while there is one, so that a signature stays with its file.
+std::u16string SimTrust::FileKey(std::u16string_view path) {
+    const std::u16string normal = SimFiles::Normalise(path);
+    const NtfsVolume* volume = files_.VolumeFor(normal);
+    const Frn frn = volume != nullptr ? volume->Find(normal) : 0;
+    if (frn == 0) {
+        return NtfsVolume::Fold(normal);
+    }
+    const std::string number = std::to_string(frn);
+    return std::u16string{volume->drive(), u'#'}.append(number.begin(), number.end());
+}
+
+void SimTrust::AddProcess(std::uint32_t processId, std::u16string imagePath, FileTime startedAt) {
     const Scheduler::Lock lock = core_.scheduler.Enter();
     ReleaseImage(processId);
     files_.AddShare(KeyOf(imagePath), kImageShare);
-    processes_[processId] = std::move(imagePath);
+    processes_[processId] = {std::move(imagePath), startedAt};
 }
 
 void SimTrust::RemoveProcess(std::uint32_t processId) {
@@ -248,13 +291,13 @@ void SimTrust::RemoveProcess(std::uint32_t processId) {
 
 void SimTrust::ReleaseImage(std::uint32_t processId) {
     if (const auto found = processes_.find(processId); found != processes_.end()) {
-        files_.RemoveShare(KeyOf(found->second), kImageShare);
+        files_.RemoveShare(KeyOf(found->second.image), kImageShare);
     }
 }
 
 void SimTrust::SetSignature(std::u16string_view path, std::int32_t result, std::optional<std::u16string> signer) {
     const Scheduler::Lock lock = core_.scheduler.Enter();
-    signatures_[KeyOf(path)] = {result, std::move(signer)};
+    signatures_[FileKey(path)] = {result, std::move(signer)};
 }
 
 }  // namespace tavi::sim

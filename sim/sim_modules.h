@@ -78,17 +78,22 @@ public:
     SimTrust(Core& core, SimFiles& files) : core_(core), files_(files) {}
 
     platform::Handle OpenProcess(std::uint32_t access, std::uint32_t processId) override;
+    bool GetProcessTimes(platform::Handle process, platform::FileTime& creation) override;
     bool QueryFullProcessImageNameW(platform::Handle process, std::u16string& path) override;
-    std::int32_t WinVerifyTrust(const std::u16string& path, platform::Handle file,
-                                platform::TrustState& state) override;
-    bool SignerCommonName(platform::TrustState state, std::u16string& commonName) override;
+    bool GetFinalPathNameByHandleW(platform::Handle file, std::uint32_t flags, std::u16string& path) override;
+    std::int32_t WinVerifyTrust(const platform::TrustQuestion& question, platform::TrustState& state) override;
+    platform::Certificate SignerCertificate(platform::TrustState state, std::uint32_t signer,
+                                            std::uint32_t place) override;
+    std::u16string CertGetNameStringW(platform::Certificate certificate, const std::string& attribute) override;
     void CloseTrustState(platform::TrustState state) override;
 
     // The image's file, whether it is there yet or not, cannot be opened for writing while the process lives.
-    void AddProcess(std::uint32_t processId, std::u16string imagePath);
+    // One that was started, at no time given, before everything else.
+    void AddProcess(std::uint32_t processId, std::u16string imagePath, platform::FileTime startedAt = 0);
     void RemoveProcess(std::uint32_t processId);
-    // How a file's signature verifies: 0 or the error, and the signer (none: cannot be read). A file without an entry
-    // gives 0x800B0100.
+    // How the signature of the file that is there now verifies, whatever it will be called: 0 or the error, and the
+    // signer (none: cannot be read). A file without an entry gives 0x800B0100. On the host's disk, and where there is
+    // no file yet, the path stands for the file.
     void SetSignature(std::u16string_view path, std::int32_t result, std::optional<std::u16string> signer);
 
 private:
@@ -97,12 +102,18 @@ private:
         std::optional<std::u16string> signer;
     };
 
+    struct Process {
+        std::u16string image;
+        platform::FileTime startedAt = 0;
+    };
+
     void ReleaseImage(std::uint32_t processId);
+    std::u16string FileKey(std::u16string_view path);
 
     Core& core_;
     SimFiles& files_;
-    std::map<std::uint32_t, std::u16string> processes_;
-    std::map<std::u16string, Signature> signatures_;
+    std::map<std::uint32_t, Process> processes_;
+    std::map<std::u16string, Signature> signatures_;  // by file
 };
 
 }  // namespace tavi::sim

@@ -6,7 +6,6 @@
 
 #include "imports/file_helper.h"
 #include "imports/logger_utility.h"
-#include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 
 namespace tavi::DigitalSignature {
@@ -58,6 +57,19 @@ std::u16string_view DrivePath(std::u16string_view path) {
     return drive ? path : std::u16string_view();
 }
 
+// The number may have changed hands between the connection and the opening: then the process is younger than the
+// connection. (The clock's word is taken for it. When the clock was set back, a client that was started before must be
+// started again.)
+bool WasThereBefore(Platform& platform, std::string& refusal, const OwnedHandle& process,
+                    const ClientConnection& connection, platform::FileTime& startedAt) {
+    if (!platform.trust.GetProcessTimes(process.Get(), startedAt)) {
+        const std::uint32_t code = platform.errors.GetLastError();
+        startedAt = 0;
+        return Refuse(refusal, WithCode(platform, "failed to obtain when it was started", code));
+    }
+    return startedAt <= connection.acceptedAt || Refuse(refusal, "it was started after it connected");
+}
+
 bool GetImagePath(Platform& platform, std::string& refusal, const OwnedHandle& process, std::u16string& path) {
     if (!platform.trust.QueryFullProcessImageNameW(process.Get(), path)) {
         const std::uint32_t code = platform.errors.GetLastError();
@@ -70,8 +82,7 @@ bool GetImagePath(Platform& platform, std::string& refusal, const OwnedHandle& p
 }
 
 // Nobody can open the file of a running program for writing. One that lets itself be opened was put in the place of the
-// one that runs. (A system that names images by their files' present names shows the exchange in the name as well; not
-// every system does.) An opening that was cancelled, because it waited for somebody who holds the file, says nothing.
+// one that runs. Any other failure says nothing, that of an opening which waited for somebody and was cancelled, too.
 bool IsFileInUse(Platform& platform, std::string& refusal, const std::u16string& path) {
     const platform::Handle handle = platform.files.CreateFileW(
         FileHepler::FormatLongFileName(path), platform::kGenericWrite,
@@ -79,7 +90,7 @@ bool IsFileInUse(Platform& platform, std::string& refusal, const std::u16string&
         platform::kFileAttributeNormal | platform::kFileFlagOpenReparsePoint);
     if (handle == platform::kInvalidHandle) {
         const std::uint32_t code = platform.errors.GetLastError();
-        return code != platform::kErrorOperationAborted ||
+        return code == platform::kErrorSharingViolation ||
                Refuse(refusal, WithCode(platform, "whether its executable is in use could not be seen", code));
     }
     const OwnedHandle writer(platform.files, handle);
@@ -118,15 +129,43 @@ bool HasNoLinks(Platform& platform, std::string& refusal, const std::u16string& 
     return true;
 }
 
+// The file may have been reached through a link, or be in the path's place for a moment only: where it is, it says
+// itself, and nobody can change that any more.
+bool IsWhereItWasLookedFor(Platform& platform, std::string& refusal, const OwnedHandle& file,
+                           const std::u16string& path) {
+    std::u16string own;
+    if (!platform.trust.GetFinalPathNameByHandleW(file.Get(), platform::kFileNameOpened, own)) {
+        const std::uint32_t code = platform.errors.GetLastError();
+        return Refuse(refusal, WithCode(platform, "failed to obtain the path of the opened executable", code));
+    }
+    return (!DrivePath(own).empty() && DrivePath(own) == DrivePath(path)) ||
+           Refuse(refusal, "its executable was opened in another place: " + TypeConvert::UnicodeToUTF8(own));
+}
+
+// The second flag's documentation speaks of revocation alone; it is passed on to the building of the chain, which then
+// looks for no certificate outside of the machine either.
+std::int32_t Verify(Platform& platform, const std::u16string& path, const OwnedHandle& file, TrustStateOwner& owner) {
+    return platform.trust.WinVerifyTrust(
+        {.path = path,
+         .file = file.Get(),
+         .revocationChecks = platform::kWtdRevokeNone,
+         .providerFlags = platform::kWtdRevocationCheckNone | platform::kWtdCacheOnlyUrlRetrieval},
+        owner.state);
+}
+
 bool IsSignedBy(Platform& platform, std::string& refusal, const std::u16string& path, const OwnedHandle& file,
                 std::u16string_view publisher) {
+    constexpr std::uint32_t kFirst = 0;
     TrustStateOwner owner(platform.trust);
-    const std::int32_t result = platform.trust.WinVerifyTrust(path, file.Get(), owner.state);
+    const std::int32_t result = Verify(platform, path, file, owner);
     if (result != 0) {
         return Refuse(refusal, "the signature of its executable does not verify, result is " + Hexadecimal(result));
     }
-    std::u16string commonName;
-    if (!platform.trust.SignerCommonName(owner.state, commonName)) {
+    const platform::Certificate certificate = platform.trust.SignerCertificate(owner.state, kFirst, kFirst);
+    const std::u16string commonName = certificate == platform::kNoCertificate
+                                          ? std::u16string()
+                                          : platform.trust.CertGetNameStringW(certificate, platform::kOidCommonName);
+    if (commonName.empty()) {
         return Refuse(refusal, "the signer of its executable has no readable common name");
     }
     if (publisher.empty() || commonName != publisher) {
@@ -136,8 +175,8 @@ bool IsSignedBy(Platform& platform, std::string& refusal, const std::u16string& 
     return true;
 }
 
-// The system names a process's image by the file's present name: a file that was renamed away after the start, to put
-// another in its place, is now called differently from the one that was checked.
+// The system names a process's image by the file's present path: a file that was renamed away, to put another in its
+// place, is now called differently from the one that was checked.
 bool IsStillImage(Platform& platform, std::string& refusal, const OwnedHandle& process, const std::u16string& path) {
     std::u16string now;
     if (!GetImagePath(platform, refusal, process, now)) {
@@ -146,26 +185,11 @@ bool IsStillImage(Platform& platform, std::string& refusal, const OwnedHandle& p
     return now == path || Refuse(refusal, "its executable was exchanged while it was checked");
 }
 
-}  // namespace
-
-bool IsValidClient(Platform& platform, std::uint32_t processId, std::u16string_view publisher) {
-    OwnedHandle client;
-    return IsValidClient(platform, processId, publisher, client);
-}
-
-bool IsValidClient(Platform& platform, std::uint32_t processId, std::u16string_view publisher, OwnedHandle& client) {
-    std::string refusal;
-    if (CheckClient(platform, processId, publisher, client, refusal)) {
-        return true;
-    }
-    LogRefusal(processId, refusal);
-    return false;
-}
-
-bool CheckClient(Platform& platform, std::uint32_t processId, std::u16string_view publisher, OwnedHandle& client,
-                 std::string& refusal) {
-    client.Close();
-    const platform::Handle handle = platform.trust.OpenProcess(platform::kProcessQueryLimitedInformation, processId);
+// All of it. `client` is filled only when the client is accepted, `startedAt` as soon as it is known.
+bool Check(Platform& platform, std::string& refusal, const ClientConnection& connection, std::u16string_view publisher,
+           OwnedHandle& client, platform::FileTime& startedAt) {
+    const platform::Handle handle =
+        platform.trust.OpenProcess(platform::kProcessQueryLimitedInformation, connection.processId);
     if (handle == platform::kNullHandle) {
         const std::uint32_t code = platform.errors.GetLastError();
         return Refuse(refusal, WithCode(platform, "failed to open it", code));
@@ -173,8 +197,10 @@ bool CheckClient(Platform& platform, std::uint32_t processId, std::u16string_vie
     OwnedHandle process(platform.files, handle);
     std::u16string path;
     OwnedHandle file;
-    const bool valid = GetImagePath(platform, refusal, process, path) && IsFileInUse(platform, refusal, path) &&
-                       HoldFile(platform, refusal, path, file) && HasNoLinks(platform, refusal, path) &&
+    const bool valid = WasThereBefore(platform, refusal, process, connection, startedAt) &&
+                       GetImagePath(platform, refusal, process, path) && HasNoLinks(platform, refusal, path) &&
+                       IsFileInUse(platform, refusal, path) && HoldFile(platform, refusal, path, file) &&
+                       IsWhereItWasLookedFor(platform, refusal, file, path) &&
                        IsSignedBy(platform, refusal, path, file, publisher) &&
                        IsStillImage(platform, refusal, process, path);
     if (valid) {
@@ -183,9 +209,34 @@ bool CheckClient(Platform& platform, std::uint32_t processId, std::u16string_vie
     return valid;
 }
 
-void LogRefusal(std::uint32_t processId, const std::string& refusal) {
-    Drive::SyncPanelLog::WriteErrorLog("DigitalSignature", "IsValidClient",
-                                       "Refused the client process " + std::to_string(processId) + ": " + refusal);
+}  // namespace
+
+ClientCheck::ClientCheck(Platform& platform, std::u16string publisher, BlockingRunner runBlocking)
+    : platform_(platform), publisher_(std::move(publisher)), runBlocking_(std::move(runBlocking)) {}
+
+bool ClientCheck::IsValidClient(const ClientConnection& connection, OwnedHandle& client) {
+    client.Close();
+    std::string refusal;
+    ProcessIdentity process{connection.processId, 0};
+    // The line is written outside of the calls that somebody may cancel.
+    const bool accepted =
+        runBlocking_([&] { return Check(platform_, refusal, connection, publisher_, client, process.startedAt); });
+    if (accepted) {
+        refusals_.Accepted();
+    } else {
+        refusals_.Refused(process, connection.acceptedAt, refusal);
+    }
+    return accepted;
+}
+
+std::optional<std::int32_t> VerifySignature(Platform& platform, const std::u16string& path) {
+    std::string refusal;
+    OwnedHandle file;
+    if (!HoldFile(platform, refusal, path, file)) {
+        return std::nullopt;
+    }
+    TrustStateOwner owner(platform.trust);
+    return Verify(platform, path, file, owner);
 }
 
 }  // namespace tavi::DigitalSignature

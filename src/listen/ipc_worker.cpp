@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "imports/digital_signature.h"
 #include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "ipc/client_message.h"
@@ -23,7 +22,12 @@ void Trace(const char* message) {
 
 IpcWorker::IpcWorker(platform::Platform& platform, ListenProcess& process, ipc::ClientCommands& commands,
                      std::u16string publisher)
-    : platform_(platform), process_(process), commands_(commands), publisher_(std::move(publisher)), pipe_(platform) {}
+    : platform_(platform),
+      process_(process),
+      commands_(commands),
+      pipe_(platform),
+      clientCheck_(platform, std::move(publisher),
+                   [this](const std::function<bool()>& calls) { return pipe_.blockingCalls().Run(calls); }) {}
 
 void IpcWorker::ServiceWorkerIPCThread() {
     Trace("ServiceWorkerIPCThread starts");
@@ -48,13 +52,16 @@ void IpcWorker::ServeOneClient() {
     if (!disconnected) {
         pipe_.FlushAndDisconnect();
     }
-    if (failedConnectsInARow_ > kOrdinaryFailedConnects) {
-        platform_.threads.Sleep(kPauseAfterFailedConnectMs);
+    const std::uint32_t pause =
+        failedConnectsInARow_ > kOrdinaryFailedConnects ? kPauseAfterFailedConnectMs : clientCheck_.PauseMs();
+    if (pause != 0) {
+        platform_.threads.Sleep(pause);
     }
 }
 
 bool IpcWorker::WaitForClient() {
     if (pipe_.Connect()) {
+        connectedAt_ = platform_.clock.GetSystemTimePreciseAsFileTime();
         failedConnectsInARow_ = 0;
         return true;
     }
@@ -90,11 +97,7 @@ bool IpcWorker::AcceptClient(platform::OwnedHandle& client) {
         Trace("Failed to obtain the client process ID");
         return false;
     }
-    std::string refusal;
-    const bool accepted = pipe_.blockingCalls().Run(
-        [&] { return DigitalSignature::CheckClient(platform_, processId, publisher_, client, refusal); });
-    if (!accepted) {
-        DigitalSignature::LogRefusal(processId, refusal);
+    if (!clientCheck_.IsValidClient({.processId = processId, .acceptedAt = connectedAt_}, client)) {
         Trace("Invalid client connection");
         return false;
     }

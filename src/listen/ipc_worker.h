@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 
+#include "imports/digital_signature.h"
 #include "ipc/client_dispatch.h"
 #include "ipc/named_pipe.h"
 #include "listen/listen_process.h"
@@ -43,9 +44,10 @@ private:
     platform::Platform& platform_;
     ListenProcess& process_;
     ipc::ClientCommands& commands_;
-    const std::u16string publisher_;
     ipc::BoundedMemory receiveMemory_;
     ipc::ListenServiceNamedPipe pipe_;
+    DigitalSignature::ClientCheck clientCheck_;
+    platform::FileTime connectedAt_ = 0;
     std::uint32_t failedConnectsInARow_ = 0;
 };
 

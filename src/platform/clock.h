@@ -13,6 +13,7 @@ public:
     virtual ~Clock() = default;
 
     virtual SystemTime GetLocalTime() = 0;
+    virtual FileTime GetSystemTimePreciseAsFileTime() = 0;  // UTC
     // Uses the offset from UTC that is in force now, whatever the time to convert.
     virtual bool FileTimeToLocalFileTime(FileTime utc, FileTime& local) = 0;
     virtual bool FileTimeToSystemTime(FileTime time, SystemTime& systemTime) = 0;

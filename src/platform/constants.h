@@ -155,6 +155,11 @@ inline constexpr std::uint32_t kMaxPath = 260;
 inline constexpr std::int32_t kCsidlRoamingAppData = 0x1A;
 inline constexpr std::int32_t kCsidlCommonAppData = 0x23;
 inline constexpr std::uint32_t kProcessQueryLimitedInformation = 0x1000;
+inline constexpr std::uint32_t kFileNameOpened = 0x8;  // of GetFinalPathNameByHandleW, with the drive's letter
+inline constexpr std::uint32_t kWtdRevokeNone = 0;
+inline constexpr std::uint32_t kWtdRevocationCheckNone = 0x10;
+inline constexpr std::uint32_t kWtdCacheOnlyUrlRetrieval = 0x1000;
+inline constexpr char kOidCommonName[] = "2.5.4.3";
 inline constexpr std::int32_t kSOk = 0;
 
 // Cloud files (cfapi.h).

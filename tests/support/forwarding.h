@@ -287,6 +287,7 @@ public:
     explicit ForwardingClock(platform::Clock& real) : real_(real) {}
 
     platform::SystemTime GetLocalTime() override { return real_.GetLocalTime(); }
+    platform::FileTime GetSystemTimePreciseAsFileTime() override { return real_.GetSystemTimePreciseAsFileTime(); }
     bool FileTimeToLocalFileTime(platform::FileTime utc, platform::FileTime& local) override {
         return real_.FileTimeToLocalFileTime(utc, local);
     }
@@ -320,15 +321,24 @@ public:
     platform::Handle OpenProcess(std::uint32_t access, std::uint32_t processId) override {
         return real_.OpenProcess(access, processId);
     }
+    bool GetProcessTimes(platform::Handle process, platform::FileTime& creation) override {
+        return real_.GetProcessTimes(process, creation);
+    }
     bool QueryFullProcessImageNameW(platform::Handle process, std::u16string& path) override {
         return real_.QueryFullProcessImageNameW(process, path);
     }
-    std::int32_t WinVerifyTrust(const std::u16string& path, platform::Handle file,
-                                platform::TrustState& state) override {
-        return real_.WinVerifyTrust(path, file, state);
+    bool GetFinalPathNameByHandleW(platform::Handle file, std::uint32_t flags, std::u16string& path) override {
+        return real_.GetFinalPathNameByHandleW(file, flags, path);
     }
-    bool SignerCommonName(platform::TrustState state, std::u16string& commonName) override {
-        return real_.SignerCommonName(state, commonName);
+    std::int32_t WinVerifyTrust(const platform::TrustQuestion& question, platform::TrustState& state) override {
+        return real_.WinVerifyTrust(question, state);
+    }
+    platform::Certificate SignerCertificate(platform::TrustState state, std::uint32_t signer,
+                                            std::uint32_t place) override {
+        return real_.SignerCertificate(state, signer, place);
+    }
+    std::u16string CertGetNameStringW(platform::Certificate certificate, const std::string& attribute) override {
+        return real_.CertGetNameStringW(certificate, attribute);
     }
     void CloseTrustState(platform::TrustState state) override { real_.CloseTrustState(state); }
 

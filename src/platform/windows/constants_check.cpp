@@ -5,10 +5,13 @@
 
 #include <accctrl.h>
 #include <shlobj.h>
+#include <wincrypt.h>
 #include <winioctl.h>
 #include <winternl.h>
+#include <wintrust.h>
 
 #include <cstddef>
+#include <string_view>
 #include <type_traits>
 
 #include "platform/constants.h"
@@ -149,6 +152,11 @@ TAVI_SAME(kMaxPath, MAX_PATH);
 TAVI_SAME(kCsidlRoamingAppData, CSIDL_APPDATA);
 TAVI_SAME(kCsidlCommonAppData, CSIDL_COMMON_APPDATA);
 TAVI_SAME(kProcessQueryLimitedInformation, PROCESS_QUERY_LIMITED_INFORMATION);
+TAVI_SAME(kFileNameOpened, FILE_NAME_OPENED | VOLUME_NAME_DOS);
+TAVI_SAME(kWtdRevokeNone, WTD_REVOKE_NONE);
+TAVI_SAME(kWtdRevocationCheckNone, WTD_REVOCATION_CHECK_NONE);
+TAVI_SAME(kWtdCacheOnlyUrlRetrieval, WTD_CACHE_ONLY_URL_RETRIEVAL);
+static_assert(std::string_view(kOidCommonName) == szOID_COMMON_NAME);
 TAVI_SAME(kSOk, S_OK);
 TAVI_SAME(kInfinite, INFINITE);
 TAVI_SAME(kStatusSuccess, 0);  // STATUS_SUCCESS stands in a header that cannot be included beside <windows.h>

@@ -31,6 +31,12 @@ SystemTime WindowsClock::GetLocalTime() {
     return std::bit_cast<SystemTime>(time);
 }
 
+FileTime WindowsClock::GetSystemTimePreciseAsFileTime() {
+    FILETIME time{};
+    ::GetSystemTimePreciseAsFileTime(&time);
+    return FromNativeTime(time);
+}
+
 bool WindowsClock::FileTimeToLocalFileTime(FileTime utc, FileTime& local) {
     const FILETIME nativeUtc = ToNativeTime(utc);
     FILETIME nativeLocal{};

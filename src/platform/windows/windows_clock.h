@@ -8,6 +8,7 @@ namespace tavi::platform {
 class WindowsClock final : public Clock {
 public:
     SystemTime GetLocalTime() override;
+    FileTime GetSystemTimePreciseAsFileTime() override;
     bool FileTimeToLocalFileTime(FileTime utc, FileTime& local) override;
     bool FileTimeToSystemTime(FileTime time, SystemTime& systemTime) override;
     std::int64_t Mktime64(const CalendarTime& time) override;

@@ -38,6 +38,16 @@ Handle WindowsTrust::OpenProcess(std::uint32_t access, std::uint32_t processId) 
     return FromNative<Handle>(::OpenProcess(access, FALSE, processId));
 }
 
+bool WindowsTrust::GetProcessTimes(Handle process, FileTime& creation) {
+    FILETIME created{};
+    FILETIME exited{};
+    FILETIME inKernel{};
+    FILETIME inUser{};
+    const BOOL done = ::GetProcessTimes(ToNative<HANDLE>(process), &created, &exited, &inKernel, &inUser);
+    creation = (FileTime{created.dwHighDateTime} << 32) | FileTime{created.dwLowDateTime};
+    return done != FALSE;
+}
+
 bool WindowsTrust::QueryFullProcessImageNameW(Handle process, std::u16string& path) {
     std::vector<wchar_t> buffer(kLongestPath);
     DWORD length = kLongestPath;
@@ -46,40 +56,51 @@ bool WindowsTrust::QueryFullProcessImageNameW(Handle process, std::u16string& pa
     return done != FALSE;
 }
 
-std::int32_t WindowsTrust::WinVerifyTrust(const std::u16string& path, Handle file, TrustState& state) {
+bool WindowsTrust::GetFinalPathNameByHandleW(Handle file, std::uint32_t flags, std::u16string& path) {
+    std::vector<wchar_t> buffer(kLongestPath);
+    // A length that does not fit the buffer counts the terminating zero, and nothing was written.
+    const DWORD length = ::GetFinalPathNameByHandleW(ToNative<HANDLE>(file), buffer.data(), kLongestPath, flags);
+    const bool done = length != 0 && length < kLongestPath;
+    path = FromWide({buffer.data(), done ? length : 0});
+    return done;
+}
+
+std::int32_t WindowsTrust::WinVerifyTrust(const TrustQuestion& question, TrustState& state) {
     auto verification = std::make_unique<Verification>();
-    verification->path = ToWide(path);
+    verification->path = ToWide(question.path);
     verification->file.cbStruct = sizeof verification->file;
     verification->file.pcwszFilePath = verification->path.c_str();
-    verification->file.hFile = ToNative<HANDLE>(file);
+    verification->file.hFile = ToNative<HANDLE>(question.file);
     WINTRUST_DATA& data = verification->data;
     data.cbStruct = sizeof data;
     data.dwUIChoice = WTD_UI_NONE;
-    data.fdwRevocationChecks = WTD_REVOKE_NONE;
+    data.fdwRevocationChecks = question.revocationChecks;
     data.dwUnionChoice = WTD_CHOICE_FILE;
     data.pFile = &verification->file;
-    data.dwProvFlags = WTD_REVOCATION_CHECK_NONE | WTD_CACHE_ONLY_URL_RETRIEVAL;
+    data.dwProvFlags = question.providerFlags;
     const LONG result = Perform(*verification, WTD_STATEACTION_VERIFY);
     state = FromNative<TrustState>(verification.release());
     return result;
 }
 
-bool WindowsTrust::SignerCommonName(TrustState state, std::u16string& commonName) {
+Certificate WindowsTrust::SignerCertificate(TrustState state, std::uint32_t signer, std::uint32_t place) {
     const auto* verification = ToNative<Verification*>(state);
-    CRYPT_PROVIDER_DATA* provider = ::WTHelperProvDataFromStateData(verification->data.hWVTStateData);
-    CRYPT_PROVIDER_SGNR* signer =
-        provider != nullptr ? ::WTHelperGetProvSignerFromChain(provider, 0, FALSE, 0) : nullptr;
-    if (signer == nullptr || signer->csCertChain == 0) {
-        return false;
-    }
+    CRYPT_PROVIDER_DATA* provider =
+        verification != nullptr ? ::WTHelperProvDataFromStateData(verification->data.hWVTStateData) : nullptr;
+    const CRYPT_PROVIDER_SGNR* found =
+        provider != nullptr ? ::WTHelperGetProvSignerFromChain(provider, signer, FALSE, 0) : nullptr;
+    const bool present = found != nullptr && place < found->csCertChain;
+    return present ? FromNative<Certificate>(found->pasCertChain[place].pCert) : kNoCertificate;
+}
+
+std::u16string WindowsTrust::CertGetNameStringW(Certificate certificate, const std::string& attribute) {
     // Not const: older headers declare the parameter so, though it is only read.
-    std::string commonNameId = szOID_COMMON_NAME;
+    std::string identifier = attribute;
     std::array<wchar_t, 1024> name{};
-    const DWORD length = ::CertGetNameStringW(signer->pasCertChain[0].pCert, CERT_NAME_ATTR_TYPE, 0,
-                                              commonNameId.data(), name.data(), static_cast<DWORD>(name.size()));
-    // The length counts the terminating zero; the text may hold others, which must not shorten what is compared.
-    commonName = FromWide({name.data(), length > 1 ? length - 1 : 0});
-    return !commonName.empty();
+    const DWORD length = ::CertGetNameStringW(ToNative<PCCERT_CONTEXT>(certificate), CERT_NAME_ATTR_TYPE, 0,
+                                              identifier.data(), name.data(), static_cast<DWORD>(name.size()));
+    // The length counts the terminating zero.
+    return FromWide({name.data(), length > 1 ? length - 1 : 0});
 }
 
 void WindowsTrust::CloseTrustState(TrustState state) {

@@ -9,9 +9,12 @@ namespace tavi::platform {
 class WindowsTrust final : public Trust {
 public:
     Handle OpenProcess(std::uint32_t access, std::uint32_t processId) override;
+    bool GetProcessTimes(Handle process, FileTime& creation) override;
     bool QueryFullProcessImageNameW(Handle process, std::u16string& path) override;
-    std::int32_t WinVerifyTrust(const std::u16string& path, Handle file, TrustState& state) override;
-    bool SignerCommonName(TrustState state, std::u16string& commonName) override;
+    bool GetFinalPathNameByHandleW(Handle file, std::uint32_t flags, std::u16string& path) override;
+    std::int32_t WinVerifyTrust(const TrustQuestion& question, TrustState& state) override;
+    Certificate SignerCertificate(TrustState state, std::uint32_t signer, std::uint32_t place) override;
+    std::u16string CertGetNameStringW(Certificate certificate, const std::string& attribute) override;
     void CloseTrustState(TrustState state) override;
 };
 

@@ -93,6 +93,28 @@ TEST_F(DoctorTest, PipeRefused) {
                   "It serves only programs with its publisher's signature");
 }
 
+TEST_F(DoctorTest, PipeRefusedSaysWhatIsWrongWithTheSignature) {
+    struct Row {
+        std::uint32_t result;
+        const char* advice;
+    };
+    constexpr char16_t kProgram[] = u"C:\\Program Files\\Client\\TaviListenClient.exe";
+    const std::string serves = "It serves only programs with its publisher's signature. This one";
+    const std::vector<Row> rows = {
+        {0x800B0100, " has none: install the signed one"},
+        {0x800B0109, "'s leads to a root certificate that this machine does not know"},
+        {0x800B010A, "'s leads to a root certificate that this machine does not know"},
+        {0x80096010, "'s does not verify: install the program again"},
+        {0, "'s verifies, so it is another publisher's, or the program is read-only"},
+    };
+    rig.machine().modules().SetExecutablePath(kProgram);
+    for (const Row& row : rows) {
+        rig.machine().trust().SetSignature(kProgram, static_cast<std::int32_t>(row.result), u"Somebody");
+        ExpectProblem(Examine({{"Open"}, {"Write"}, {"Read", 109}, {"Open"}, {"Write"}, {"Read", 109}}),
+                      "The service refuses this program", serves + row.advice);
+    }
+}
+
 TEST_F(DoctorTest, PipeMissingSilentOrBroken) {
     ExpectProblem(Examine({{"Open", 2}}), "The service runs, but its pipe is not there (error 2).",
                   "If it has just been started");

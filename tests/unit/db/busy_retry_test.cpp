@@ -29,6 +29,7 @@ TEST_F(BusyRetry, WaitsBetweenTenAndAHundredMillisecondsEachTime) {
 class BrokenClock final : public platform::Clock {
 public:
     platform::SystemTime GetLocalTime() override { return {}; }
+    platform::FileTime GetSystemTimePreciseAsFileTime() override { return 0; }
     bool FileTimeToLocalFileTime(platform::FileTime, platform::FileTime&) override { return false; }
     bool FileTimeToSystemTime(platform::FileTime, platform::SystemTime&) override { return false; }
     std::int64_t Mktime64(const platform::CalendarTime&) override { return -1; }

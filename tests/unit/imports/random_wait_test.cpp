@@ -10,6 +10,7 @@ namespace {
 class CountingClock : public tavi::platform::Clock {
 public:
     tavi::platform::SystemTime GetLocalTime() override { return {}; }
+    tavi::platform::FileTime GetSystemTimePreciseAsFileTime() override { return 0; }
     bool FileTimeToLocalFileTime(tavi::platform::FileTime, tavi::platform::FileTime&) override { return false; }
     bool FileTimeToSystemTime(tavi::platform::FileTime, tavi::platform::SystemTime&) override { return false; }
     std::int64_t Mktime64(const tavi::platform::CalendarTime&) override { return -1; }

@@ -22,6 +22,7 @@ public:
     bool failMktime = false;
 
     platform::SystemTime GetLocalTime() override { return {}; }
+    platform::FileTime GetSystemTimePreciseAsFileTime() override { return 0; }
 
     bool FileTimeToLocalFileTime(platform::FileTime utc, platform::FileTime& local) override {
         ++conversions;

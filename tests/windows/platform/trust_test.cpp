@@ -44,17 +44,35 @@ protected:
             parts.files, parts.files.CreateFileW(path, platform::kGenericRead, platform::kFileShareRead,
                                                  platform::kOpenExisting, platform::kFileAttributeNormal));
         platform::TrustState state = platform::kNoTrustState;
-        const std::int32_t result = parts.trust.WinVerifyTrust(path, file.Get(), state);
+        const std::int32_t result = parts.trust.WinVerifyTrust(
+            {.path = path,
+             .file = file.Get(),
+             .revocationChecks = platform::kWtdRevokeNone,
+             .providerFlags = platform::kWtdRevocationCheckNone | platform::kWtdCacheOnlyUrlRetrieval},
+            state);
         if (signer != nullptr) {
-            *named = parts.trust.SignerCommonName(state, *signer);
+            const platform::Certificate certificate = parts.trust.SignerCertificate(state, 0, 0);
+            *signer = certificate == platform::kNoCertificate
+                          ? std::u16string()
+                          : parts.trust.CertGetNameStringW(certificate, platform::kOidCommonName);
+            *named = !signer->empty();
         }
         parts.trust.CloseTrustState(state);
         return result;
     }
+    // The process connects now, or did so before.
+    bool IsValidClient(std::uint32_t processId, platform::FileTime acceptedAt) {
+        DigitalSignature::ClientCheck check(parts, kPublisher, [](const auto& calls) { return calls(); });
+        platform::OwnedHandle client;
+        return check.IsValidClient({.processId = processId, .acceptedAt = acceptedAt}, client);
+    }
+    bool IsValidClient(std::uint32_t processId) {
+        return IsValidClient(processId, parts.clock.GetSystemTimePreciseAsFileTime());
+    }
     bool IsAccepted(const std::u16string& program) {
         const ChildProcess client(program);
         EXPECT_TRUE(client.Started()) << testing::PrintToString(program);
-        return DigitalSignature::IsValidClient(parts, client.Id(), kPublisher);
+        return IsValidClient(client.Id());
     }
     bool Copy(const std::u16string& from, const std::u16string& to) {
         return ::CopyFileW(platform::ToWide(from).c_str(), platform::ToWide(to).c_str(), TRUE) != FALSE;
@@ -127,7 +145,7 @@ TEST_F(TrustTest, OnlyTheClientOfThePublisherIsAccepted) {
 }
 
 TEST_F(TrustTest, ANumberThatNoProcessHasIsRefused) {
-    EXPECT_FALSE(DigitalSignature::IsValidClient(parts, 0xFFFFFFF0, kPublisher));
+    EXPECT_FALSE(IsValidClient(0xFFFFFFF0));
     EXPECT_TRUE(log.Contains("failed to open it, error code is 87")) << log.Dump();
 }
 
@@ -138,7 +156,7 @@ TEST_F(TrustTest, ASignedFilePutInTheRunningOnesPlaceIsNotTakenForIt) {
     ASSERT_TRUE(client.Started());
     ASSERT_TRUE(Move(image, world.Folder() + u"\\old.exe"));
     ASSERT_TRUE(Copy(Probe(u"publisher"), image));
-    EXPECT_FALSE(DigitalSignature::IsValidClient(parts, client.Id(), kPublisher));
+    EXPECT_FALSE(IsValidClient(client.Id()));
 }
 
 TEST_F(TrustTest, AnUnsignedFilePutInTheRunningOnesPlaceIsNotAccepted) {
@@ -153,7 +171,25 @@ TEST_F(TrustTest, AnUnsignedFilePutInTheRunningOnesPlaceIsNotAccepted) {
     std::u16string path;
     ASSERT_TRUE(parts.trust.QueryFullProcessImageNameW(process.Get(), path));
     // A system that names the image by its file's present name leads to the signed file, which is what runs.
-    EXPECT_EQ(DigitalSignature::IsValidClient(parts, client.Id(), kPublisher), path.ends_with(u"old.exe"));
+    EXPECT_EQ(IsValidClient(client.Id()), path.ends_with(u"old.exe"));
+}
+
+// What the check of a client rests on. Wine names an image by the path that it was started from.
+TEST_F(TrustTest, AnImageIsNamedByItsFilesPresentPath) {
+    if (::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) {
+        GTEST_SKIP() << "Wine does not";
+    }
+    const std::u16string image = world.Folder() + u"\\client.exe";
+    ASSERT_TRUE(Copy(Probe(u"publisher"), image));
+    const ChildProcess client(image);
+    ASSERT_TRUE(client.Started());
+    ASSERT_TRUE(Move(image, world.Folder() + u"\\renamed.exe"));
+    const platform::OwnedHandle process(
+        parts.files, parts.trust.OpenProcess(platform::kProcessQueryLimitedInformation, client.Id()));
+    std::u16string path;
+    ASSERT_TRUE(parts.trust.QueryFullProcessImageNameW(process.Get(), path));
+    EXPECT_TRUE(path.ends_with(u"\\renamed.exe")) << testing::PrintToString(path);
+    EXPECT_TRUE(IsValidClient(client.Id())) << log.Dump();
 }
 
 TEST_F(TrustTest, AFileThatSomebodyHasOpenToDeleteIsRefused) {
@@ -164,8 +200,71 @@ TEST_F(TrustTest, AFileThatSomebodyHasOpenToDeleteIsRefused) {
     const platform::OwnedHandle deleter(
         parts.files, parts.files.CreateFileW(image, platform::kDelete, 7, platform::kOpenExisting, 0));
     ASSERT_TRUE(deleter.IsValid());
-    EXPECT_FALSE(DigitalSignature::IsValidClient(parts, client.Id(), kPublisher));
+    EXPECT_FALSE(IsValidClient(client.Id()));
     EXPECT_TRUE(log.Contains("failed to open its executable, error code is 32")) << log.Dump();
+}
+
+TEST_F(TrustTest, AnOpenFileNamesItsOwnPath) {
+    const std::u16string path = Probe(u"publisher");
+    const platform::OwnedHandle file(parts.files,
+                                     parts.files.CreateFileW(path, platform::kGenericRead, platform::kFileShareRead,
+                                                             platform::kOpenExisting, platform::kFileAttributeNormal));
+    ASSERT_TRUE(file.IsValid());
+    std::u16string own;
+    EXPECT_TRUE(parts.trust.GetFinalPathNameByHandleW(file.Get(), platform::kFileNameOpened, own));
+    EXPECT_TRUE(own == u"\\\\?\\" + path) << testing::PrintToString(own);
+    EXPECT_FALSE(parts.trust.GetFinalPathNameByHandleW(platform::kInvalidHandle, platform::kFileNameOpened, own));
+    EXPECT_EQ(parts.errors.GetLastError(), platform::kErrorInvalidHandle);
+}
+
+TEST_F(TrustTest, AProcessIsAsOldAsItIs) {
+    const platform::FileTime before = parts.clock.GetSystemTimePreciseAsFileTime();
+    const ChildProcess client(Probe(u"publisher"));
+    ASSERT_TRUE(client.Started());
+    const platform::FileTime after = parts.clock.GetSystemTimePreciseAsFileTime();
+    const platform::OwnedHandle process(
+        parts.files, parts.trust.OpenProcess(platform::kProcessQueryLimitedInformation, client.Id()));
+    platform::FileTime startedAt = 0;
+    ASSERT_TRUE(parts.trust.GetProcessTimes(process.Get(), startedAt));
+    EXPECT_GE(startedAt, before - 200'000) << "a tick of the clock may lie between the two ways to ask";
+    EXPECT_LE(startedAt, after);
+}
+
+TEST_F(TrustTest, AProcessThatWasStartedAfterItsConnectionIsRefused) {
+    constexpr platform::FileTime kSecond = 10'000'000;
+    const ChildProcess client(Probe(u"publisher"));
+    ASSERT_TRUE(client.Started());
+    EXPECT_FALSE(IsValidClient(client.Id(), parts.clock.GetSystemTimePreciseAsFileTime() - 60 * kSecond));
+    EXPECT_TRUE(log.Contains("it was started after it connected")) << log.Dump();
+    EXPECT_TRUE(IsValidClient(client.Id()));
+}
+
+TEST_F(TrustTest, AReadOnlyExecutableIsRefused) {
+    const std::u16string image = world.Folder() + u"\\client.exe";
+    ASSERT_TRUE(Copy(Probe(u"publisher"), image));
+    ASSERT_TRUE(::SetFileAttributesW(platform::ToWide(image).c_str(), FILE_ATTRIBUTE_READONLY));
+    {
+        const ChildProcess client(image);
+        ASSERT_TRUE(client.Started());
+        EXPECT_FALSE(IsValidClient(client.Id()));
+        EXPECT_TRUE(log.Contains("whether its executable is in use could not be seen, error code is 5")) << log.Dump();
+    }
+    ::SetFileAttributesW(platform::ToWide(image).c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST_F(TrustTest, AFolderExchangedForALinkToASignedProgramIsRefused) {
+    const std::u16string folder = world.Folder() + u"\\client";
+    ASSERT_TRUE(::CreateDirectoryW(platform::ToWide(folder).c_str(), nullptr));
+    ASSERT_TRUE(Copy(Probe(u"unsigned"), folder + u"\\publisher_probe.exe"));
+    const ChildProcess client(folder + u"\\publisher_probe.exe");
+    ASSERT_TRUE(client.Started());
+    if (!Move(folder, world.Folder() + u"\\aside") ||
+        !::CreateSymbolicLinkW(platform::ToWide(folder).c_str(),
+                               platform::ToWide(ProgramFolder() + u"\\probes").c_str(), SYMBOLIC_LINK_FLAG_DIRECTORY)) {
+        GTEST_SKIP() << "this system moves no folder of a running program, or this account makes no symbolic links";
+    }
+    EXPECT_FALSE(IsValidClient(client.Id()));
+    ::RemoveDirectoryW(platform::ToWide(folder).c_str());
 }
 
 TEST_F(TrustTest, ALinkOnTheWayIsRefused) {
@@ -182,7 +281,7 @@ TEST_F(TrustTest, ALinkOnTheWayIsRefused) {
     std::u16string path;
     ASSERT_TRUE(parts.trust.QueryFullProcessImageNameW(process.Get(), path));
     // A system that names the image behind the link has nothing to refuse.
-    EXPECT_EQ(DigitalSignature::IsValidClient(parts, client.Id(), kPublisher), !path.starts_with(link)) << log.Dump();
+    EXPECT_EQ(IsValidClient(client.Id()), !path.starts_with(link)) << log.Dump();
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "commands/findings.h"
+#include "imports/digital_signature.h"
 #include "imports/type_convert.h"
 #include "machine/installed_service.h"
 #include "platform/constants.h"
@@ -81,7 +82,35 @@ Finding DescribeStatusReply(std::uint32_t status) {
     }
 }
 
-Finding DescribeAnswer(const Answer& answer, std::uint32_t seconds) {
+// What is the matter with this program's signature, asked as the service asks it.
+std::string AdviceForTheRefused(platform::Platform& platform) {
+    constexpr std::uint32_t kLongestPath = 32768;
+    constexpr std::uint32_t kNoSignature = 0x800B0100;
+    constexpr std::uint32_t kIncompleteChain = 0x800B010A;
+    constexpr std::uint32_t kUntrustedRoot = 0x800B0109;
+    const std::string serves = "It serves only programs with its publisher's signature. ";
+    const auto result = DigitalSignature::VerifySignature(platform, platform.modules.GetModuleFileNameW(kLongestPath));
+    if (!result) {
+        return serves + "Check this one's (its properties, Digital Signatures) and install the signed one";
+    }
+    switch (static_cast<std::uint32_t>(*result)) {
+        case 0:
+            return serves +
+                   "This one's verifies, so it is another publisher's, or the program is read-only, on the "
+                   "network or behind a link: error.log says which";
+        case kNoSignature:
+            return serves + "This one has none: install the signed one";
+        case kUntrustedRoot:
+        case kIncompleteChain:
+            return serves +
+                   "This one's leads to a root certificate that this machine does not know, and the service "
+                   "fetches none: put it among the computer's Trusted Root Certification Authorities";
+        default:
+            return serves + "This one's does not verify: install the program again";
+    }
+}
+
+Finding DescribeAnswer(platform::Platform& platform, const Answer& answer, std::uint32_t seconds) {
     switch (answer.outcome) {
         case Outcome::kReplied:
             return DescribeStatusReply(answer.status);
@@ -95,8 +124,7 @@ Finding DescribeAnswer(const Answer& answer, std::uint32_t seconds) {
         case Outcome::kTurnedAway:
             return {Verdict::kProblem,
                     "The service refuses this program: it closed the pipe without a reply" + Code(answer.error),
-                    "It serves only programs with its publisher's signature. Check this one's (its properties, "
-                    "Digital Signatures) and install the signed one"};
+                    AdviceForTheRefused(platform)};
         case Outcome::kNoAnswer:
             return {Verdict::kProblem, "The service did not answer within " + std::to_string(seconds) + " seconds",
                     "It serves one client at a time: another may be holding the pipe. If it stays so, restart the "
@@ -145,7 +173,7 @@ bool CheckService(const Surroundings& surroundings, Findings& findings) {
 
 bool CheckPipe(const DoctorOptions& options, const Surroundings& surroundings, Findings& findings) {
     const Answer answer = Ask(surroundings.pipe, BuildFrame(Command::kStatus), options.timeoutSeconds * 1000);
-    findings.push_back(DescribeAnswer(answer, options.timeoutSeconds));
+    findings.push_back(DescribeAnswer(*surroundings.platform, answer, options.timeoutSeconds));
     return answer.outcome == Outcome::kReplied && answer.status == kReplyJournalUsable;
 }
 
