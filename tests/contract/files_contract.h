@@ -94,7 +94,7 @@ TYPED_TEST_P(FilesContract, OpeningFailsWithTheSystemsCodes) {
         << "a directory is opened with backup semantics only";
 }
 
-TYPED_TEST_P(FilesContract, SharingIsKept) {
+TYPED_TEST_P(FilesContract, OpeningsThatDoNotShareEachOthersAccessFail) {
     const std::u16string path = this->folder + u"\\file.txt";
     ASSERT_TRUE(MakeFile(this->files, path, "x"));
     const platform::OwnedHandle reader = this->Open(path, platform::kGenericRead, platform::kFileShareRead);
@@ -257,11 +257,12 @@ TYPED_TEST_P(FilesContract, NarrowTextIsInTheSystemsCodePage) {
 }
 
 REGISTER_TYPED_TEST_SUITE_P(FilesContract, WhatIsWrittenIsReadBackFromAnyPosition,
-                            TruncateExistingEmptiesAFileAndNeedsOne, OpeningFailsWithTheSystemsCodes, SharingIsKept,
-                            ExistenceAndAttributesAgree, ADirectoryListsItselfItsParentAndEveryEntry,
-                            AListedEntryHasItsAttributesAndNoTag, ListingWhatIsNotThereFails,
-                            DirectoriesAreMadeWithTheirParents, TheReferenceNumberIsTheObjectsNotItsPaths,
-                            PathsBeyondTheOldLimitWorkWithThePrefix, TheVolumeSaysThatItIsNtfs,
-                            ADirectoryOpenedByItsNumberTellsItsPathWithoutTheDrive, NarrowTextIsInTheSystemsCodePage);
+                            TruncateExistingEmptiesAFileAndNeedsOne, OpeningFailsWithTheSystemsCodes,
+                            OpeningsThatDoNotShareEachOthersAccessFail, ExistenceAndAttributesAgree,
+                            ADirectoryListsItselfItsParentAndEveryEntry, AListedEntryHasItsAttributesAndNoTag,
+                            ListingWhatIsNotThereFails, DirectoriesAreMadeWithTheirParents,
+                            TheReferenceNumberIsTheObjectsNotItsPaths, PathsBeyondTheOldLimitWorkWithThePrefix,
+                            TheVolumeSaysThatItIsNtfs, ADirectoryOpenedByItsNumberTellsItsPathWithoutTheDrive,
+                            NarrowTextIsInTheSystemsCodePage);
 
 }  // namespace tavi::contract

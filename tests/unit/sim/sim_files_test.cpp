@@ -164,7 +164,7 @@ TEST_F(FilesTest, EntriesTellTheirReparseTag) {
     platform.paths.FindClose(handle);
 }
 
-TEST_F(FilesTest, AttributesAndExistence) {
+TEST_F(FilesTest, AttributesAndExistenceAreThoseOfTheDisk) {
     machine.volume().MakeFile(u"\\ro", "", kFileAttributeReadOnly);
     EXPECT_EQ(platform.paths.GetFileAttributesW(u"C:\\ro"), kFileAttributeReadOnly);
     EXPECT_EQ(platform.paths.GetFileAttributesW(u"C:\\Users"), kFileAttributeDirectory);

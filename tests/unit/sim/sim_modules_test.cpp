@@ -56,7 +56,7 @@ TEST_F(ModulesTest, NtdllIsThereWithoutBeingLoaded) {
     EXPECT_THAT(machine.leaks(), IsEmpty());
 }
 
-TEST_F(ModulesTest, RegistrationsAndLanguageAreTheTests) {
+TEST_F(ModulesTest, RegistrationsAreKeptAndTheLanguageIsTheOneThatWasSet) {
     platform.modules.CallRegisterAppCrashHandler(ProcAddress{1}, {0, 0, 0, u"3.0", u"tag"});
     ASSERT_THAT(machine.modules().registrations(), SizeIs(1));
     EXPECT_EQ(machine.modules().registrations()[0].productTag, u"tag");
@@ -65,7 +65,7 @@ TEST_F(ModulesTest, RegistrationsAndLanguageAreTheTests) {
     EXPECT_EQ(platform.modules.GetUserDefaultUILanguage(), 2053);
 }
 
-TEST_F(ModulesTest, SignatureIsThatOfTheTable) {
+TEST_F(ModulesTest, SignatureIsTheOneThatTheTestGaveTheFile) {
     machine.files().WriteText(u"C:\\Program Files\\c.exe", "client");
     machine.trust().AddProcess(77, u"C:\\Program Files\\c.exe");
     EXPECT_EQ(platform.trust.OpenProcess(1, 78), kNullHandle);

@@ -106,7 +106,7 @@ TEST_P(PipesTest, ClientThatCameTooEarlyGives535) {
     EXPECT_EQ(platform.errors.GetLastError(), kErrorNoData);
 }
 
-TEST_P(PipesTest, OneClientAtATime) {
+TEST_P(PipesTest, ServesOneClientAtATime) {
     const Handle pipe = Connected();
     PipeClient second(machine.pipes());
     EXPECT_EQ(second.Connect(6, 100), kErrorPipeBusy);

@@ -79,7 +79,7 @@ TEST_F(ServicesTest, DispatcherRunsMainAndControlsUntilStoppedIsReported) {
     EXPECT_THAT(machine.leaks(), IsEmpty());
 }
 
-TEST_F(ServicesTest, StartedByHandIsRefused) {
+TEST_F(ServicesTest, ProgramThatWasStartedByHandGetsNoDispatcher) {
     machine.services().SetStartedByHand(true);
     EXPECT_FALSE(platform.services.StartServiceCtrlDispatcherW(u"TestService", &ServiceMain));
     EXPECT_EQ(platform.errors.GetLastError(), kErrorFailedServiceControllerConnect);
