@@ -29,30 +29,47 @@ void TakeName(std::span<const std::byte, kAnswerBytes> answer, std::u16string& p
 
 }  // namespace
 
-const DirectoryPaths::Opening DirectoryPaths::kForAllAccess = {platform::kGenericAll,
-                                                               platform::kFileShareRead | platform::kFileShareWrite};
+// Refused while anybody holds the directory without sharing its deletion, as every process holds its current directory.
+const DirectoryPaths::Opening DirectoryPaths::kForEverything = {platform::kGenericAll,
+                                                                platform::kFileShareRead | platform::kFileShareWrite};
+// Granted whoever holds the directory.
+const DirectoryPaths::Opening DirectoryPaths::kForItsAttributes = {
+    platform::kFileReadAttributes, platform::kFileShareRead | platform::kFileShareWrite | platform::kFileShareDelete};
 
 ParentPaths::Validity DirectoryPaths::GetFullPathByFileReferenceNumber(platform::FileReferenceNumber number,
                                                                        const PathMapping* mapping,
                                                                        std::u16string& path) {
     path.clear();
     platform_.clock.WsetlocaleAll(u"chs");
-    if (!LookUp("NtCreateFile", ntCreateFile_)) {
-        return Validity::kThisRecord;
+    const Answer answer = Ask(number, kForEverything, path);
+    if (answer == Answer::kNamed) {
+        return Validity::kWholeRead;
     }
-    const platform::OwnedHandle directory(platform_.files, Open(number, kForAllAccess));
-    if (directory.IsValid()) {
-        if (!LookUp("NtQueryInformationFile", ntQueryInformationFile_)) {
-            return Validity::kThisRecord;
-        }
-        if (AskForName(directory.Get(), path)) {
-            return Validity::kWholeRead;
-        }
+    if (answer == Answer::kNoFunction) {
+        return Validity::kThisRecord;
     }
     if (mapping != nullptr) {
         path = mapping->BuildPathFromMapping(number);
     }
+    if (path.empty() && answer == Answer::kNotOpened) {
+        Ask(number, kForItsAttributes, path);
+    }
     return Validity::kThisRecord;
+}
+
+DirectoryPaths::Answer DirectoryPaths::Ask(platform::FileReferenceNumber number, const Opening& opening,
+                                           std::u16string& path) {
+    if (!LookUp("NtCreateFile", ntCreateFile_)) {
+        return Answer::kNoFunction;
+    }
+    const platform::OwnedHandle directory(platform_.files, Open(number, opening));
+    if (!directory.IsValid()) {
+        return Answer::kNotOpened;
+    }
+    if (!LookUp("NtQueryInformationFile", ntQueryInformationFile_)) {
+        return Answer::kNoFunction;
+    }
+    return QueryName(directory.Get(), path) ? Answer::kNamed : Answer::kNotNamed;
 }
 
 bool DirectoryPaths::LookUp(const char* name, platform::ProcAddress& function) const {
@@ -80,7 +97,7 @@ platform::Handle DirectoryPaths::Open(platform::FileReferenceNumber number, cons
     return Succeeded(status) ? opened : platform::kInvalidHandle;
 }
 
-bool DirectoryPaths::AskForName(platform::Handle directory, std::u16string& path) const {
+bool DirectoryPaths::QueryName(platform::Handle directory, std::u16string& path) const {
     std::array<std::byte, kAnswerBytes> answer{};
     const std::int32_t status = platform_.nativeCalls.NtQueryInformationFile(ntQueryInformationFile_, directory, answer,
                                                                              platform::kFileNameInformation);

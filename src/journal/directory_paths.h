@@ -1,6 +1,7 @@
 // A directory's path from its file reference number: opened by that number relative to the volume, then asked for its
-// name; when it cannot be, rebuilt from the path mapping. This is the one place where a journal record's parent is
-// resolved.
+// name. When it cannot be, the path is rebuilt from the path mapping. When the mapping does not know it either and the
+// opening was refused, the directory may be there, held by somebody: it is opened once more, for its attributes only.
+// This is the one place where a journal record's parent is resolved.
 //
 // Owned by the task's VolumeJournal, which also owns the volume's handle; the mapping is the caller's. Listen thread
 // only. A failure shows as an empty path; a failed name query is logged as well. Both functions that are called live in
@@ -24,22 +25,25 @@ public:
     // The volume to look in; not owned.
     void SetVolume(platform::Handle volume) { volume_ = volume; }
 
-    // A path that is longer than the system's answer buffer (526 code units) counts as a failed name query.
+    // kWholeRead when the first opening and its name query have given the path. A path that is longer than the system's
+    // answer buffer (526 code units) counts as a failed name query.
     Validity GetFullPathByFileReferenceNumber(platform::FileReferenceNumber number, const PathMapping* mapping,
                                               std::u16string& path) override;
 
 private:
-    // How the directory is opened.
     struct Opening {
         std::uint32_t desiredAccess = 0;
         std::uint32_t shareAccess = 0;
     };
-    static const Opening kForAllAccess;
-    static const Opening kForAttributes;
+    static const Opening kForEverything;
+    static const Opening kForItsAttributes;
+    enum class Answer { kNamed, kNotOpened, kNotNamed, kNoFunction };
 
+    // `path` is written with kNamed only.
+    Answer Ask(platform::FileReferenceNumber number, const Opening& opening, std::u16string& path);
     bool LookUp(const char* name, platform::ProcAddress& function) const;
     platform::Handle Open(platform::FileReferenceNumber number, const Opening& opening) const;
-    bool AskForName(platform::Handle directory, std::u16string& path) const;
+    bool QueryName(platform::Handle directory, std::u16string& path) const;
 
     platform::Platform& platform_;
     platform::Handle volume_ = platform::kInvalidHandle;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 #include "platform/constants.h"
@@ -128,13 +129,16 @@ void PathMapping::FlushPathMapping() {
     if (pendingEntries_.empty()) {
         return;
     }
-    std::vector<db::PathMappingEntry> entries;
-    entries.reserve(pendingEntries_.size());
-    for (auto& [number, entry] : pendingEntries_) {
-        entries.push_back(std::move(entry));
-    }
-    pendingEntries_.clear();
-    database_.InsertPathMappingTable(entries);
+    Drive::EndStandardExceptions(Drive::kFileChangeRecordLog, "FlushPathMapping",
+                                 {.standard = "Failed to store the path mapping: exception "}, [this] {
+                                     std::vector<db::PathMappingEntry> entries;
+                                     entries.reserve(pendingEntries_.size());
+                                     for (auto& [number, entry] : pendingEntries_) {
+                                         entries.push_back(std::move(entry));
+                                     }
+                                     pendingEntries_.clear();
+                                     database_.InsertPathMappingTable(entries);
+                                 });
 }
 
 }  // namespace tavi::journal

@@ -52,7 +52,8 @@ public:
     // Remembers the number once, from the first parent whose path is the listened folder's, and traces it.
     void LearnSyncFolder(platform::FileReferenceNumber parent, std::u16string_view parentPath);
     // Stores what is pending, in one transaction; nothing is pending afterwards. A failed store is not repeated: the
-    // directories stay known, and their rows are corrected by later changes.
+    // directories stay known, and their rows are corrected by later changes. Throws nothing; only when there is no
+    // memory for the list does everything stay pending, with a line in the log.
     void FlushPathMapping();
 
     bool syncFolderLearned() const { return syncFolderLearned_; }

@@ -35,6 +35,14 @@ VolumeJournal::VolumeJournal(platform::Platform& platform, std::u16string listen
 VolumeJournal::~VolumeJournal() = default;
 
 bool VolumeJournal::CreateVolumeHandle() {
+    bool opened = false;
+    Drive::EndStandardExceptions(Drive::kFileChangeRecordLog, "CreateVolumeHandle",
+                                 {.standard = "Failed to create the volume handle: exception "},
+                                 [&] { opened = OpenVolume(); });
+    return opened;
+}
+
+bool VolumeJournal::OpenVolume() {
     volume_.Close();
     directoryPaths_.SetVolume(platform::kInvalidHandle);
     const std::size_t colon = listenPath_.find(u':');

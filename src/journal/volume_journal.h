@@ -4,8 +4,8 @@
 // Owned by the task's cycle, or by the start handler for the length of one question. One thread at a time: the start
 // handler's (volume, create, query) or the listen thread (everything). It owns the volume's handle and the read buffer;
 // the position and the path mapping are the caller's. Every failure is logged here, with the system's decimal code, and
-// shows as false, 0 or an empty list. Layouts: Microsoft's documentation of USN_RECORD_V2, USN_JOURNAL_DATA_V0 and the
-// FSCTL_*_USN_JOURNAL control codes.
+// shows as false, 0 or an empty list; no exception leaves an operation. Layouts: Microsoft's documentation of
+// USN_RECORD_V2, USN_JOURNAL_DATA_V0 and the FSCTL_*_USN_JOURNAL control codes.
 #pragma once
 
 #include <cstddef>
@@ -79,6 +79,7 @@ public:
     bool positionLost() const { return positionLost_; }
 
 private:
+    bool OpenVolume();
     // The volume's last error is read on the line after the failing call and kept here.
     bool Control(std::uint32_t code, std::span<const std::byte> input, std::span<std::byte> output,
                  std::uint32_t& bytesReturned);

@@ -46,17 +46,42 @@ private:
     platform::FindHandle handle_ = platform::kInvalidFindHandle;
 };
 
-// A directory whose contents belong to it: a link or junction stands for another place, maybe one above itself.
-bool HasContentsOfItsOwn(const platform::FindData& data) {
-    const bool isReparsePoint = (data.fileAttributes & platform::kFileAttributeReparsePoint) != 0;
-    const bool isLink = isReparsePoint && (data.reparseTag & platform::kReparseTagNameSurrogate) != 0;
-    return platform::IsDirectory(data.fileAttributes) && !isLink;
+bool IsReparsePoint(std::uint32_t attributes) {
+    return (attributes & platform::kFileAttributeReparsePoint) != 0;
+}
+
+// A link or junction stands for another place, maybe one above itself.
+bool IsLink(const platform::FindData& data) {
+    return IsReparsePoint(data.fileAttributes) && (data.reparseTag & platform::kReparseTagNameSurrogate) != 0;
+}
+
+// The same for a directory that no listing has named yet. One that cannot be asked is taken for a link: entries of
+// another place would be worse than none.
+bool IsLink(platform::Paths& paths, std::u16string directory) {
+    while (directory.ends_with(u'\\')) {
+        directory.pop_back();
+    }
+    const std::u16string path = FileHepler::FormatLongFileName(directory);
+    const std::uint32_t attributes = paths.GetFileAttributesW(path);
+    if (attributes == platform::kInvalidFileAttributes || !IsReparsePoint(attributes)) {
+        return false;
+    }
+    platform::FindData data;
+    const platform::FindHandle handle = paths.FindFirstFileW(path, data);
+    if (handle == platform::kInvalidFindHandle) {
+        return true;
+    }
+    paths.FindClose(handle);
+    return IsLink(data);
 }
 
 }  // namespace
 
 std::vector<std::u16string> ListAllEntries(platform::Paths& paths, const std::u16string& directory) {
     std::vector<std::u16string> entries;
+    if (IsLink(paths, directory)) {
+        return entries;
+    }
     std::vector<Enumeration> open;
     open.emplace_back(paths, directory);
     platform::FindData data;
@@ -69,7 +94,7 @@ std::vector<std::u16string> ListAllEntries(platform::Paths& paths, const std::u1
             continue;
         }
         entries.push_back(open.back().PathOf(data.fileName));
-        if (HasContentsOfItsOwn(data)) {
+        if (platform::IsDirectory(data.fileAttributes) && !IsLink(data)) {
             open.emplace_back(paths, entries.back());
         }
     }

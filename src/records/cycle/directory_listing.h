@@ -11,7 +11,7 @@
 namespace tavi::records {
 
 // Each directory is followed by its own contents. Full paths that begin with `directory` as it is given. What a link or
-// junction leads to is not below it.
+// junction leads to is not below it, and nothing is below `directory` when it is one itself.
 std::vector<std::u16string> ListAllEntries(platform::Paths& paths, const std::u16string& directory);
 
 }  // namespace tavi::records

@@ -66,7 +66,12 @@ std::uint64_t SystemStepWorld::GetFrnByPath(const std::u16string& fullPath) {
 }
 
 std::uint32_t SystemStepWorld::AttributesOrAllOnes(const std::u16string& fullPath) {
-    return platform_.paths.GetFileAttributesW(FileHepler::FormatLongFileName(fullPath));
+    const std::u16string path = FileHepler::FormatLongFileName(fullPath);
+    constexpr int kExists = 0;
+    if (platform_.paths.Waccess(path, kExists) != 0) {
+        return platform::kInvalidFileAttributes;
+    }
+    return platform_.paths.GetFileAttributesW(path);
 }
 
 }  // namespace tavi::records

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
+#include <utility>
 
 #include "unit/journal/journal_rig.h"
 
@@ -32,8 +34,6 @@ protected:
     PathMapping* mapping = &knownDirectories;
     DirectoryPaths paths{platform};
     ParentPaths::Validity validity = ParentPaths::Validity::kThisRecord;  // of the last answer
-
-private:
     platform::OwnedHandle volumeHandle_;
 };
 
@@ -124,6 +124,109 @@ TEST_F(DirectoryPathsTest, FailedNameQueryIsLoggedAndRebuiltFromTheMapping) {
 TEST_F(DirectoryPathsTest, WithoutAMappingADirectoryThatIsGoneHasNoPath) {
     mapping = nullptr;
     EXPECT_EQ(PathOf(4711), u"");
+}
+
+TEST_F(DirectoryPathsTest, PathFromTheFileSystemHoldsForTheReadAndEveryOtherAnswerForOneRecord) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    mapping->LearnSyncFolder(1, u"\\Sync");
+    mapping->Load({{4711, 1, false, u"Gone"}});
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs");
+    EXPECT_EQ(validity, ParentPaths::Validity::kWholeRead);
+    EXPECT_EQ(PathOf(4711), u"\\Sync\\Gone");
+    EXPECT_EQ(validity, ParentPaths::Validity::kThisRecord);
+    EXPECT_EQ(PathOf(4712), u"");
+    EXPECT_EQ(validity, ParentPaths::Validity::kThisRecord);
+    files.refusedAccess = {platform::kGenericAll};
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs");
+    EXPECT_EQ(validity, ParentPaths::Validity::kThisRecord);
+}
+
+TEST_F(DirectoryPathsTest, HeldDirectoryThatTheMappingDoesNotKnowIsOpenedForItsAttributes) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    files.refusedAccess = {platform::kGenericAll};
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs");
+    ASSERT_EQ(files.openingsById.size(), 2U);
+    platform::NtOpenById expected = files.openingsById[0];
+    expected.desiredAccess = 0x80;
+    expected.shareAccess = 7;
+    const platform::NtOpenById& second = files.openingsById[1];
+    EXPECT_EQ(second.rootDirectory, expected.rootDirectory);
+    EXPECT_EQ(second.fileReferenceNumber, frn);
+    EXPECT_EQ(second.objectAttributes, expected.objectAttributes);
+    EXPECT_EQ(second.desiredAccess, expected.desiredAccess);
+    EXPECT_EQ(second.fileAttributes, expected.fileAttributes);
+    EXPECT_EQ(second.shareAccess, expected.shareAccess);
+    EXPECT_EQ(second.createDisposition, expected.createDisposition);
+    EXPECT_EQ(second.createOptions, expected.createOptions);
+    EXPECT_THAT(Errors(), IsEmpty());
+}
+
+TEST_F(DirectoryPathsTest, DirectoryThatAProcessHoldsAsItsCurrentOneIsResolved) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const platform::OwnedHandle current(
+        platform.files, platform.files.CreateFileW(u"C:\\Sync\\Docs", platform::kGenericRead,
+                                                   platform::kFileShareRead | platform::kFileShareWrite,
+                                                   platform::kOpenExisting, platform::kFileFlagBackupSemantics));
+    ASSERT_TRUE(current.IsValid());
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs");
+    EXPECT_EQ(files.openingsById.size(), 2U);
+}
+
+TEST_F(DirectoryPathsTest, HeldDirectoryThatTheMappingKnowsIsNotOpenedAgain) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    mapping->LearnSyncFolder(1, u"\\Sync");
+    mapping->Load({{frn, 1, false, u"As mapped"}});
+    files.refusedAccess = {platform::kGenericAll};
+    EXPECT_EQ(PathOf(frn), u"\\Sync\\As mapped");
+    EXPECT_EQ(files.openingsById.size(), 1U);
+}
+
+TEST_F(DirectoryPathsTest, DirectoryThatBothOpeningsAreRefusedHasNoPath) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    files.refusedAccess = {platform::kGenericAll, platform::kFileReadAttributes};
+    EXPECT_EQ(PathOf(frn), u"");
+    EXPECT_EQ(files.openingsById.size(), 2U);
+    EXPECT_THAT(Errors(), IsEmpty());
+}
+
+TEST_F(DirectoryPathsTest, FailedNameQueryOfTheSecondOpeningIsLoggedOnceAndGivesNoPath) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    files.refusedAccess = {platform::kGenericAll};
+    files.nameAnswer = [](std::span<std::byte>) { return static_cast<std::int32_t>(0xC0000001); };
+    EXPECT_EQ(PathOf(frn), u"");
+    EXPECT_EQ(Errors().size(), 1U);
+}
+
+TEST_F(DirectoryPathsTest, DirectoryThatWasOpenedButNotNamedIsNotOpenedAgain) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    files.nameAnswer = [](std::span<std::byte>) { return static_cast<std::int32_t>(0xC0000001); };
+    EXPECT_EQ(PathOf(frn), u"");
+    EXPECT_EQ(files.openingsById.size(), 1U);
+}
+
+// Every call of a look-up fails once, of a directory that anybody may open and of one that is held.
+TEST_F(DirectoryPathsTest, WhateverFailsNoHandleStaysOpenAndTheNextLookUpSucceeds) {
+    const std::uint64_t frn = volume().MakeDirectory(u"C:\\Sync\\Docs");
+    const std::size_t before = machine.OpenHandles();
+    for (const bool held : {false, true}) {
+        std::uint64_t nth = 1;
+        for (std::uint64_t fired = machine.faults().fired();; ++nth) {
+            files.refusedAccess = held ? std::set{platform::kGenericAll} : std::set<std::uint32_t>{};
+            DirectoryPaths fresh(platform);
+            fresh.SetVolume(volumeHandle_.Get());
+            std::u16string path;
+            machine.faults().Fail({.nth = nth});
+            fresh.GetFullPathByFileReferenceNumber(frn, nullptr, path);
+            machine.faults().Clear();
+            EXPECT_EQ(machine.OpenHandles(), before) << machine.faults().lastFired();
+            EXPECT_THAT(path, ::testing::AnyOf(u"", u"\\Sync\\Docs")) << machine.faults().lastFired();
+            EXPECT_EQ(PathOf(frn), u"\\Sync\\Docs") << machine.faults().lastFired();
+            if (std::exchange(fired, machine.faults().fired()) == machine.faults().fired()) {
+                break;
+            }
+        }
+        EXPECT_GT(nth, 6U) << "two functions are looked up and called";
+    }
 }
 
 TEST_F(DirectoryPathsTest, NameEndsAtTheFirstZeroWhateverItsLengthSays) {

@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -74,6 +75,9 @@ public:
     std::int32_t NtCreateFile(platform::ProcAddress function, const platform::NtOpenById& request,
                               platform::Handle& opened) override {
         openingsById.push_back(request);
+        if (refusedAccess.contains(request.desiredAccess)) {
+            return static_cast<std::int32_t>(0xC0000043);  // a sharing violation
+        }
         return ForwardingNativeCalls::NtCreateFile(function, request, opened);
     }
     std::int32_t NtQueryInformationFile(platform::ProcAddress function, platform::Handle handle,
@@ -107,6 +111,7 @@ public:
     std::vector<ControlCall> controls;
     std::map<std::uint32_t, Refusal> refusals;  // by control code
     std::vector<platform::NtOpenById> openingsById;
+    std::set<std::uint32_t> refusedAccess;                           // openings by number that ask for it are refused
     std::vector<std::pair<std::uint32_t, std::size_t>> nameQueries;  // class and buffer size
     std::function<void(std::uint32_t code)> beforeControl;
     std::function<void(std::span<std::byte> output, std::uint32_t& bytesReturned)> afterRead;

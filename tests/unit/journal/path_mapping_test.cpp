@@ -163,6 +163,14 @@ TEST_F(PathMappingTest, FailedStoreIsNotRepeatedButStaysKnown) {
     EXPECT_THAT(Stored(), ElementsAre(db::PathMappingEntry{1, kSync, false, u"Papers"}));
 }
 
+TEST_F(PathMappingTest, DirectoryLoadedAsDeletedIsStoredAsPresentOnceItIsSeen) {
+    Learn();
+    mapping.Load({{1, kSync, true, u"Docs"}});
+    See(1, kSync, u"Papers");
+    mapping.FlushPathMapping();
+    EXPECT_THAT(Stored(), ElementsAre(db::PathMappingEntry{1, kSync, false, u"Papers"}));
+}
+
 TEST_F(PathMappingTest, DirectoryMovedIntoTheRecycleBinUpdatesItsEntry) {
     Learn();
     See(1, kSync, u"Docs");

@@ -11,6 +11,7 @@
 namespace tavi::journal {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -373,6 +374,66 @@ TEST_F(ReadUsnRecords, DirectoryThatIsGoneFromTheRootOfAListenedDriveIsResolved)
     MakeFile(u"C:\\Docs\\Old\\a.txt");
     volume().RemoveTree(u"C:\\Docs");
     EXPECT_THAT(FileNames(journal->ReadUsnRecords()), Contains(u"Docs\\Old\\a.txt").Times(::testing::Ge(2)));
+}
+
+TEST_F(ReadUsnRecords, ChangesInAFolderThatAProcessHoldsAsItsCurrentOneAreRead) {
+    const auto journal = Make();
+    files.refusedAccess = {platform::kGenericAll};
+    MakeFile(u"C:\\Sync\\a.txt");
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), AllOf(Not(IsEmpty()), Each(u"a.txt")));
+    EXPECT_THAT(Errors(), IsEmpty());
+}
+
+TEST_F(ReadUsnRecords, ChangesInAnOldSubfolderThatIsHeldAreRead) {
+    MakeFile(u"C:\\Sync\\Old\\Deep\\a.txt");
+    const auto journal = Make();
+    files.refusedAccess = {platform::kGenericAll};
+    volume().Write(u"C:\\Sync\\Old\\Deep\\a.txt", "more");
+    EXPECT_THAT(FileNames(journal->ReadUsnRecords()), AllOf(Not(IsEmpty()), Each(u"Old\\Deep\\a.txt")));
+}
+
+TEST_F(ReadUsnRecords, LookUpThatFailsOnceCostsOneRecordOnly) {
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    const auto journal = Make();
+    for (const char16_t* name : {u"b.txt", u"c.txt", u"d.txt"}) {
+        volume().MakeFile(std::u16string(u"C:\\Sync\\Docs\\") + name);
+    }
+    const std::size_t records = journal->ReadUsnRecords().size();
+    journal->setStartUsn(journal->journalData().nextUsn);
+    int queries = 0;
+    files.nameAnswer = [&](std::span<std::byte> buffer) {
+        constexpr std::u16string_view kPath = u"\\Sync\\Docs";
+        std::memcpy(buffer.data() + 4, kPath.data(), kPath.size() * sizeof(char16_t));
+        return ++queries == 1 ? static_cast<std::int32_t>(0xC0000001) : platform::kStatusSuccess;
+    };
+    EXPECT_EQ(journal->ReadUsnRecords().size(), records - 1);
+    EXPECT_EQ(queries, 2) << "what was found is kept";
+    EXPECT_THAT(Errors(), ::testing::SizeIs(1));
+}
+
+TEST_F(ReadUsnRecords, DirectoryMovedTwiceInOneReadIsOneInsert) {
+    MakeFile(u"C:\\Sync\\Docs\\a.txt");
+    volume().MakeDirectory(u"C:\\Sync\\Archive");
+    const auto journal = Make();
+    const std::uint64_t frn = volume().Find(u"C:\\Sync\\Docs");
+    volume().Rename(u"C:\\Sync\\Docs", u"C:\\Sync\\Papers");
+    volume().Rename(u"C:\\Sync\\Papers", u"C:\\Sync\\Archive\\Letters");
+    const std::uint64_t before = machine.faults().calls("Sqlite.Step");
+    EXPECT_THAT(journal->ReadUsnRecords(), Not(IsEmpty()));
+    const std::uint64_t stepsOfOneRow = machine.faults().calls("Sqlite.Step") - before;
+    EXPECT_EQ(stepsOfOneRow, 1U);
+    EXPECT_THAT(Stored(),
+                ElementsAre(db::PathMappingEntry{frn, volume().Find(u"C:\\Sync\\Archive"), false, u"Letters"}));
+}
+
+TEST_F(ReadUsnRecords, ZoneOfEachReadIsItsOwn) {
+    const auto journal = Make();
+    RawRecords raw;
+    raw.Add({.parentFrn = volume().Find(u"C:\\Sync")});
+    Return(raw, journal->startUsn());
+    const std::int64_t before = journal->ReadUsnRecords().at(0).timestamp;
+    machine.clock().SetRuntimeOffset(120);
+    EXPECT_EQ(before - journal->ReadUsnRecords().at(0).timestamp, std::int64_t{120} * 60 * 1000);
 }
 
 }  // namespace

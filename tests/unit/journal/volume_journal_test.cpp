@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <new>
 
 #include "unit/journal/journal_rig.h"
 
@@ -341,6 +342,66 @@ TEST_F(VolumeJournalTest, AllTrailingBackslashesAreRemoved) {
     const auto journal = MakeClosed(u"C:\\Sync\\\\\\");
     journal->RemoveTrailingBackslashes();
     EXPECT_EQ(journal->listenPath(), u"C:\\Sync");
+}
+
+// Has no memory for an opening.
+class OpeningWithoutMemory final : public test::ForwardingFiles {
+public:
+    using ForwardingFiles::ForwardingFiles;
+    platform::Handle CreateFileW(const std::u16string&, std::uint32_t, std::uint32_t, std::uint32_t,
+                                 std::uint32_t) override {
+        throw std::bad_alloc();
+    }
+};
+
+TEST_F(VolumeJournalTest, ExceptionWhileTheVolumeIsOpenedIsLoggedAndLeavesItClosed) {
+    OpeningWithoutMemory opening(files);
+    platform::Platform without = test::PlatformWith(platform, opening);
+    VolumeJournal journal(without, u"C:\\Sync");
+    EXPECT_FALSE(journal.CreateVolumeHandle());
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/CreateVolumeHandle/"
+                                      "Failed to create the volume handle: exception std::bad_alloc"));
+    EXPECT_EQ(machine.OpenHandles(), 0U);
+}
+
+TEST_F(VolumeJournalTest, EveryOperationOnAClosedVolumeFailsAndNamesTheSystemsCode) {
+    const auto journal = MakeClosed();
+    ASSERT_TRUE(journal->AllocateReadBuffer());
+    EXPECT_EQ(journal->QueryChangeJournal(), 0);
+    EXPECT_EQ(journal->CreateChangeJournal(), 0);
+    EXPECT_FALSE(journal->DeleteChangeJournal());
+    const VolumeJournal::RawRead read = journal->FsctlReadUsnJournal(4711);
+    EXPECT_FALSE(read.succeeded);
+    EXPECT_EQ(read.nextUsn, 4711);
+    EXPECT_THAT(Errors(), ElementsAre("FileChangeRecord/QueryChangeJournal/"
+                                      "Failed to query the changeJournal, error code is 6",
+                                      "FileChangeRecord/CreateChangeJournal/"
+                                      "Failed to create the changeJournal, error code is 6",
+                                      "FileChangeRecord/FsctlReadUsnJournal/"
+                                      "Failed to read the USN journal, error code is 6"));
+}
+
+TEST_F(VolumeJournalTest, ReadReturnsTheNextPositionAndKeepsNone) {
+    const auto journal = Make();
+    const platform::Usn start = journal->startUsn();
+    MakeFile(u"C:\\Sync\\a.txt");
+    VolumeJournal& bare = *journal;
+    const JournalRead first = bare.ReadUsnRecords(start, nullptr);
+    EXPECT_GT(first.nextUsn, start);
+    const JournalRead again = bare.ReadUsnRecords(start, nullptr);
+    EXPECT_EQ(again.nextUsn, first.nextUsn);
+    EXPECT_EQ(again.records, first.records);
+}
+
+TEST_F(VolumeJournalTest, LostFlagsStaySetWhenLaterReadsSucceed) {
+    const auto journal = Make();
+    files.refusals[platform::kFsctlReadUsnJournal] = {1, 87};
+    files.refusals[platform::kFsctlQueryUsnJournal] = {1, 1178};
+    journal->ReadUsnRecords();
+    ASSERT_EQ(journal->QueryChangeJournal(), 1);
+    MakeFile(u"C:\\Sync\\a.txt");
+    EXPECT_FALSE(journal->ReadUsnRecords().empty());
+    EXPECT_TRUE(journal->positionLost());
 }
 
 }  // namespace

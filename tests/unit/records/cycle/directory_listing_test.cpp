@@ -62,11 +62,14 @@ TEST_F(DirectoryListing, EnumerationThatBreaksOffEndsThatDirectoryOnly) {
 }
 
 TEST_F(DirectoryListing, EveryEnumerationIsClosedWhateverFails) {
+    volume().MakeDirectory(u"C:\\Sync\\Cloud");
+    volume().SetReparseTag(u"C:\\Sync\\Cloud", 0x9000001A);
     for (std::uint64_t nth = 1;; ++nth) {
         machine.faults().Clear();
         const std::uint64_t fired = machine.faults().fired();
         machine.faults().Fail({.nth = nth});
         List(u"C:\\Sync\\In");
+        List(u"C:\\Sync\\Cloud");
         EXPECT_THAT(machine.leaks(), IsEmpty()) << machine.faults().lastFired();
         if (machine.faults().fired() == fired) {
             break;
@@ -157,6 +160,22 @@ TEST_F(DirectoryListing, LinksAndJunctionsAreListedButNotFollowed) {
         EXPECT_THAT(ListWithTag(*this, tag),
                     ElementsAre(u"C:\\Sync\\In\\a.txt", u"C:\\Sync\\In\\b", u"C:\\Sync\\In\\c.txt"));
     }
+}
+
+TEST_F(DirectoryListing, LinkThatIsAskedForItselfHasNothingBelowIt) {
+    for (const std::uint32_t tag : {0xA0000003U, 0xA000000CU}) {
+        volume().SetReparseTag(u"C:\\Sync\\In\\b", tag);
+        EXPECT_THAT(List(u"C:\\Sync\\In\\b"), IsEmpty());
+        EXPECT_THAT(List(u"C:\\Sync\\In\\b\\"), IsEmpty());
+    }
+    volume().SetReparseTag(u"C:\\Sync\\In\\b", 0x9000001A);
+    EXPECT_THAT(List(u"C:\\Sync\\In\\b"), ::testing::SizeIs(3)) << "a cloud provider's directory is no link";
+}
+
+TEST_F(DirectoryListing, ReparsePointWhoseKindCannotBeToldIsNotEntered) {
+    volume().SetReparseTag(u"C:\\Sync\\In\\b", 0x9000001A);
+    machine.faults().Fail({.call = "Paths.FindFirstFileW"});
+    EXPECT_THAT(List(u"C:\\Sync\\In\\b"), IsEmpty());
 }
 
 TEST_F(DirectoryListing, CloudPlaceholderDirectoriesAreFollowed) {

@@ -148,6 +148,16 @@ TEST_F(SystemStepWorldTest, NumbersAndAttributesAreTheSystemsOrTheValueForNone) 
     EXPECT_EQ(world.AttributesOrAllOnes(u"C:\\Sync\\absent.txt"), 0xFFFFFFFFU);
 }
 
+TEST_F(SystemStepWorldTest, AttributesAreAskedForOnlyOfWhatIsThere) {
+    SystemStepWorld world(platform, listenPath);
+    const std::uint64_t before = machine.faults().calls("Paths.GetFileAttributesW");
+    machine.faults().Fail({.call = "Paths.Waccess"});
+    EXPECT_EQ(world.AttributesOrAllOnes(u"C:\\Sync\\plain.txt"), 0xFFFFFFFFU);
+    EXPECT_EQ(machine.faults().calls("Paths.GetFileAttributesW"), before);
+    EXPECT_EQ(world.AttributesOrAllOnes(u"C:\\Sync\\plain.txt"), 0x20U);
+    EXPECT_EQ(machine.faults().calls("Paths.GetFileAttributesW"), before + 1);
+}
+
 TEST_F(SystemStepWorldTest, DirectoriesAreListedAsTheRequestNamesThem) {
     MakeFile(u"C:\\Sync\\In\\a.txt");
     SystemStepWorld world(platform, listenPath);
