@@ -27,6 +27,11 @@ if(WIN32)
     target_compile_definitions(tavi_spdlog INTERFACE SPDLOG_WCHAR_FILENAMES)
 endif()
 
+# A flat hash map, as headers too.
+find_path(TAVI_ROBIN_MAP_INCLUDE tsl/robin_map.h REQUIRED)
+add_library(tavi_robin_map INTERFACE)
+target_include_directories(tavi_robin_map SYSTEM INTERFACE "${TAVI_ROBIN_MAP_INCLUDE}")
+
 find_path(TAVI_CLI11_INCLUDE CLI/CLI.hpp REQUIRED)
 add_library(tavi_cli11 INTERFACE)
 target_include_directories(tavi_cli11 SYSTEM INTERFACE "${TAVI_CLI11_INCLUDE}")

@@ -70,7 +70,7 @@ build_openssl() {
 # The logging, formatting and command-line libraries are used as headers and are the same for every system.
 copy_headers() {
     local library
-    for library in spdlog fmt CLI; do
+    for library in spdlog fmt CLI tsl; do
         rm -rf "${prefix:?}/include/$library"
         cp -rL "/usr/include/$library" "$prefix/include/$library"
     done
@@ -108,7 +108,7 @@ fetch_and_build() {
     rm -rf "$source" "$TAVI_CACHE/sources/$package"
 }
 
-header_versions="$(dpkg-query -W -f '${Package} ${Version} ' libspdlog-dev libfmt-dev libcli11-dev)"
+header_versions="$(dpkg-query -W -f '${Package} ${Version} ' libspdlog-dev libfmt-dev libcli11-dev robin-map-dev)"
 once headers "$header_versions" copy_headers
 library sqlite sqlite3 "$sqlite_version" "${sqlite_options[*]}"
 library jsoncpp libjsoncpp "$jsoncpp_version" "${jsoncpp_options[*]}"

@@ -7,7 +7,8 @@ packages=(
     # compilers and tools
     g++ clang libclang-rt-dev clang-format clang-tidy cmake ninja-build ccache git python3 jq
     # libraries, for Linux
-    libsqlite3-dev libjsoncpp-dev libssl-dev libspdlog-dev libfmt-dev libcli11-dev libbenchmark-dev googletest
+    libsqlite3-dev libjsoncpp-dev libssl-dev libspdlog-dev libfmt-dev libcli11-dev robin-map-dev libbenchmark-dev
+    googletest
     # the Windows programs: compiler, what its libraries are built from and with, what runs and signs them
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
     dpkg-dev make perl tcl patch xz-utils ca-certificates

@@ -84,7 +84,7 @@ stage_client_library() {
 stage_licences() {
     local entry product package file
     for entry in SQLite:libsqlite3-dev JsonCpp:libjsoncpp-dev OpenSSL:libssl-dev spdlog:libspdlog-dev fmt:libfmt-dev \
-        CLI11:libcli11-dev MinGW-w64:mingw-w64-x86-64-dev GCC-runtime:gcc-mingw-w64-base; do
+        CLI11:libcli11-dev robin-map:robin-map-dev MinGW-w64:mingw-w64-x86-64-dev GCC-runtime:gcc-mingw-w64-base; do
         product="${entry%%:*}" package="${entry#*:}"
         file="/usr/share/doc/$package/copyright"
         [ -s "$file" ] || fail "no copyright file of $package, which covers $product"

@@ -73,7 +73,8 @@ const ParentCache::Entry& BatchDecoder::Parent(platform::FileReferenceNumber num
     return parents_.Pass(answer_);
 }
 
-void BatchDecoder::TellMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping) {
+void BatchDecoder::TellMapping(const UsnRecordView& record, const ParentCache::Entry& parent,
+                               PathMapping& mapping) const {
     const std::uint32_t attributes = record.fileAttributes();
     if (!platform::IsDirectory(attributes) && mapping.syncFolderLearned()) {
         return;
@@ -81,17 +82,18 @@ void BatchDecoder::TellMapping(const UsnRecordView& record, const ParentCache::E
     std::array<char16_t, kNameBufferUnits> room;
     const std::u16string_view name = record.Name(room.data());
     const RecordIdentity identity{record.fileReferenceNumber(), record.parentFileReferenceNumber(), attributes};
+    const std::u16string_view parentPath = parents_.PathOf(parent);
     // A record inside the folder whose path also has the recycle bin's name would be told twice, to the same end.
     if (parent.insideListenFolder) {
-        mapping.UpdatePathMapping(identity, parent.path(), name);
+        mapping.UpdatePathMapping(identity, parentPath, name);
     } else {
-        mapping.CheckRecycleBinMove(identity, parent.path(), name);
+        mapping.CheckRecycleBinMove(identity, parentPath, name);
     }
 }
 
 void BatchDecoder::Append(const UsnRecordView& record, const ParentCache::Entry& parent,
                           records::UsnRecordList& batch) {
-    const std::u16string_view folder = parent.relative();
+    const std::u16string_view folder = parents_.RelativeOf(parent);
     records::UsnRecord& decoded = batch.emplace_back();
     decoded.usn = record.usn();
     decoded.reason = record.reason();

@@ -56,7 +56,7 @@ public:
 private:
     const ParentCache::Entry& Parent(platform::FileReferenceNumber number, ParentPaths& paths,
                                      const PathMapping* mapping);
-    static void TellMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping);
+    void TellMapping(const UsnRecordView& record, const ParentCache::Entry& parent, PathMapping& mapping) const;
     void Append(const UsnRecordView& record, const ParentCache::Entry& parent, records::UsnRecordList& batch);
 
     ParentCache parents_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <optional>
 
 #include "imports/exception_edge.h"
@@ -16,6 +17,12 @@ constexpr int kRetries = 5;
 constexpr std::uint32_t kRetryPauseMs = 1000;
 constexpr std::uint32_t kAllReasons = 0xFFFFFFFF;
 constexpr std::size_t kNextUsnBytes = 8;
+
+// The cache of parents counts its text in 32 bits: every record of a read may have a parent of its own, with the
+// longest path and a backslash.
+static_assert(std::uint64_t{VolumeJournal::kReadBufferBytes} / sizeof(platform::UsnRecordV2) *
+                  (kLongestPathUnits + 1) <=
+              std::numeric_limits<std::uint32_t>::max());
 
 // "\\.\C:" for a drive letter; nothing when the unit is no character, which no text can be formatted from.
 std::optional<std::u16string> FormatDevicePath(char16_t drive) {

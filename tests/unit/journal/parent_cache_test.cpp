@@ -41,8 +41,8 @@ TEST(ParentCache, InsideIsThePrefixUpToTheNextBackslash) {
         EXPECT_EQ(entry.insideListenFolder, row.inside)
             << std::string(row.listenPath, row.listenPath + std::u16string_view(row.listenPath).size()) << " "
             << std::string(row.parent, row.parent + std::u16string_view(row.parent).size());
-        EXPECT_EQ(entry.relative(), row.relative);
-        EXPECT_EQ(entry.path(), row.parent);
+        EXPECT_EQ(cache.RelativeOf(entry), row.relative);
+        EXPECT_EQ(cache.PathOf(entry), row.parent);
     }
 }
 
@@ -58,7 +58,7 @@ TEST(ParentCache, FindsWhatWasAddedAndNothingElse) {
     for (std::uint64_t number = 0; number < kCount; ++number) {
         const ParentCache::Entry* entry = cache.Find(number << 48U | number);
         ASSERT_NE(entry, nullptr);
-        ASSERT_EQ(entry->path(), u"\\Sync\\" + std::u16string(number % 30, u'd'));
+        ASSERT_EQ(cache.PathOf(*entry), u"\\Sync\\" + std::u16string(number % 30, u'd'));
     }
     EXPECT_EQ(cache.Find(kCount), nullptr);
 }
@@ -69,8 +69,8 @@ TEST(ParentCache, NumbersZeroAndAllOnesAreNumbersLikeOthers) {
     EXPECT_EQ(cache.Find(~std::uint64_t{0}), nullptr);
     cache.Add(0, u"\\Zero");
     cache.Add(~std::uint64_t{0}, u"\\Ones");
-    EXPECT_EQ(cache.Find(0)->path(), u"\\Zero");
-    EXPECT_EQ(cache.Find(~std::uint64_t{0})->path(), u"\\Ones");
+    EXPECT_EQ(cache.PathOf(*cache.Find(0)), u"\\Zero");
+    EXPECT_EQ(cache.PathOf(*cache.Find(~std::uint64_t{0})), u"\\Ones");
 }
 
 TEST(ParentCache, ClearForgetsEverything) {
@@ -86,9 +86,35 @@ TEST(ParentCache, PathForOneRecordIsJudgedButNotCached) {
     EXPECT_FALSE(cache.Pass(u"").insideListenFolder);
     const ParentCache::Entry& inside = cache.Pass(u"\\Sync\\Docs");
     EXPECT_TRUE(inside.insideListenFolder);
-    EXPECT_EQ(inside.relative(), u"Docs\\");
+    EXPECT_EQ(cache.RelativeOf(inside), u"Docs\\");
     EXPECT_FALSE(cache.Pass(u"\\$RECYCLE.BIN\\x").insideListenFolder);
     EXPECT_EQ(cache.size(), 0U);
+}
+
+TEST(ParentCache, CachedPathsStayWhenPathsForOneRecordComeBetween) {
+    ParentCache cache(u"C:\\Sync");
+    cache.Add(1, u"\\Sync\\Docs");
+    cache.Pass(u"\\Sync\\A long path that is soon forgotten");
+    cache.Add(2, u"\\Sync\\Mail");
+    EXPECT_EQ(cache.RelativeOf(cache.Pass(u"\\Sync\\x")), u"x\\");
+    EXPECT_EQ(cache.PathOf(*cache.Find(1)), u"\\Sync\\Docs");
+    EXPECT_EQ(cache.RelativeOf(*cache.Find(2)), u"Mail\\");
+}
+
+TEST(ParentCache, EveryReadBeginsWithoutTheTextOfTheOneBefore) {
+    ParentCache cache(u"C:\\Sync");
+    cache.Add(1, std::u16string(1000, u'x'));
+    cache.Clear();
+    EXPECT_EQ(cache.Add(2, u"\\Sync").pathOffset, 0U);
+}
+
+TEST(ParentCache, NumbersThatDifferInTheirSequenceAloneAreFoundQuickly) {
+    ParentCache cache(u"C:\\Sync");
+    for (std::uint64_t sequence = 0; sequence <= 0xFFFF; ++sequence) {
+        cache.Add(sequence << 48U | 1234U, u"\\Sync");
+    }
+    EXPECT_EQ(cache.size(), std::size_t{0x10000});
+    EXPECT_NE(cache.Find(std::uint64_t{0xFFFF} << 48U | 1234U), nullptr);
 }
 
 }  // namespace
