@@ -140,6 +140,30 @@ TEST_F(Cycle, RecordThatAStepHoldsBackIsStoredForTheNextOne) {
     EXPECT_THAT(Rows("SELECT filePath, originalFilePath FROM delayRecord;"), ElementsAre("0a1b2c3d.tmp|model.mlx"));
 }
 
+// A program saves by moving the old file away and writing a new one, and the service is stopped in between.
+TEST_F(Cycle, RecordHeldBackThroughTwoCyclesAndARestartBecomesAModification) {
+    auto cycle = StartCycle();
+    MakeFile(u"C:\\Sync\\model.mlx");
+    EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1);
+    volume().Rename(u"C:\\Sync\\model.mlx", u"C:\\Sync\\0a1b2c3d.tmp");
+    EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1);
+    EXPECT_THAT(cycle->delayRecords(), SizeIs(1));
+    EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1) << "nothing new: it is held on";
+    EXPECT_THAT(cycle->delayRecords(), SizeIs(1));
+    cycle.reset();
+    cycle = StartCycle();
+    EXPECT_THAT(cycle->delayRecords(), SizeIs(1));
+    const std::size_t before = Changes().size();
+    MakeFile(u"C:\\Sync\\model.mlx");
+    EXPECT_EQ(cycle->GetAndHandleUSNRecord(), 1);
+    std::vector<std::string> changes = Changes();
+    changes.erase(changes.begin(), changes.begin() + static_cast<std::ptrdiff_t>(before));
+    EXPECT_THAT(changes, ::testing::Contains("3|model.mlx|"));
+    EXPECT_THAT(changes, ::testing::Not(::testing::Contains("1|model.mlx|")));
+    EXPECT_THAT(cycle->delayRecords(), IsEmpty());
+    EXPECT_THAT(Rows("SELECT * FROM delayRecord;"), IsEmpty());
+}
+
 TEST_F(Cycle, FailedSaveIsTriedTenTimesWithRandomWaitsBetween) {
     const auto cycle = StartCycle();
     Append(1, u"a.txt", 0);
