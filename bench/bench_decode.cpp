@@ -1,6 +1,7 @@
 // Decoding reads of the change journal against what any decoder must do: walk the same bytes and build, for each
 // record, the owning record with folder and name, its parent known. Directory look-ups are answered at once, so that
 // only the product's own work is measured.
+#include <array>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "journal/batch_decoder.h"
+#include "platform/constants.h"
 #include "ratio_table.h"
 #include "sim/machine.h"
 #include "unit/journal/raw_records.h"
@@ -76,6 +78,7 @@ records::UsnRecordList BuildRecords(std::span<const std::byte> bytes, const std:
     records::UsnRecordList batch;
     batch.reserve(bytes.size() / kAverageRecord);
     platform::UsnRecordV2 header;
+    std::array<char16_t, platform::kMaxPath> name;
     for (const std::byte* at = bytes.data(); at != bytes.data() + bytes.size(); at += header.recordLength) {
         std::memcpy(&header, at, sizeof header);
         const std::u16string& folder = folders[header.parentFileReferenceNumber - kFirstDirectory];
@@ -85,9 +88,8 @@ records::UsnRecordList BuildRecords(std::span<const std::byte> bytes, const std:
         record.reason = header.reason;
         record.fileAttributes = header.fileAttributes;
         record.timestamp = static_cast<std::int64_t>(header.timeStamp / 10'000);
-        record.filename.resize(folder.size() + nameUnits);
-        folder.copy(record.filename.data(), folder.size());
-        std::memcpy(record.filename.data() + folder.size(), at + header.fileNameOffset, header.fileNameLength);
+        std::memcpy(name.data(), at + header.fileNameOffset, header.fileNameLength);
+        record.filename = records::SharedText(folder, {name.data(), nameUnits});
         record.frn = header.fileReferenceNumber;
         record.oldfrn = -1;
     }
