@@ -125,7 +125,7 @@ int SaveBare(Database& database, const records::FileChangeInfoList& changes) {
     sqlite3* handle = OpenBare(database.Parts());
     Execute(handle, "begin transaction;");
     Execute(handle, texts[SqlText::kDeleteAllDelayRecords]);
-    Execute(handle, "PRAGMA cache_size=-65536;");
+    Execute(handle, "PRAGMA cache_size=-65536;PRAGMA journal_size_limit=4194304;");
     if (!changes.empty()) {
         sqlite3_stmt* statement = Prepare(handle, texts[SqlText::kUpsertFileChangeRecord]);
         for (const records::FileChangeInfo& change : changes) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <string>
 
 namespace tavi::sim {
 
@@ -20,11 +21,59 @@ std::atomic<bool> full{false};
 
 sqlite3_vfs* systemVfs = nullptr;
 
+// How often each file is open, and which kinds of change it has seen since it was not.
+enum Change : unsigned { kCreated = 1, kExtended = 2, kOverwritten = 4, kTruncated = 8, kDeleted = 16 };
+struct OpenFile {
+    int count = 0;
+    unsigned changes = 0;
+};
+std::map<std::string, OpenFile> openFiles;
+DiskActivity activity;
+
+// All of these with the lock held.
+void NoteChange(const std::string& name, Change change) {
+    OpenFile& file = openFiles[name];
+    if ((file.changes & change) == 0) {
+        file.changes |= change;
+        ++activity.journalRecords;
+    }
+}
+
+void NoteOpen(const std::string& name, bool existed) {
+    ++openFiles[name].count;
+    if (!existed) {
+        ++activity.creations;
+        NoteChange(name, kCreated);
+    }
+}
+
+void NoteClose(const std::string& name) {
+    OpenFile& file = openFiles[name];
+    if (--file.count <= 0) {
+        activity.journalRecords += file.changes != 0 ? 1U : 0U;
+        openFiles.erase(name);
+    }
+}
+
+void NoteDeletion(const std::string& name) {
+    ++activity.deletions;
+    NoteChange(name, kDeleted);
+    if (openFiles[name].count == 0) {
+        NoteClose(name);
+    }
+}
+
+std::string IndexName(const char* database) {
+    return std::string(database) + "-shm";
+}
+
 // What SQLite allocates per open file: this, and the system's own behind it.
 struct DiskFile {
     sqlite3_file base;
     sqlite3_file* real;
-    const char* name;  // SQLite's own, which outlives the file; null for one without a name
+    const char* name;     // SQLite's own, which outlives the file; null for one that a loss of power does not touch
+    const char* anyName;  // the same for every file that has one
+    bool hasIndex;        // of the log
 };
 
 DiskFile& Of(sqlite3_file* file) {
@@ -47,6 +96,10 @@ std::string Contents(sqlite3_file* real) {
 
 int Close(sqlite3_file* file) {
     sqlite3_file* real = Of(file).real;
+    if (Of(file).anyName != nullptr) {
+        const std::lock_guard lock(mutex);
+        NoteClose(Of(file).anyName);
+    }
     return real->pMethods != nullptr ? real->pMethods->xClose(real) : SQLITE_OK;
 }
 
@@ -58,16 +111,29 @@ int Write(sqlite3_file* file, const void* buffer, int bytes, sqlite3_int64 offse
     if (full) {
         return SQLITE_FULL;
     }
+    if (Of(file).anyName != nullptr) {
+        sqlite3_int64 size = 0;
+        Of(file).real->pMethods->xFileSize(Of(file).real, &size);
+        const std::lock_guard lock(mutex);
+        ++activity.writes;
+        NoteChange(Of(file).anyName, offset + bytes > size ? kExtended : kOverwritten);
+    }
     return Of(file).real->pMethods->xWrite(Of(file).real, buffer, bytes, offset);
 }
 
 int Truncate(sqlite3_file* file, sqlite3_int64 size) {
+    if (Of(file).anyName != nullptr) {
+        const std::lock_guard lock(mutex);
+        ++activity.writes;
+        NoteChange(Of(file).anyName, kTruncated);
+    }
     return Of(file).real->pMethods->xTruncate(Of(file).real, size);
 }
 
 int Sync(sqlite3_file* file, int flags) {
     const int result = Of(file).real->pMethods->xSync(Of(file).real, flags);
     const std::lock_guard lock(mutex);
+    ++activity.syncs;
     if (result == SQLITE_OK && IsTracked(Of(file))) {
         synchronised[Of(file).name] = Contents(Of(file).real);
     }
@@ -102,7 +168,23 @@ int DeviceCharacteristics(sqlite3_file* file) {
     return Of(file).real->pMethods->xDeviceCharacteristics(Of(file).real);
 }
 
+// The first to open the index of the log empties it and makes it as long as it has to be.
 int ShmMap(sqlite3_file* file, int page, int pageSize, int extend, void volatile** memory) {
+    if (!Of(file).hasIndex && Of(file).anyName != nullptr) {
+        Of(file).hasIndex = true;
+        const std::string name = IndexName(Of(file).anyName);
+        const bool existed = std::filesystem::exists(name);
+        const std::lock_guard lock(mutex);
+        const bool isFirst = openFiles[name].count == 0;
+        NoteOpen(name, existed);
+        if (isFirst) {
+            ++activity.writes;
+            NoteChange(name, kExtended);
+            if (existed) {
+                NoteChange(name, kTruncated);
+            }
+        }
+    }
     return Of(file).real->pMethods->xShmMap(Of(file).real, page, pageSize, extend, memory);
 }
 
@@ -115,6 +197,15 @@ void ShmBarrier(sqlite3_file* file) {
 }
 
 int ShmUnmap(sqlite3_file* file, int deleteFlag) {
+    if (Of(file).hasIndex) {
+        Of(file).hasIndex = false;
+        const std::string name = IndexName(Of(file).anyName);
+        const std::lock_guard lock(mutex);
+        if (deleteFlag != 0) {
+            NoteDeletion(name);
+        }
+        NoteClose(name);
+    }
     return Of(file).real->pMethods->xShmUnmap(Of(file).real, deleteFlag);
 }
 
@@ -145,12 +236,18 @@ int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out
     auto* opened = new (file) DiskFile;
     opened->real = reinterpret_cast<sqlite3_file*>(opened + 1);
     opened->name = (flags & (SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL | SQLITE_OPEN_MAIN_JOURNAL)) != 0 ? name : nullptr;
+    opened->anyName = name;
+    opened->hasIndex = false;
     opened->base.pMethods = nullptr;
+    const bool existed = name == nullptr || std::filesystem::exists(name);
     const int result = systemVfs->xOpen(systemVfs, name, opened->real, flags, outFlags);
     if (opened->real->pMethods != nullptr) {
         opened->base.pMethods = &kMethods;
     }
     const std::lock_guard lock(mutex);
+    if (result == SQLITE_OK && name != nullptr) {
+        NoteOpen(name, existed);
+    }
     if (result == SQLITE_OK && IsTracked(*opened)) {
         synchronised.try_emplace(name);  // never synchronised: nothing of it is safe
     }
@@ -159,8 +256,12 @@ int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out
 
 int Delete(sqlite3_vfs*, const char* name, int syncDirectory) {
     {
+        const bool existed = std::filesystem::exists(name);
         const std::lock_guard lock(mutex);
         synchronised.erase(name);
+        if (existed) {
+            NoteDeletion(name);
+        }
     }
     return systemVfs->xDelete(systemVfs, name, syncDirectory);
 }
@@ -197,6 +298,16 @@ void SqliteDisk::Reset(const std::map<std::filesystem::path, std::string>& files
     if (tracking) {
         synchronised = files;
     }
+}
+
+void SqliteDisk::BeginCounting() {
+    const std::lock_guard lock(mutex);
+    activity = {};
+}
+
+DiskActivity SqliteDisk::Counted() {
+    const std::lock_guard lock(mutex);
+    return activity;
 }
 
 void SqliteDisk::SetFull(bool isFull) {

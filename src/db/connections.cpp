@@ -105,6 +105,24 @@ bool SqLite3Operator::OpenDbReadOnly(sqlite3*& handle) {
     return opened;
 }
 
+// The log is opened by the first read: opening a connection does not touch the file yet.
+bool SqLite3Operator::OpenStandby(sqlite3*& handle) {
+    handle = nullptr;
+    const bool opened = Guarded([&] {
+        if (Open(handle, kOpenFlags) != kSqliteOk) {
+            return false;
+        }
+        platform_.sqlite.BusyHandler(handle, BusyRetryHandler, &platform_);
+        Harden(handle);
+        return platform_.sqlite.Exec(handle, "PRAGMA schema_version;", nullptr) == kSqliteOk;
+    });
+    if (!opened) {
+        CloseDb(handle);
+        handle = nullptr;
+    }
+    return opened;
+}
+
 bool SqLite3Operator::CloseDb(sqlite3*& handle) {
     return Guarded([&] {
         if (handle == nullptr || platform_.sqlite.CloseV2(handle) == kSqliteOk) {

@@ -26,8 +26,10 @@ constexpr OperationTexts kSelectDelayed{
     "SelectAllDataFromDelayRecordTable", "Failed to create the stmt object", "", {}};
 
 // For a save's connection alone. 64 MiB of page cache: a large transaction then keeps the pages it touches until the
-// commit, and does not write them to the log again and again. Says nothing about when data is durable.
-constexpr const char* kLargePageCache = "PRAGMA cache_size=-65536;";
+// commit, and does not write them to the log again and again. What such a transaction has left of the log behind 4 MiB
+// is cut off by the first save that writes the log from its beginning again; in between, SQLite copies the log at 1,000
+// pages, which are less. Neither says anything about when data is durable.
+constexpr const char* kLargeTransactions = "PRAGMA cache_size=-65536;PRAGMA journal_size_limit=4194304;";
 
 // SQLite's integers are signed; attributes and reference numbers keep their bits.
 std::int32_t Signed(std::uint32_t value) {
@@ -125,7 +127,7 @@ bool SqLite3Operator::SaveCycleResults(const std::vector<records::DelayRecord>& 
         }
         bool stored = ExecuteSQLThatIsNotQuery(handle, statements_[SqlText::kDeleteAllDelayRecords]);
         if (stored) {
-            UseLargePageCache(handle);
+            FitForLargeTransactions(handle);
             stored = InsertDelayRecordTable(handle, delayRecords) && InsertFileChangeRecordTable(handle, changes) &&
                      UpdateUSNOfUserTableSql(handle, usn, userId) &&
                      InsertTemporaryFileTableSql(handle, temporaryFiles) && CommitDbTransaction(handle);
@@ -139,8 +141,8 @@ bool SqLite3Operator::SaveCycleResults(const std::vector<records::DelayRecord>& 
 
 // Inside the transaction, when the schema has been read and the lock is held: there it waits for nobody. A refusal
 // costs only time.
-void SqLite3Operator::UseLargePageCache(sqlite3* handle) {
-    Guarded([&] { return platform_.sqlite.Exec(handle, kLargePageCache, nullptr) == kSqliteOk; });
+void SqLite3Operator::FitForLargeTransactions(sqlite3* handle) {
+    Guarded([&] { return platform_.sqlite.Exec(handle, kLargeTransactions, nullptr) == kSqliteOk; });
 }
 
 bool SqLite3Operator::ClearRecordTables() {

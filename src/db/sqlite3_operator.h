@@ -106,6 +106,9 @@ public:
     bool OpenDb(sqlite3*& handle);
     // The same for reading only.
     bool OpenDbReadOnly(sqlite3*& handle);
+    // Opens a connection for reading and writing that has the log open, and logs nothing: for StandbyConnection, which
+    // says what for. False: `handle` is null and there is nothing to close.
+    bool OpenStandby(sqlite3*& handle);
     // Closes the handle; statements on it must be finalized first. A null handle is success. The variable keeps its
     // value and must not be used again, whatever the result.
     bool CloseDb(sqlite3*& handle);
@@ -181,7 +184,7 @@ private:
     void AlterInOneTransaction(const std::string& alteration);
     void DeleteFiles();
     bool InsertPathMappingEntries(sqlite3* handle, const std::vector<PathMappingEntry>& list);
-    void UseLargePageCache(sqlite3* handle);
+    void FitForLargeTransactions(sqlite3* handle);
 
     platform::Platform& platform_;
     std::u16string databasePath_;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "db/standby_connection.h"
 #include "imports/exception_edge.h"
 #include "imports/sync_panel_log.h"
 
@@ -78,9 +79,11 @@ void ListenWorker::RunTask(const std::shared_ptr<const ListenTaskRecord>& task) 
         return;
     }
     const CurrentTaskGuard guard(process_.currentTask, task);
+    db::StandbyConnection standby(process_.database);
     std::uint32_t failuresInARow = 0;
-    while (RunIteration(*cycle, failuresInARow) == Next::kGoOn) {
-    }
+    do {
+        standby.Hold();
+    } while (RunIteration(*cycle, failuresInARow) == Next::kGoOn);
 }
 
 ListenWorker::Next ListenWorker::RunIteration(ListenCycle& cycle, std::uint32_t& failuresInARow) {

@@ -46,7 +46,8 @@ TEST_F(SaveCycle, StoresEverythingInOneTransactionInItsOrder) {
     EXPECT_EQ(
         sqlite_.Calls({"OpenV2", "Exec", "PrepareV2", "CloseV2"}),
         (Lines{"OpenV2 0x8002", "Exec begin transaction;", "Exec DELETE FROM delayRecord;",
-               "Exec PRAGMA cache_size=-65536;", "PrepareV2 " + texts[SqlText::kInsertDelayRecord],
+               "Exec PRAGMA cache_size=-65536;PRAGMA journal_size_limit=4194304;",
+               "PrepareV2 " + texts[SqlText::kInsertDelayRecord],
                "PrepareV2 " + texts[SqlText::kUpsertFileChangeRecord], "PrepareV2 " + texts[SqlText::kUpdateUserUsn],
                "PrepareV2 " + texts[SqlText::kReplaceTemporaryFile], "Exec commit transaction;", "CloseV2"}));
     EXPECT_EQ(Errors(), Lines{});

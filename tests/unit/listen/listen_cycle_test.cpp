@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "listen/listen_worker.h"
+#include "sim/sqlite_disk.h"
 #include "unit/listen/log_matching.h"
 #include "unit/records/cycle/cycle_rig.h"
 
@@ -85,6 +86,35 @@ TEST_F(ListenCycleTest, DatabaseThatTakesNothingEndsTheTaskAfterFourCycles) {
     EXPECT_THAT(ServiceErrors(),
                 ElementsAre(ServiceError("ServiceWorkerListenThread",
                                          "Failed to read records, process records, or write to the database")));
+}
+
+// What a service costs that runs all night with nothing to do.
+TEST_F(ListenCycleTest, AHundredIdleCyclesMakeAndDeleteNoFileAndSyncOnceEachAtMost) {
+    sim::SqliteDisk::Install();
+    Start();
+    machine.Sleep(5000);
+    const std::uint64_t before = machine.faults().calls("Sqlite.CloseV2");
+    sim::SqliteDisk::BeginCounting();
+    ASSERT_TRUE(machine.WaitUntil([&] { return machine.faults().calls("Sqlite.CloseV2") >= before + 100; }, 600'000));
+    const sim::DiskActivity idle = sim::SqliteDisk::Counted();
+    EXPECT_EQ(idle.creations, 0U);
+    EXPECT_EQ(idle.deletions, 0U);
+    EXPECT_LE(idle.syncs, 101U) << "the save that is being made may have asked already";
+    EXPECT_GE(idle.syncs, 99U) << "the disk counts nothing";
+    EXPECT_LE(idle.journalRecords, 3U) << "in all cycles together";
+    EXPECT_THAT(ServiceErrors(), IsEmpty());
+}
+
+TEST_F(ListenCycleTest, WhenTheTaskIsFinishedTheDatabaseIsOneFileThatCanBeDeleted) {
+    Start();
+    machine.Sleep(2000);
+    const std::u16string path = process_.database.databasePath();
+    EXPECT_TRUE(platform.paths.PathFileExistsW(path + u"-wal"));
+    EXPECT_FALSE(platform.paths.DeleteFileW(path)) << "the task has it open";
+    worker_.FinishCurrentListenTask();
+    EXPECT_FALSE(platform.paths.PathFileExistsW(path + u"-wal"));
+    EXPECT_FALSE(platform.paths.PathFileExistsW(path + u"-shm"));
+    EXPECT_TRUE(platform.paths.DeleteFileW(path));
 }
 
 }  // namespace

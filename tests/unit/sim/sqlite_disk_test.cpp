@@ -86,5 +86,46 @@ TEST_F(SqliteDiskTest, FullDiskRefusesWritesUntilThereIsRoom) {
     machine_.platform().sqlite.CloseV2(database);
 }
 
+// The records are those that NTFS is documented to write: one for the first change of each kind while a file is open,
+// one when the last handle of a changed file is closed.
+TEST_F(SqliteDiskTest, ActivityIsCountedFileByFile) {
+    SqliteDisk::BeginCounting();
+    sqlite3* database = Open();
+    ASSERT_EQ(Run(database, "CREATE TABLE t(a);"), SQLITE_OK);
+    // The database is created and extended; its journal is created, extended, overwritten (the header), closed,
+    // deleted.
+    DiskActivity activity = SqliteDisk::Counted();
+    EXPECT_EQ(activity.creations, 2U);
+    EXPECT_EQ(activity.deletions, 1U);
+    EXPECT_GE(activity.syncs, 2U);
+    EXPECT_GT(activity.writes, 2U);
+
+    SqliteDisk::BeginCounting();
+    ASSERT_EQ(Run(database, "PRAGMA journal_mode=WAL; INSERT INTO t VALUES (1);"), SQLITE_OK);
+    SqliteDisk::BeginCounting();
+    ASSERT_EQ(Run(database, "INSERT INTO t VALUES (2);"), SQLITE_OK);
+    activity = SqliteDisk::Counted();
+    EXPECT_EQ(activity.creations + activity.deletions, 0U);
+    EXPECT_EQ(activity.syncs, 1U);
+    EXPECT_EQ(activity.journalRecords, 0U) << "the log was open and extended before";
+
+    SqliteDisk::BeginCounting();
+    machine_.platform().sqlite.CloseV2(database);
+    activity = SqliteDisk::Counted();
+    EXPECT_EQ(activity.creations, 0U);
+    EXPECT_EQ(activity.deletions, 2U) << "the log and its index";
+    EXPECT_GE(activity.journalRecords, 4U) << "both are closed and deleted, and the database was written";
+}
+
+TEST_F(SqliteDiskTest, ReadingIsNoActivity) {
+    sqlite3* database = Open();
+    ASSERT_EQ(Run(database, "PRAGMA journal_mode=WAL; CREATE TABLE t(a);"), SQLITE_OK);
+    SqliteDisk::BeginCounting();
+    EXPECT_EQ(Rows(), 0);
+    const DiskActivity activity = SqliteDisk::Counted();
+    EXPECT_EQ(activity.creations + activity.deletions + activity.syncs + activity.writes + activity.journalRecords, 0U);
+    machine_.platform().sqlite.CloseV2(database);
+}
+
 }  // namespace
 }  // namespace tavi::sim
