@@ -282,6 +282,8 @@ void Life::PerformMishap(const Event& event) {
             world_.truth().JournalReplaced();
             recreated_ = true;
             return JournalBroken();
+        case Act::kDumpFails:
+            return world_.log().FailDumps(static_cast<int>(event.number));
         case Act::kFlood:
             return world_.FloodJournal();
         case Act::kClockBack: {

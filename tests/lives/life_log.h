@@ -2,6 +2,7 @@
 // before something went wrong. Installs itself as the log's backend while it lives. Any thread.
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -25,9 +26,11 @@ public:
     void WriteErrorLog(std::string_view classTag, std::string_view function, std::string_view message) override;
     void WriteTraceLog(std::string_view message) override;
     void WriteNetLog(std::string_view message) override;
-    void WriteSyncLog(std::string_view, std::string_view, std::string_view) override {}
+    void WriteSyncLog(std::string_view category, std::string_view label, std::string_view text) override;
     std::u16string GetLogPath() override { return u"C:\\ProgramData\\Log"; }
 
+    // The next pieces of dumps find no memory.
+    void FailDumps(int pieces) { failingDumps_ = pieces; }
     // Since the last call.
     void ForgetStart();
     StartWay startWay() const;
@@ -48,6 +51,7 @@ private:
     bool tablesCleared_ = false;
     int positionsGivenUp_ = 0;
     int savesGivenUp_ = 0;
+    std::atomic<int> failingDumps_ = 0;
 };
 
 }  // namespace tavi::lives

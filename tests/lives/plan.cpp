@@ -195,6 +195,10 @@ private:
             const auto at = plan_.events.begin() + static_cast<std::ptrdiff_t>(AnyRicher(plan_.events.size() + 1));
             plan_.events.insert(at, RicherEvent());
         }
+        if (options_.mishaps && AnyRicher(6) == 0) {
+            const auto at = plan_.events.begin() + static_cast<std::ptrdiff_t>(AnyRicher(plan_.events.size() + 1));
+            plan_.events.insert(at, {0, Act::kDumpFails, {}, {}, 1 + AnyRicher(8)});
+        }
         if (options_.mishaps && plan_.journalSize != 0 && AnyRicher(2) == 0) {
             const auto at = plan_.events.begin() + static_cast<std::ptrdiff_t>(AnyRicher(plan_.events.size() + 1));
             plan_.events.insert(at, {static_cast<std::int64_t>(AnyRicher(600)), Act::kFlood, {}, {}, 0});
@@ -412,6 +416,8 @@ std::string Describe(const Event& event) {
                 return "the journal is deleted and created again";
             case Act::kClockBack:
                 return "the clock is set back by " + number + " ms";
+            case Act::kDumpFails:
+                return "the next " + number + " pieces of a dump find no memory";
             case Act::kFlood:
                 return "a program writes until the journal has lost all that it held";
         }

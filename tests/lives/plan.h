@@ -75,6 +75,7 @@ enum class Act {
     kDeleteJournal,
     kRecreateJournal,
     kClockBack,  // by `number` ms
+    kDumpFails,  // the next `number` pieces of a dump for the log find no memory
     kFlood,      // a program outside the folder writes until everything that the journal held is gone
 };
 

@@ -281,6 +281,7 @@ void World::EndTroubles() {
         action();
     }
     machine_.faults().Clear();
+    log_.FailDumps(0);
     sqliteFailing_ = false;
 }
 
