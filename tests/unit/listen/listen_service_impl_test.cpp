@@ -192,13 +192,13 @@ TEST_F(ListenService, EndOfTheObjectEndsWorkersThatHaveNoMainThread) {
 }
 
 TEST_F(ListenService, ExceptionWhileWorkersAreEndedLeavesTheFinishingFlagClear) {
+    int thrown = 0;  // outlives the service, whose end logs too
     {
         ListenProcess process(platform_);
         ListenServiceImpl service(platform_, checkPoints_, process, test::FakeCycles(script_), u"Another",
                                   test::kPublisher);
         ASSERT_TRUE(service.listenWorker().Start({.userId = u"user", .listenPath = u"C:\\Sync"}));
         machine_.faults().Fail({.call = "Threads.StartThread", .nth = 2});
-        int thrown = 0;
         log_.OnLine([&](const sim::LogLine& line) {
             if (line.text.ends_with("Stopping the listening task.") && ++thrown == 1) {
                 EXPECT_TRUE(process.suppressStoppedReport);
