@@ -107,6 +107,9 @@ Arrivals::Place Arrivals::List(const SharedText& directory) {
         if (context_.stop.load()) {
             break;
         }
+        if (!entry.starts_with(fullPath)) {
+            continue;  // no path below the directory
+        }
         const std::u16string_view below = std::u16string_view(entry).substr(fullPath.size());
         listing.push_back(Describe(SharedText(directory, below), entry));
         places_.try_emplace(listing.back().fileName, Place{place.listing, listing.size()});

@@ -62,6 +62,12 @@ TEST_F(MovedInEntriesTest, EveryEntryBelowBecomesACreationInTheOrderOfTheListing
     EXPECT_TRUE(output[3].isTempFile);
 }
 
+TEST_F(MovedInEntriesTest, ListedEntriesThatAreNotBelowTheDirectoryAreLeftOut) {
+    counting.listings[u"C:\\Sync\\d"] = {u"", u"C:\\Sync", u"D:\\Sync\\d\\b.txt", u"C:\\Sync\\d\\a.txt"};
+    const StepRecordList expected = {Entry(u"d", 0x10, 9), Entry(u"d\\a.txt", 0x20, 11)};
+    EXPECT_EQ(Run({Arrival(u"d")}), expected);
+}
+
 TEST_F(MovedInEntriesTest, OfEveryEntryTheNumberIsAskedForAndThenTheAttributes) {
     Run({Arrival(u"d\\e")});
     EXPECT_EQ(counting.questions, (std::vector<std::u16string>{u"number of C:\\Sync\\d\\e\\b.tmp",
