@@ -152,6 +152,8 @@ TAVI_SAME(kMaxPath, MAX_PATH);
 TAVI_SAME(kCsidlRoamingAppData, CSIDL_APPDATA);
 TAVI_SAME(kCsidlCommonAppData, CSIDL_COMMON_APPDATA);
 TAVI_SAME(kProcessQueryLimitedInformation, PROCESS_QUERY_LIMITED_INFORMATION);
+TAVI_SAME(kProcessRedirectionTrustPolicy, ProcessRedirectionTrustPolicy);
+TAVI_SAME(kEnforceRedirectionTrust, 1);  // PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY's first bit, a bit-field
 TAVI_SAME(kFileNameOpened, FILE_NAME_OPENED | VOLUME_NAME_DOS);
 TAVI_SAME(kWtdRevokeNone, WTD_REVOKE_NONE);
 TAVI_SAME(kWtdRevocationCheckNone, WTD_REVOCATION_CHECK_NONE);
