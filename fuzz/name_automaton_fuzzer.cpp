@@ -102,7 +102,6 @@ struct Tables {
         };
         return {.temporary = any(temporary, name),
                 .lock = any(lock, name),
-                .special = any(special, name),
                 .specialLowered = any(special, ToLower(name)),
                 .hydration = any(hydration, name)};
     }
