@@ -1,6 +1,6 @@
 // The disk below SQLite: knows what of every database file was synchronised, so that a loss of power can take the rest,
-// can be full, and counts what it is asked for. It stands between SQLite and the system's files, for the whole process, from the first Install on;
-// until something is switched on it only passes calls on.
+// can be full, and counts what it is asked for. It stands between SQLite and the system's files, for the whole process,
+// from the first Install on; until something is switched on it only passes calls on.
 //
 // Model: a file's contents survive as they were when the file was last synchronised; a file that never was is empty
 // afterwards; a deletion is durable at once, as the file system's own journal makes it. Any thread.

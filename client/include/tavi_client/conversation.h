@@ -1,5 +1,5 @@
-// One conversation with the service: connect, send a request, receive its reply. The service serves one client at a time and
-// one request per connection, so a client may have to wait for its turn. All within one time limit.
+// One conversation with the service: connect, send a request, receive its reply. The service serves one client at a
+// time and one request per connection, so a client may have to wait for its turn. All within one time limit.
 //
 // The second half says what the reply to a start means when the start before it was cut short. One thread per pipe; the
 // functions without one are pure. Nothing is thrown but std::bad_alloc.
@@ -36,12 +36,13 @@ enum class StartEnd {
     kMayBeCutShort,  // the service may have carried out a part of it
 };
 
-// For the answer to a start request. A start that failed (5) or has no answer may have stored the journal's end as the new
-// position already, and emptied tables, before it was cut short.
+// For the answer to a start request. A start that failed (5) or has no answer may have stored the journal's end as the
+// new position already, and emptied tables, before it was cut short.
 StartEnd HowStartEnded(const Answer& answer);
 
-// The status on which a client acts. After a start that may be cut short, 0 and 3 count as 2 (kReplyPositionExpired): the
-// service goes on from a position that the start before has stored, and what had to be told about it, nobody was told.
+// The status on which a client acts. After a start that may be cut short, 0 and 3 count as 2 (kReplyPositionExpired):
+// the service goes on from a position that the start before has stored, and what had to be told about it, nobody was
+// told.
 //
 // `last` is the end of the start before this one for the same user and database folder. It has to outlive the client: a
 // client stores kMayBeCutShort before it sends a start, and kAnswered only when it has acted on this function's result.

@@ -1,8 +1,8 @@
 // The tab-separated dumps of both record types: UTF-8, a header line and a line per record. An empty list has no dump.
 // The records are not changed. Paths are obscured unless asked for in clear (the replay tool).
 //
-// A dump of many records is long, so it can be had in pieces, of which one stands in memory at a time. No function keeps
-// anything between calls. Any thread. They throw std::bad_alloc, and what the sink throws.
+// A dump of many records is long, so it can be had in pieces, of which one stands in memory at a time. No function
+// keeps anything between calls. Any thread. They throw std::bad_alloc, and what the sink throws.
 #pragma once
 
 #include <cstddef>

@@ -54,8 +54,8 @@ public:
         return left.view() <=> right.view();
     }
     template <typename Text>
-        requires(std::convertible_to<const Text&, std::u16string_view> && !std::same_as<Text, SharedText>)
-    friend bool operator==(const SharedText& left, const Text& right) noexcept {
+    requires(std::convertible_to<const Text&, std::u16string_view> && !std::same_as<Text, SharedText>) friend bool
+    operator==(const SharedText& left, const Text& right) noexcept {
         return SameUnits(left.view(), right);
     }
 

@@ -32,8 +32,7 @@ FileChangeInfoList TakeFileChangeInfos(StepRecordList&& records) {
 void PrintTo(const StepRecord& record, std::ostream* out) {
     const auto print = [out](const char* title, const NameClass& nameClass) {
         *out << title << (nameClass.temporary ? "T" : "-") << (nameClass.lock ? "L" : "-")
-             << (nameClass.specialLowered ? "s" : "-")
-             << (nameClass.hydration ? "H" : "-");
+             << (nameClass.specialLowered ? "s" : "-") << (nameClass.hydration ? "H" : "-");
     };
     PrintTo(static_cast<const FileChangeInfo&>(record), out);
     print(" class ", record.nameClass);

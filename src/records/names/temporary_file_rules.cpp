@@ -10,8 +10,8 @@
 namespace tavi::records {
 namespace {
 
-// The names of temporary files. Office programs, archivers, CAD and MATLAB, browsers and sync clients each have theirs; a
-// line is one family. The lines are meant as they are written: the dot of the sixth is not escaped and stands for any
+// The names of temporary files. Office programs, archivers, CAD and MATLAB, browsers and sync clients each have theirs;
+// a line is one family. The lines are meant as they are written: the dot of the sixth is not escaped and stands for any
 // unit, the commas inside classes stand for a comma, and case counts ("~WRL0001.tmp" is not the sixth but the 32nd).
 constexpr std::u16string_view kTemporaryPatterns[] = {
     uR"(^\.my_document_s\.ini$)",

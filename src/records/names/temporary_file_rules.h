@@ -16,8 +16,8 @@
 #include <unordered_set>
 
 #include "records/model/change_record.h"
-#include "records/names/name_automaton.h"
 #include "records/model/step_record.h"
+#include "records/names/name_automaton.h"
 
 namespace tavi::records {
 
@@ -43,8 +43,8 @@ public:
     //      or tmp, ends with ".baiduyun.uploading.cfg", is "desktop.ini" or matches one of the special expressions.
     bool IsRecordedTemporaryFile(const StepRecord& record) const;
 
-    // The extension is what follows the last dot of the whole path, its ASCII letters lower-cased. "docs.old\readme" has
-    // the extension "old\readme", which is in no set.
+    // The extension is what follows the last dot of the whole path, its ASCII letters lower-cased. "docs.old\readme"
+    // has the extension "old\readme", which is in no set.
     static bool HasExtensionIn(const ExtensionSet& extensions, std::u16string_view path);
 
     // A work record of this change: with the classes of its two names.

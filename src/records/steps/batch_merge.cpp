@@ -10,9 +10,9 @@
 //   DELETE: no j: the record stands for its path.
 //           j is a CREATE: both go, and nothing stands for the path.
 //           j is a MODIFY: j goes, and the record stands for the path.
-//           j is a RENAME, modified or not: the file is deleted under the path it had before the batch. The record takes
-//           j's old path and stands for that, and j goes. It still stands for its new path as well, gone as it is.
-//           j is a DELETE: nothing changes.
+//           j is a RENAME, modified or not: the file is deleted under the path it had before the batch. The record
+//           takes j's old path and stands for that, and j goes. It still stands for its new path as well, gone as it
+//           is. j is a DELETE: nothing changes.
 //   MODIFY: no j: the record stands for its path.
 //           j is a CREATE or a MODIFY: the record goes.
 //           j is a RENAME, modified or not: j is modified from now on, and the record goes.

@@ -1,7 +1,7 @@
 // The steps of the processing cycle, in their order. Each takes a list and returns a new one; everything else it looks
 // at is in its parameters. What a step does is told here in short; its source, named after the step, tells its rule.
-// Steps are total (odd input passes through), keep the input's order unless their rules say otherwise, throw nothing but
-// allocation failures, and none grows faster than n log n. Called on the listen thread.
+// Steps are total (odd input passes through), keep the input's order unless their rules say otherwise, throw nothing
+// but allocation failures, and none grows faster than n log n. Called on the listen thread.
 #pragma once
 
 #include <atomic>
@@ -43,8 +43,8 @@ StepRecordList MergeModifications(StepRecordList records, StepContext& context);
 // 6, special-file deletion check: drops the DELETE of a document whose path lives on in the batch.
 StepRecordList CheckSpecialDeletions(StepRecordList records, StepContext& context);
 // 7, rename pairing: two rename halves become one RENAME. An old name alone becomes a DELETE, a new name alone a CREATE
-// or, for a directory that was deleted before, a MOVE. Adds a CREATE for everything below a directory that came in; asks
-// the world for it, and ends early once context.stop is set.
+// or, for a directory that was deleted before, a MOVE. Adds a CREATE for everything below a directory that came in;
+// asks the world for it, and ends early once context.stop is set.
 StepRecordList PairRenames(StepRecordList records, StepContext& context);
 // 8, special-file rename check: a MATLAB file that is renamed to a temporary name and created anew: the CREATE becomes
 // a MODIFY, its oldfrn the renamed file's number. Without the CREATE a copy of the RENAME is added to
@@ -54,8 +54,8 @@ StepRecordList CheckSpecialRenames(StepRecordList records, StepContext& context)
 // MODIFY, and its number goes to the file's other records. Saves through temporary files and backups (".igbak", ".tmp"
 // to ".bak") become a MODIFY; renames of one file in a row become one.
 StepRecordList ResolveTemporaryRenames(StepRecordList records, StepContext& context);
-// 10, batch merge: combines what happened to one path: CREATE and DELETE to nothing, DELETE and CREATE to MODIFY, MODIFY
-// into the CREATE or RENAME before it, RENAME and DELETE to a DELETE of the old path.
+// 10, batch merge: combines what happened to one path: CREATE and DELETE to nothing, DELETE and CREATE to MODIFY,
+// MODIFY into the CREATE or RENAME before it, RENAME and DELETE to a DELETE of the old path.
 StepRecordList MergeBatch(StepRecordList records, StepContext& context);
 // 11, move split: a RENAME into another directory becomes a MOVE.
 StepRecordList SplitMoves(StepRecordList records, StepContext& context);

@@ -22,8 +22,8 @@
 // Odd on purpose: a hidden placeholder passes both tests and is kept twice; later steps fold the two. The mark of a
 // held-back record is the one it was stored with, and may contradict its name.
 //
-// Both tests, as they are in tests/unit/records/steps/reference/temporary_file_filter.cpp, come to a number from 0 to 2.
-// The machine is asked whether the file is a placeholder only where the answer changes that number.
+// Both tests, as they are in tests/unit/records/steps/reference/temporary_file_filter.cpp, come to a number from 0
+// to 2. The machine is asked whether the file is a placeholder only where the answer changes that number.
 #include <algorithm>
 #include <cstdint>
 #include <numeric>

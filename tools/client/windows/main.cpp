@@ -27,8 +27,8 @@ std::vector<std::string> Arguments() {
     return arguments;
 }
 
-// Whether the administrators' group counts for this process: not in an ordinary prompt of an administrator's, where it is
-// there to deny only.
+// Whether the administrators' group counts for this process: not in an ordinary prompt of an administrator's, where it
+// is there to deny only.
 bool RunsElevated() {
     SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
     PSID administrators = nullptr;
@@ -57,7 +57,6 @@ int main() {
     tavi::platform::Platform platform = windows.Parts();
     tavi::client::WindowsInstalledService installedService;
     const auto pipe = tavi::client::MakeServicePipe();
-    return tavi::client::RunClient(Arguments(),
-                                   {*pipe, std::cout, std::cerr, &platform, &installedService, OutShowsColours(),
-                                    RunsElevated()});
+    return tavi::client::RunClient(
+        Arguments(), {*pipe, std::cout, std::cerr, &platform, &installedService, OutShowsColours(), RunsElevated()});
 }

@@ -99,7 +99,8 @@ TEST(SyncLogDumps, ADumpThatFindsNoMemoryIsLeftOutWithALine) {
 
 TEST(RecordDumps, APieceHoldsAtLeastOneLine) {
     std::vector<std::string> pieces;
-    DumpFileChangeRecords(Numbered(2), DumpPaths::kClear, 1, [&](std::string_view piece) { pieces.emplace_back(piece); });
+    DumpFileChangeRecords(Numbered(2), DumpPaths::kClear, 1,
+                          [&](std::string_view piece) { pieces.emplace_back(piece); });
     ASSERT_EQ(pieces.size(), 3U);  // the header line stands alone
     EXPECT_EQ(pieces[0] + pieces[1] + pieces[2], FormatFileChangeRecords(Numbered(2), DumpPaths::kClear));
 }

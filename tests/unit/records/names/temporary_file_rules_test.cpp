@@ -186,9 +186,8 @@ TEST_F(TemporaryFileRulesTest, SpecialNamesAreDatabaseBackupsAndCadLocksInAnyCas
         EXPECT_TRUE(Rules().Classify(name).specialLowered) << testing::PrintToString(std::u16string(name));
         EXPECT_TRUE(Recorded(FileChangeReason::kCreate, name)) << testing::PrintToString(std::u16string(name));
     }
-    const char16_t* const others[] = {
-        u"",      u"tmp",           u".tmp",          u"a.tmp",    u"a.db0.bak",
-        u"a.bak", u"~NUVEXA_x.tmp", u"~nuvexa_x.TMP", u"~nuvexa_", u"x~nuvexa_.tmp"};
+    const char16_t* const others[] = {u"",      u"tmp",           u".tmp",          u"a.tmp",    u"a.db0.bak",
+                                      u"a.bak", u"~NUVEXA_x.tmp", u"~nuvexa_x.TMP", u"~nuvexa_", u"x~nuvexa_.tmp"};
     for (const char16_t* const name : others) {
         EXPECT_FALSE(Rules().Classify(name).specialLowered) << testing::PrintToString(std::u16string(name));
     }

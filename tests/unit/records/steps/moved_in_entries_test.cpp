@@ -129,9 +129,8 @@ TEST_F(MovedInEntriesTest, ADirectoryShownWithoutContentsIsListedByItself) {
     constexpr std::uint32_t kLink = 0x410;
     Add(u"C:\\Sync\\d\\e", kLink, 12);
     counting.listings[u"C:\\Sync\\d"] = {u"C:\\Sync\\d\\e", u"C:\\Sync\\d\\ee"};
-    const Outline expected = {{kCreate, u"d"},      {kCreate, u"d\\e"},
-                              {kCreate, u"d\\ee"},  {kCreate, u"d\\e"},
-                              {kCreate, u"d\\e\\b.tmp"}};
+    const Outline expected = {
+        {kCreate, u"d"}, {kCreate, u"d\\e"}, {kCreate, u"d\\ee"}, {kCreate, u"d\\e"}, {kCreate, u"d\\e\\b.tmp"}};
     EXPECT_EQ(OutlineOf(Run({Arrival(u"d"), Arrival(u"d\\e")})), expected);
     EXPECT_EQ(counting.listingCount, 2) << "a link, or a directory whose listing failed, was not looked into";
 }

@@ -93,13 +93,15 @@ void UseTemporaryToBackupRename(const FileChangeInfo& r, FileChangeInfoList& out
     if (newDot == std::u16string::npos || oldDot == std::u16string::npos) {
         return;
     }
-    if (LowerCase(r.fileName.view().substr(newDot)) != u".bak" || LowerCase(r.originalFileName.view().substr(oldDot)) != u".tmp") {
+    if (LowerCase(r.fileName.view().substr(newDot)) != u".bak" ||
+        LowerCase(r.originalFileName.view().substr(oldDot)) != u".tmp") {
         return;
     }
     const std::u16string_view base = r.fileName.view().substr(0, newDot);
     for (FileChangeInfo& w : output) {
         const std::size_t dot = w.fileName.view().rfind(u'.');
-        if (w.reason == FileChangeReason::kCreate && dot != std::u16string::npos && w.fileName.view().substr(0, dot) == base) {
+        if (w.reason == FileChangeReason::kCreate && dot != std::u16string::npos &&
+            w.fileName.view().substr(0, dot) == base) {
             w.reason = FileChangeReason::kModify;
         }
     }
