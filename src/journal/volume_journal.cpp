@@ -9,6 +9,7 @@
 #include "imports/sync_panel_log.h"
 #include "platform/constants.h"
 #include "util/read_error_file.h"
+#include "util/retry.h"
 
 namespace tavi::journal {
 namespace {
@@ -202,13 +203,9 @@ bool VolumeJournal::Control(std::uint32_t code, std::span<const std::byte> input
 
 bool VolumeJournal::ControlWithRetries(std::uint32_t code, std::span<const std::byte> input) {
     std::uint32_t bytesReturned = 0;
-    for (int retry = 0; !Control(code, input, {}, bytesReturned); ++retry) {
-        if (retry == kRetries) {
-            return false;
-        }
-        platform_.threads.Sleep(kRetryPauseMs);
-    }
-    return true;
+    return util::TryWithRetries(
+        kRetries, [&] { return Control(code, input, {}, bytesReturned); }, [](bool succeeded) { return !succeeded; },
+        [this] { platform_.threads.Sleep(kRetryPauseMs); });
 }
 
 void VolumeJournal::LogFailure(std::string_view function, std::string_view message) const {

@@ -46,8 +46,12 @@ constexpr std::array<Weighted, 6> kUnsteadyWork = {{{Act::kRenameDirectory, 4},
                                                     {Act::kMoveDirectoryIn, 4},
                                                     {Act::kMoveDirectoryOut, 2},
                                                     {Act::kReleaseData, 1}}};
-constexpr std::array<Weighted, 5> kRicherWork = {
-    {{Act::kWriteStream, 3}, {Act::kLink, 2}, {Act::kShellOpen, 2}, {Act::kScratch, 2}, {Act::kRemoveHeld, 4}}};
+constexpr std::array<Weighted, 6> kRicherWork = {{{Act::kWriteStream, 3},
+                                                  {Act::kLink, 2},
+                                                  {Act::kShellOpen, 2},
+                                                  {Act::kScratch, 2},
+                                                  {Act::kRemoveHeld, 4},
+                                                  {Act::kHoldDirectory, 4}}};
 constexpr std::array<Weighted, 2> kRicherUnsteadyWork = {{{Act::kRemoveTreeByHandle, 2}, {Act::kEmptyBin, 2}}};
 constexpr std::array<Weighted, 8> kControl = {{{Act::kStop, 3},
                                                {Act::kFinish, 3},

@@ -11,6 +11,7 @@
 #include "imports/sync_panel_log.h"
 #include "imports/type_convert.h"
 #include "records/cycle/batch_split.h"
+#include "util/retry.h"
 
 namespace tavi::records {
 namespace {
@@ -19,8 +20,8 @@ using Drive::SyncPanelLog;
 
 constexpr std::string_view kCycle = "GetAndHandleUSNRecord";
 constexpr std::uint32_t kPollPauseMs = 500;
-constexpr int kSaveAttempts = 10;
-constexpr int kExists = 0;  // _waccess: the path is there
+constexpr int kSaveRetries = 9;  // ten attempts
+constexpr int kExists = 0;       // _waccess: the path is there
 
 }  // namespace
 
@@ -192,16 +193,16 @@ bool FileChangeRecord::TakeUntilGap(UsnRecordList&& read, UsnRecordList& batch) 
 }
 
 bool FileChangeRecord::Store(const CycleResult& result) {
-    for (int attempt = 1;
-         !database_.SaveCycleResults(delayRecords_, result.changes, result.temporaryFiles, startUsn_, userId_);
-         ++attempt) {
-        if (attempt == kSaveAttempts) {
-            Drive::kFileChangeRecordLog.Error(kCycle, "Writing to the database fails after several attempts");
-            return false;
-        }
-        platform_.threads.Sleep(static_cast<std::uint32_t>(Drive::GetRandWaitTime(platform_.clock)));
+    const auto save = [&] {
+        return database_.SaveCycleResults(delayRecords_, result.changes, result.temporaryFiles, startUsn_, userId_);
+    };
+    const bool saved = util::TryWithRetries(
+        kSaveRetries, save, [](bool succeeded) { return !succeeded; },
+        [this] { platform_.threads.Sleep(static_cast<std::uint32_t>(Drive::GetRandWaitTime(platform_.clock))); });
+    if (!saved) {
+        Drive::kFileChangeRecordLog.Error(kCycle, "Writing to the database fails after several attempts");
     }
-    return true;
+    return saved;
 }
 
 }  // namespace tavi::records
