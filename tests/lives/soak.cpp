@@ -3,8 +3,9 @@
 #include <malloc.h>
 
 #include "lives/world.h"
+#include "support/sanitizers.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TAVI_SANITIZED
 // Of the sanitizers' common runtime; not every compiler installs the header that declares it.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
@@ -14,7 +15,7 @@ namespace tavi::lives {
 namespace {
 
 std::size_t BytesInUse() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TAVI_SANITIZED
     return __sanitizer_get_current_allocated_bytes();
 #else
     const struct mallinfo2 info = mallinfo2();

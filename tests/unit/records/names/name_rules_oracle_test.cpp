@@ -13,12 +13,13 @@
 #include "records/names/lower_case.h"
 #include "records/names/name_expression.h"
 #include "records/names/temporary_file_rules.h"
+#include "support/sanitizers.h"
 
 namespace tavi::records {
 namespace {
 
 // The full number takes the sanitizers minutes.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TAVI_SANITIZED
 constexpr std::size_t kDefaultCases = 20'000;
 constexpr std::size_t kHitsPerExpression = 50;
 #else
