@@ -10,7 +10,7 @@
 //    neither it nor a folder above it can be renamed.
 //  - While it is held, the file's own path must be the path by which the system names the process's image, asked for
 //    once more at the end. The system names an image by its file's present path, and two files have no path in common.
-// An executable may hence be neither on the network, nor behind a link, nor read-only.
+// An executable may hence be neither on the network, nor behind a link, nor, on some systems, read-only.
 //
 // Nothing is asked over the network, neither about revocation nor for certificates that the machine has not met: the
 // service works offline, and a client's own certificate must not decide whom the local system account calls. So the
