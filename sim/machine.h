@@ -1,9 +1,10 @@
 // A simulated Windows machine behind the product's platform interfaces: the product's code runs against it unchanged,
 // in virtual time, with every call recorded and made to fail at will.
 //
-//     sim::Machine machine;                                  // or sim::Machine({.seed = 7}): other threads may go
-//     first sim::CapturedLog log; machine.volume().MakeDirectory(u"C:\\Sync"); platform::Platform platform =
-//     machine.platform();
+//     sim::Machine machine;  // or sim::Machine({.seed = 7}): other threads may go first
+//     sim::CapturedLog log;
+//     machine.volume().MakeDirectory(u"C:\\Sync");
+//     platform::Platform platform = machine.platform();
 //
 //     ListenServiceNamedPipe pipe(platform);                 // single-threaded: just call. Sleep moves the clock.
 //     machine.faults().Fail({.call = "Pipes.LocalAlloc"});   // the next one fails, with its usual error code
